@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "movement/corvane_movement.h"
+
+CorvaneMovement::~CorvaneMovement() = default;

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "plugin/element_frame.h"
+
+#include <new>
+
+namespace corvane {
+
+unsigned long MakePads(ZCOM::EObject& element, ZCOM::SOURCEPAD** source, ZCOM::SINKPAD** sink) {
+  *source = new (std::nothrow) ZCOM::SOURCEPAD(&element);
+  if (*source != nullptr) element.AddSourcePad(*source);
+  *sink = new (std::nothrow) ZCOM::SINKPAD(&element, 0);
+  if (*sink != nullptr) element.AddSinkPad(*sink);
+  return *source != nullptr && *sink != nullptr;
+}
+
+unsigned long ForwardMessage(ZCOM::EObject& element, ZCOM::QObject* message) {
+  ZCOM::SOURCEPAD* source = element.GetSourcePad(0);
+  if (source == nullptr) return 0;
+  if (const ZCOM::SINKPAD* sink = source->LinkedSinkPad) {
+    return sink->Owner == nullptr ? 0 : sink->Owner->DataArrived(message, sink->Index);
+  }
+  if (source->Owner != nullptr) {
+    source->Owner->ErrorMessage("SourcePad: No sink pad (broken pipe)\n");
+  }
+  return 0;
+}
+
+void SendError(ZCOM::EObject& element, QError& error, int id, const char* text) {
+  error.Properties.SetProperty("ErrorID", id, kStandardGroup);
+  error.Properties.SetProperty("ErrorString", text, kStandardGroup);
+  ForwardMessage(element, &error);
+}
+
+}  // namespace corvane
