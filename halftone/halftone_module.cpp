@@ -22,6 +22,5 @@ unsigned long EHalftoneModule::Initialize() {
 
 unsigned long EHalftoneModule::DataArrived(ZCOM::QObject* message, unsigned short) {
   if (message == nullptr) return 1;
-  if (message->IsPassThrough() != 0) return ForwardMessage(*this, message);
-  return corvane::PassOn(*this, message);
+  return ForwardMessage(*this, message);
 }
