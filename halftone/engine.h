@@ -4,18 +4,14 @@
 // error, gets a drop where the error exceeds a threshold, and hands shares of what is left to the
 // pixel below, to its neighbour on the side already visited, and to the next pixel of the row.
 //
-// There are two engines with the same results, bit for bit: the plain one says the rule as it is,
-// one ink after the other; the fast one runs all inks of a pixel in the lanes of a vector.
+// The plain engine says the rule as it is, one ink after the other.
 #pragma once
 
 #include <cstdint>
 
 #include "halftone/kernel_table.h"
-#include "plugin/cpu.h"
 
 namespace corvane {
-
-class FastPage;
 
 // What a kernel works on: the page's settings, the state that runs on from row to row, which stays
 // its owner's, and one contone row. Errors are in sixteenths of a contone level.
@@ -24,31 +20,30 @@ struct RowState {
   std::uint16_t ShiftCMY;
   std::uint16_t Shiftcmy;
   std::uint16_t ShiftK;
-  bool BothDirections;         // every row forward, then backward
-  std::uint32_t NumPix;        // binary pixels per contone pixel, at least 1
-  std::uint32_t width;         // contone pixels that the error lines and the output have room for
-  std::uint32_t outputWidth;   // binary pixels of an output plane
+  bool BothDirections;        // every row forward, then backward
+  std::uint32_t NumPix;       // binary pixels per contone pixel, at least 1
+  std::uint32_t width;        // contone pixels that the error lines and the output have room for
+  std::uint32_t outputWidth;  // binary pixels of an output plane
 
   // By Ink. An error line has NumPix * width + 2 entries: entry p + 1 belongs to binary pixel p,
   // the first and the last are guards. Kernels touch the lines of their own inks only.
   std::int16_t* const* ErrorRows;
   std::int16_t* CarriedError;
-  std::uint32_t* DotCount;     // drops placed, modulo 2^32
-  std::uint32_t* RowPhase;     // place in the threshold modulation, 0..1023
-  std::uint8_t* output;        // binary planes, one after the other
-  FastPage* fastPage;          // null: the plain engine runs
+  std::uint32_t* DotCount;  // drops placed, modulo 2^32
+  std::uint32_t* RowPhase;  // place in the threshold modulation, 0..1023
+  std::uint8_t* output;     // binary planes, one after the other
 
-  const std::uint8_t* data;    // contone planes, `stride` bytes apart, one byte a pixel
+  const std::uint8_t* data;  // contone planes, `stride` bytes apart, one byte a pixel
   std::uint32_t stride;
-  std::uint32_t row;           // odd rows run forward, even rows backward
-  std::uint32_t first;         // contone pixels first..end - 1 are halftoned; neither is above
-  std::uint32_t end;           // the smaller of width and stride
+  std::uint32_t row;    // odd rows run forward, even rows backward
+  std::uint32_t first;  // contone pixels first..end - 1 are halftoned; neither is above
+  std::uint32_t end;    // the smaller of width and stride
 };
 
 // Halftones one row and returns its RowBytes: the bytes of all planes that the kernel sends.
 std::uint32_t RunKernel(const Kernel& kernel, const RowState& state);
 
-// The same on the plain engine. The error lines must be in ErrorRows (see SyncErrorRows).
+// The same on the plain engine.
 std::uint32_t RunKernelPlain(const Kernel& kernel, const RowState& state);
 
 // The left shift of an ink group's levels.

@@ -55,7 +55,7 @@ struct Pass {
   std::uint32_t firstPixel;  // contone pixel that is visited first
   std::uint32_t pixelCount;
   std::uint32_t numPix;
-  std::uint32_t phase;       // of the modulation at the first binary pixel
+  std::uint32_t phase;  // of the modulation at the first binary pixel
 };
 
 // Errors have 16 bits and wrap.
