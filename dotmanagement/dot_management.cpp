@@ -21,5 +21,6 @@ unsigned long ECorvaneDotManagement::Initialize() {
 
 unsigned long ECorvaneDotManagement::DataArrived(ZCOM::QObject* message, unsigned short) {
   if (message == nullptr) return 1;
-  return ForwardMessage(*this, message);
+  if (message->IsPassThrough() != 0) return ForwardMessage(*this, message);
+  return corvane::PassOn(*this, message);
 }

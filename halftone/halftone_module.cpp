@@ -22,5 +22,6 @@ unsigned long EHalftoneModule::Initialize() {
 
 unsigned long EHalftoneModule::DataArrived(ZCOM::QObject* message, unsigned short) {
   if (message == nullptr) return 1;
-  return ForwardMessage(*this, message);
+  if (message->IsPassThrough() != 0) return ForwardMessage(*this, message);
+  return corvane::PassOn(*this, message);
 }

@@ -25,6 +25,13 @@ unsigned long ForwardMessage(ZCOM::EObject& element, ZCOM::QObject* message) {
   return 0;
 }
 
+unsigned long PassOn(ZCOM::EObject& element, ZCOM::QObject* message) {
+  const unsigned long result = ForwardMessage(element, message);
+  const bool isControl =
+      message->MessageKind >= kControlMessage && message->MessageKind <= kEndJobMessage;
+  return isControl ? result : 1;
+}
+
 void SendError(ZCOM::EObject& element, QError& error, int id, const char* text) {
   error.Properties.SetProperty("ErrorID", id, kStandardGroup);
   error.Properties.SetProperty("ErrorString", text, kStandardGroup);

@@ -50,6 +50,10 @@ unsigned long MakePads(ZCOM::EObject& element, ZCOM::SOURCEPAD** source, ZCOM::S
 // pad the broken pipe is reported through the pad's owner and the result is 0.
 unsigned long ForwardMessage(ZCOM::EObject& element, ZCOM::QObject* message);
 
+// Forwards a message that is not the element's work: the forwarding's result for the kinds 1 to 4,
+// otherwise 1 whatever the next element answered.
+unsigned long PassOn(ZCOM::EObject& element, ZCOM::QObject* message);
+
 // Writes the error into `error` and sends it down the chain. The error keeps its other entries.
 void SendError(ZCOM::EObject& element, QError& error, int id, const char* text);
 

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "host/framework.h"
+#include "host/raster.h"
+
+namespace {
+
+TEST(Elements, GivePadsByIndexAndShareThemWithCopies) {
+  auto element = std::make_unique<ZCOM::EObject>();
+  auto* pad = new ZCOM::SOURCEPAD(element.get());
+  element->AddSourcePad(pad);
+  element->AddSinkPad(new ZCOM::SINKPAD(element.get(), 0));
+  EXPECT_EQ(element->GetSourcePadCount(), 1);
+  EXPECT_EQ(element->GetSinkPadCount(), 1);
+  EXPECT_EQ(element->GetSourcePad(0), pad);
+  EXPECT_EQ(element->GetSourcePad(1), nullptr);
+
+  const auto copy = std::make_unique<ZCOM::EObject>(*element);
+  element.reset();
+  EXPECT_EQ(copy->GetSourcePad(0), pad);
+  EXPECT_EQ(pad->LinkedSinkPad, nullptr) << "the pad lives on with the copy";
+}
+
+std::string reported;
+
+TEST(Elements, ReportThroughTheHook) {
+  ZCOM::EObject element;
+  ZCOM::SetErrorMessageHook([](ZCOM::EObject*, const char* text) { reported = text; });
+  element.ErrorMessage("%s %d\n", "pad", 3);
+  ZCOM::SetErrorMessageHook(nullptr);
+  EXPECT_EQ(reported, "pad 3\n");
+}
+
+TEST(Messages, CarryTheirKinds) {
+  EXPECT_EQ(QStartPage().MessageKind, 2);
+  EXPECT_EQ(QRaster().MessageKind, 5);
+  EXPECT_EQ(QCMYKContoneRaster().MessageKind, 6);
+  EXPECT_EQ(QCMYKBinaryRaster().MessageKind, 7);
+  EXPECT_EQ(QError().MessageKind, 8);
+  EXPECT_EQ(QStartPage().IsPassThrough(), 0u);
+}
+
+TEST(Wrappers, PutDiagnosticFilesIntoTheNamedDirectory) {
+  const std::filesystem::path directory =
+      std::filesystem::path(::testing::TempDir()) / "corvane_diagnostics";
+  std::filesystem::create_directories(directory);
+  ZCOM::SetDiagnosticsDirectory(directory.string().c_str());
+  ZCOM::FILEHANDLE log = ZCOM::fwfopen("C:\\HTLog.txt", "w");
+  ZCOM::SetDiagnosticsDirectory(nullptr);
+  ASSERT_NE(log, nullptr);
+  ZCOM::fwfprintf(log, "n=%d\n", 4);
+  EXPECT_EQ(ZCOM::fwfclose(log), 0);
+
+  std::string line;
+  std::getline(std::ifstream(directory / "HTLog.txt"), line);
+  EXPECT_EQ(line, "n=4");
+  std::filesystem::remove_all(directory);
+}
+
+TEST(Wrappers, TakeANullHandle) {
+  char byte = 0;
+  EXPECT_EQ(ZCOM::fwfclose(nullptr), 0);
+  EXPECT_EQ(ZCOM::fwfprintf(nullptr, "x"), 0);
+  EXPECT_EQ(ZCOM::fwfwrite("x", 1, 1, nullptr), 0u);
+  EXPECT_EQ(ZCOM::fwfread(&byte, 1, 1, nullptr), 0u);
+}
+
+}  // namespace
