@@ -5,19 +5,46 @@
 #include "app/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <functional>
+#include <memory>
+
+#include "app/replay.h"
 
 namespace corvane {
+namespace {
+
+// What the command line asks for; run when all of it has been read.
+using Command = std::function<int()>;
+
+void AddReplay(CLI::App& app, Command* chosen) {
+  auto options = std::make_shared<ReplayOptions>();
+  CLI::App* command = app.add_subcommand(
+      "replay", "Sends recorded messages into the chain and writes what leaves each element");
+  command->add_option("SCRIPT", options->script, "Messages, one JSON object a line; - reads them in")
+      ->required();
+  command->add_option("-o,--output", options->output, "Writes to this file, not to the terminal")
+      ->type_name("FILE");
+  command
+      ->add_option("--diagnostics", options->diagnostics,
+                   "Folder of the plug-in's diagnostic files (HTLog.txt, rgb.raw, points.bin)")
+      ->type_name("DIR");
+  command->callback([=] { *chosen = [options] { return RunReplay(*options); }; });
+}
+
+}  // namespace
 
 int RunCommandLine(int argc, char** argv) {
   CLI::App app("Drives the Corvane plug-in: from an image to printhead data", "corvane");
   app.require_subcommand(1);
+  Command chosen;
+  AddReplay(app, &chosen);
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }
-  return 0;
+  return chosen();
 }
 
 }  // namespace corvane

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "app/replay.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "app/failure.h"
+#include "app/message_json.h"
+#include "app/message_recorder.h"
+#include "tests/harness/scratch_folder.h"
+
+namespace corvane {
+namespace {
+
+using ::testing::ElementsAre;
+
+// A chain that needs no colour table.
+constexpr const char* kShortChain = R"({"chain":["EHalftoneModule","EDotManagement"]})";
+
+class Replay : public ::testing::Test {
+ protected:
+  std::vector<std::string> Run(const std::string& script) {
+    const auto input = folder_.Write("script.jsonl", script);
+    const auto output = folder_.Path("out.jsonl");
+    RunReplay({input.string(), output.string(), ""});
+    return Lines(output);
+  }
+
+  static std::vector<std::string> Lines(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+  }
+
+  ScratchFolder folder_;
+};
+
+TEST_F(Replay, WritesEachMessageAsItLeavesEachElement) {
+  const auto lines = Run(std::string(kShortChain) + R"(
+
+{"kind":1,"properties":{"Standard":{"Text":"a\"\u00e9","Low":-5,"High":4294967295,"None":null}}}
+{"kind":300,"from":"EColorInline"}
+{"kind":2,"passThrough":1}
+)");
+  const std::string bag =
+      R"("properties":{"Standard":{"High":4294967295,"Low":-5,"Text":"a\"é"}}})";
+  const std::string page = R"("kind":2,"passThrough":1,"properties":{},"pageProperties":{}})";
+  EXPECT_THAT(lines, ElementsAre(R"({"from":"EHalftoneModule","kind":1,)" + bag,
+                                 R"({"from":"EDotManagement","kind":1,)" + bag, R"({"result":1})",
+                                 R"({"from":"EHalftoneModule","kind":300})",
+                                 R"({"from":"EDotManagement","kind":300})", R"({"result":1})",
+                                 R"({"from":"EHalftoneModule",)" + page,
+                                 R"({"from":"EDotManagement",)" + page, R"({"result":1})"));
+}
+
+TEST_F(Replay, RowsAreFilledUpWithZeros) {
+  const auto lines = Run(R"({"chain":["EDotManagement"]}
+{"kind":5,"raster":{"RasterFormat":2,"Row":7,"Width":4294967295,"RowBytes":5},"data":"AQID"}
+{"kind":7,"passThrough":1,"raster":{"RowBytes":2,"EndPixel":null},"data":"AQID"}
+{"kind":6}
+)");
+  ASSERT_EQ(lines.size(), 6u);
+  EXPECT_EQ(lines[0],
+            R"({"from":"EDotManagement","kind":5,"raster":{"RasterFormat":2,"PassThroughValue":0,)"
+            R"("Row":7,"FirstPixel":0,"EndPixel":0,"Width":4294967295,"RowBytes":5},)"
+            R"("data":"AQIDAAA="})");
+  EXPECT_THAT(lines[2], ::testing::EndsWith(R"("RowBytes":2},"data":"AQI="})"));
+  EXPECT_THAT(lines[4], ::testing::EndsWith(R"("RowBytes":0},"data":""})"));
+}
+
+TEST_F(Replay, RefusesWhatItCannotSend) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"{", "not JSON at byte 2"},
+      {"[1]", "the line is not an object"},
+      {"{}", "the message has no \"kind\""},
+      {R"({"kind":65536})", "\"kind\" is outside 0 to 65535"},
+      {R"({"kind":"2"})", "\"kind\" is not an integer"},
+      {R"({"kind":1,"pasThrough":1})", "the message has an unknown key \"pasThrough\""},
+      {R"({"kind":2,"properties":{"A":{"B":4294967296}}})", "\"B\" does not fit 32 bits"},
+      {R"({"kind":2,"properties":{"A":{"B":-2147483649}}})", "\"B\" does not fit 32 bits"},
+      {R"({"kind":2,"properties":{"A":{"B":1.0}}})", "\"B\" is neither an integer nor a string"},
+      {R"({"kind":2,"properties":{"A":{"B":"\u0000"}}})", "\"B\" holds a zero character"},
+      {R"({"kind":2,"properties":{"A":1}})", "\"properties\": group \"A\" is not an object"},
+      {R"({"kind":3,"pageProperties":{}})", "only kind 2 has \"pageProperties\""},
+      {R"({"kind":3,"raster":{}})", "only kinds 5, 6 and 7 have a \"raster\" and \"data\""},
+      {R"({"kind":5,"raster":{"Rows":1}})", "\"raster\" has an unknown key \"Rows\""},
+      {R"({"kind":5,"raster":{"Row":-1}})", "\"Row\" is outside 0 to 4294967295"},
+      {R"({"kind":5,"data":"AQI"})", "\"data\" is not base64 text"},
+      {R"({"kind":7,"raster":{"RowBytes":4294967295}})",
+       "the raster stands for 4294967295 bytes; at most 1073741824 are supported"},
+      {R"({"host":{}})", "the host line must be the first"},
+      {R"({"chain":["EColor"]})", "\"chain\" names no element with \"EColor\""},
+      {R"({"chain":[]})", "\"chain\" is not a list of element names"},
+      {R"({"elements":{"EColor":{}}})", "\"elements\" has an unknown key \"EColor\""},
+  };
+  for (const auto& [line, problem] : cases) {
+    try {
+      Run(std::string(kShortChain) + "\n\n" + line + "\n");
+      ADD_FAILURE() << line;
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.what(), folder_.Path("script.jsonl").string() + ": line 3: " + problem);
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder_.Path("out.jsonl"))) << line;
+  }
+}
+
+TEST(MessageJson, IntegersTakeTheNarrowestType) {
+  auto line = ParseScriptLine(
+      R"({"kind":2,"pageProperties":{"G":{"a":2147483647,"b":2147483648,"c":-2147483648,"d":"5"}}})");
+  auto& page = static_cast<QStartPage&>(*std::get<ScriptMessage>(line).message);
+  const auto& group = page.PageProperties.Groups().at("G");
+  EXPECT_EQ(std::get<std::int32_t>(group.at("a")), 2147483647);
+  EXPECT_EQ(std::get<std::uint32_t>(group.at("b")), 2147483648u);
+  EXPECT_EQ(std::get<std::int32_t>(group.at("c")), -2147483647 - 1);
+  EXPECT_EQ(std::get<std::string>(group.at("d")), "5");
+}
+
+TEST(ScriptRecorder, WhatItWritesIsAScript) {
+  const ScratchFolder folder;
+  const auto file = folder.Path("page.jsonl");
+  ChainSetup setup;
+  setup.elements = {"EColorInline"};
+  setup.host.SetProperty("ColorTableFilename", "t.cvt", "Standard");
+  setup.elementProperties["EColorInline"].SetProperty("SaveRgb", 1, "EColorInline");
+  QStartPage page;
+  page.PageProperties.SetProperty("CMYKBinaryDescriptor", 83, "Standard");
+  QCMYKContoneRaster row;
+  unsigned char bytes[] = {1, 2, 3};
+  row.Row = 4;
+  row.RowBytes = 3;
+  row.Data = bytes;
+  {
+    ScriptRecorder recorder(file.string(), setup);
+    recorder.Record(page);
+    recorder.Record(row);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    recorder.Finish();
+  }
+
+  std::ifstream stream(file);
+  std::string line;
+  std::getline(stream, line);
+  const auto read = std::get<ChainSetup>(ParseScriptLine(line));
+  EXPECT_EQ(read.elements, setup.elements);
+  EXPECT_EQ(read.host.Groups(), setup.host.Groups());
+  EXPECT_EQ(read.elementProperties.at("EColorInline").Groups(),
+            setup.elementProperties.at("EColorInline").Groups());
+  std::getline(stream, line);
+  auto readPage = std::get<ScriptMessage>(ParseScriptLine(line));
+  EXPECT_EQ(static_cast<QStartPage&>(*readPage.message).PageProperties.Groups(),
+            page.PageProperties.Groups());
+  std::getline(stream, line);
+  auto readRow = std::get<ScriptMessage>(ParseScriptLine(line));
+  EXPECT_EQ(AsRaster(*readRow.message)->Row, 4u);
+  EXPECT_THAT(readRow.data, ElementsAre(1, 2, 3));
+  EXPECT_FALSE(std::getline(stream, line));
+}
+
+}  // namespace
+}  // namespace corvane
