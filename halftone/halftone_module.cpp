@@ -1,10 +1,61 @@
 // SPDX-License-Identifier: MIT
 #include "halftone/halftone_module.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+#include "halftone/engine.h"
+#include "halftone/routine_table.h"
+#include "halftone/threshold_tables.h"
 #include "plugin/element_frame.h"
 
 using corvane::ForwardMessage;
+using corvane::Ink;
+using corvane::KernelName;
+using corvane::kInkCount;
 using corvane::kStandardGroup;
+
+namespace {
+
+constexpr const char* kOwnGroup = "EHalftoneModule";
+constexpr const char* kLogFile = "C:\\HTLog.txt";
+
+constexpr int kUnsupportedModeError = 27;
+constexpr const char* kUnsupportedModeText = "This print mode is not supported yet.";
+constexpr int kBufferError = 8;
+constexpr const char* kBufferText = "Can not create Halftone Buffer.";
+
+constexpr std::uint64_t kLargest32 = std::numeric_limits<std::uint32_t>::max();
+
+std::uint32_t PageNumber(const ZCOM::PROPERTIES& page, const char* key) {
+  unsigned long value = 0;
+  page.GetProperty(key, &value, 0ul, kStandardGroup);
+  return static_cast<std::uint32_t>(value);
+}
+
+std::uint16_t PageNumber16(const ZCOM::PROPERTIES& page, const char* key) {
+  unsigned short value = 0;
+  page.GetProperty(key, &value, static_cast<unsigned short>(0), kStandardGroup);
+  return value;
+}
+
+// Zeroed memory for `count` elements; null when there is none or its bytes do not fit 32 bits.
+template <typename T>
+T* AllocateZeroed(std::uint64_t count) {
+  if (count > kLargest32 / sizeof(T)) return nullptr;
+  return static_cast<T*>(std::calloc(static_cast<std::size_t>(count), sizeof(T)));
+}
+
+template <typename T>
+void FreeAndNull(T*& memory) {
+  std::free(memory);
+  memory = nullptr;
+}
+
+}  // namespace
+
+// ---- Life
 
 EHalftoneModule::EHalftoneModule() {
   Properties.SetProperty("EObjectType", "EHalftoneModule", kStandardGroup);
@@ -17,11 +68,208 @@ EHalftoneModule& EHalftoneModule::operator=(const EHalftoneModule&) = default;
 EHalftoneModule::~EHalftoneModule() = default;
 
 unsigned long EHalftoneModule::Initialize() {
+  unsigned long writeToFile = 0;
+  Properties.GetProperty("WriteToFile", &writeToFile, 0ul, kOwnGroup);
+  WriteToFile = static_cast<std::uint32_t>(writeToFile);
   return corvane::MakePads(*this, &sourcePad_, &sinkPad_);
 }
+
+// ---- Messages
 
 unsigned long EHalftoneModule::DataArrived(ZCOM::QObject* message, unsigned short) {
   if (message == nullptr) return 1;
   if (message->IsPassThrough() != 0) return ForwardMessage(*this, message);
-  return corvane::PassOn(*this, message);
+
+  switch (message->MessageKind) {
+    case kStartPageMessage:
+      return StartPage(static_cast<QStartPage*>(message));
+    case kEndPageMessage:
+      return EndPage(message);
+    case kContoneRasterMessage:
+      return ConvertRow(static_cast<QRaster*>(message));
+    default:
+      return corvane::PassOn(*this, message);
+  }
+}
+
+// ---- Page start
+
+unsigned long EHalftoneModule::StartPage(QStartPage* page) {
+  HalftoneDeAllocateMemory();
+  CloseLog();
+  std::fill_n(CarriedError, kInkCount, std::int16_t{0});
+
+  const std::uint64_t width = std::uint64_t{PageNumber(page->Properties, "PrintableWidth")} +
+                              PageNumber16(page->Properties, "LeftOverSprayPixels") +
+                              PageNumber16(page->Properties, "RightOverSprayPixels");
+  // A width beyond 32 bits stays too large for every buffer.
+  width_ = static_cast<std::uint32_t>(std::min(width, kLargest32));
+  inputResolution_ = PageNumber(page->Properties, "HorizontalInputResolution");
+  const std::uint16_t alternateMode = PageNumber16(page->Properties, "UseAlternateModes");
+  int descriptor = 0;
+  page->PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, kStandardGroup);
+  descriptor_ = static_cast<tagBinaryCMYKDescriptor>(descriptor);
+
+  if (WriteToFile != 0) logFile_ = ZCOM::fwfopen(kLogFile, "w");
+
+  if (HalftoneGetRoutine(alternateMode) == 0) {
+    SendError(*this, ErrorObject, kUnsupportedModeError, kUnsupportedModeText);
+    ForwardMessage(*this, page);
+    return 0;
+  }
+  if (HalftoneAllocateMemory(alternateMode) == 0) {
+    SendError(*this, ErrorObject, kBufferError, kBufferText);
+    ForwardMessage(*this, page);
+    return 0;
+  }
+  pageIsReady_ = true;
+  return ForwardMessage(*this, page);
+}
+
+unsigned long EHalftoneModule::HalftoneGetRoutine(unsigned short alternateMode) {
+  const corvane::HalftoneRoutine* routine =
+      corvane::FindHalftoneRoutine(descriptor_, alternateMode);
+  if (routine == nullptr) return 0;
+
+  kernel_ = OperationOf(routine->kernel);
+  // Without an input resolution there is no NumPix; the buffers are refused then.
+  NumPix = inputResolution_ == 0 ? 0 : routine->baseResolution / inputResolution_;
+  BothDirections = routine->BothDirections ? 1 : 0;
+  if (routine->ShiftCMY >= 0) ShiftCMY = static_cast<std::uint16_t>(routine->ShiftCMY);
+  if (routine->Shiftcmy >= 0) Shiftcmy = static_cast<std::uint16_t>(routine->Shiftcmy);
+  if (routine->ShiftK >= 0) ShiftK = static_cast<std::uint16_t>(routine->ShiftK);
+  outputRaster_.RasterFormat = routine->layout;
+  if (WriteToFile != 0) LogRoutine(routine->loggedModes);
+  return 1;
+}
+
+unsigned long EHalftoneModule::HalftoneAllocateMemory(unsigned short alternateMode) {
+  const corvane::HalftoneBuffers* buffers =
+      corvane::FindHalftoneBuffers(descriptor_, alternateMode);
+  if (buffers == nullptr) return 0;
+
+  const std::uint64_t binaryWidth = std::uint64_t{NumPix} * width_;
+  if (binaryWidth == 0) return 0;
+  const std::uint64_t planeBytes = (binaryWidth - 1) / 8 + 1;
+  outputRaster_.Data = AllocateZeroed<unsigned char>(planeBytes * buffers->planes);
+  if (outputRaster_.Data == nullptr) return 0;
+
+  for (const Ink ink : buffers->errorLines) {
+    const std::uint64_t scale = ink == Ink::K ? 1 : buffers->colourLineScale;
+    std::int16_t*& line = ErrorRows[static_cast<int>(ink)];
+    line = AllocateZeroed<std::int16_t>(scale * (binaryWidth + 2));
+    if (line == nullptr) return 0;
+  }
+  return 1;
+}
+
+// ---- Rows
+
+unsigned long EHalftoneModule::ConvertRow(QRaster* contone) {
+  if (!pageIsReady_ || contone->Data == nullptr) return ForwardMessage(*this, contone);
+
+  outputRaster_.PassThroughValue = contone->PassThroughValue;
+  outputRaster_.Row = contone->Row;
+  outputRaster_.FirstPixel = NumPix * contone->FirstPixel;
+  outputRaster_.EndPixel = NumPix * contone->EndPixel;
+  outputRaster_.Width = NumPix * width_;
+
+  contoneStride_ = contone->Width != 0 ? contone->Width : width_;
+  // What lies beyond the contone planes is room of the overspray margins, without ink.
+  const std::uint32_t limit = std::min(contoneStride_, width_);
+  HalftoneConvert(contone->Data, contone->Row, std::min(contone->FirstPixel, limit),
+                  std::min(contone->EndPixel, limit));
+  return ForwardMessage(*this, &outputRaster_);
+}
+
+unsigned char EHalftoneModule::HalftoneConvert(unsigned char* data, unsigned long row,
+                                               unsigned long first, unsigned long end) {
+  RowPhase = static_cast<std::uint32_t>(corvane::kModulation[row % corvane::kModulationLength] %
+                                        corvane::kModulationLength);
+  return (this->*kernel_)(data, row, first, end);
+}
+
+unsigned char EHalftoneModule::RunKernel(KernelName name, unsigned char* data, unsigned long row,
+                                         unsigned long first, unsigned long end) {
+  const corvane::RowState state = {.ShiftCMY = ShiftCMY,
+                                   .Shiftcmy = Shiftcmy,
+                                   .ShiftK = ShiftK,
+                                   .BothDirections = BothDirections != 0,
+                                   .NumPix = NumPix,
+                                   .width = width_,
+                                   .outputWidth = outputRaster_.Width,
+                                   .ErrorRows = ErrorRows,
+                                   .CarriedError = CarriedError,
+                                   .DotCount = DotCount,
+                                   .RowPhase = &RowPhase,
+                                   .output = outputRaster_.Data,
+                                   .data = data,
+                                   .stride = contoneStride_,
+                                   .row = static_cast<std::uint32_t>(row),
+                                   .first = static_cast<std::uint32_t>(first),
+                                   .end = static_cast<std::uint32_t>(end)};
+  outputRaster_.RowBytes = corvane::RunKernel(corvane::KernelOf(name), state);
+  return 1;
+}
+
+// ---- Kernels
+
+#define CORVANE_DEFINE_KERNEL(name, ...)                                                           \
+  unsigned char EHalftoneModule::name(unsigned char* data, unsigned long row, unsigned long first, \
+                                      unsigned long end) {                                         \
+    return RunKernel(KernelName::name, data, row, first, end);                                     \
+  }
+CORVANE_HALFTONE_KERNELS(CORVANE_DEFINE_KERNEL)
+#undef CORVANE_DEFINE_KERNEL
+
+EHalftoneModule::KernelOperation EHalftoneModule::OperationOf(KernelName name) {
+  static constexpr KernelOperation kOperations[] = {
+#define CORVANE_KERNEL_OPERATION(name, ...) &EHalftoneModule::name,
+      CORVANE_HALFTONE_KERNELS(CORVANE_KERNEL_OPERATION)
+#undef CORVANE_KERNEL_OPERATION
+  };
+  return kOperations[static_cast<int>(name)];
+}
+
+// ---- Page end
+
+unsigned long EHalftoneModule::EndPage(ZCOM::QObject* message) {
+  HalftoneDeAllocateMemory();
+  const unsigned long result = ForwardMessage(*this, message);
+  if (WriteToFile != 0) {
+    LogCounts();
+    CloseLog();
+  }
+  return result;
+}
+
+unsigned long EHalftoneModule::HalftoneDeAllocateMemory() {
+  pageIsReady_ = false;
+  FreeAndNull(outputRaster_.Data);
+  for (std::int16_t*& line : ErrorRows) FreeAndNull(line);
+  return 1;
+}
+
+// ---- Log
+
+void EHalftoneModule::LogRoutine(const char* const (&modes)[2]) {
+  for (const char* mode : modes) {
+    if (mode != nullptr) ZCOM::fwfprintf(logFile_, "BinaryDescriptor = %s\n", mode);
+  }
+  ZCOM::fwfprintf(logFile_, "NumPix   = %d\n", static_cast<int>(NumPix));
+  ZCOM::fwfprintf(logFile_, "ShiftCMY = %d\n", static_cast<int>(ShiftCMY));
+  ZCOM::fwfprintf(logFile_, "Shiftcmy = %d\n", static_cast<int>(Shiftcmy));
+  ZCOM::fwfprintf(logFile_, "ShiftK   = %d\n", static_cast<int>(ShiftK));
+}
+
+void EHalftoneModule::LogCounts() {
+  for (int ink = 0; ink < kInkCount; ++ink) {
+    ZCOM::fwfprintf(logFile_, "%scount=%d\n", corvane::kInkNames[ink],
+                    static_cast<std::int32_t>(DotCount[ink]));
+  }
+}
+
+void EHalftoneModule::CloseLog() {
+  ZCOM::fwfclose(logFile_);
+  logFile_ = nullptr;
 }

@@ -9,13 +9,9 @@
 #include <cstdint>
 
 #include "halftone/threshold_tables.h"
+#include "printmode/print_mode.h"
 
 namespace corvane {
-
-// Inks in the order of the contone planes and of all per-ink state; cd and md are the two further
-// cyan and magenta inks of the nine-ink set.
-enum class Ink : std::uint8_t { C, c, M, m, Y, y, K, cd, md };
-inline constexpr int kInkCount = 9;
 
 // Inks that share a value shift and a coverage set.
 enum class InkGroup : std::uint8_t {
