@@ -15,6 +15,7 @@ using corvane::Ink;
 using corvane::KernelName;
 using corvane::kInkCount;
 using corvane::kStandardGroup;
+using corvane::SendError;
 
 namespace {
 
@@ -45,6 +46,17 @@ template <typename T>
 T* AllocateZeroed(std::uint64_t count) {
   if (count > kLargest32 / sizeof(T)) return nullptr;
   return static_cast<T*>(std::calloc(static_cast<std::size_t>(count), sizeof(T)));
+}
+
+// The contone planes up to the last one that the kernel reads.
+std::uint32_t ContonePlanesOf(const corvane::Kernel& kernel) {
+  std::uint32_t planes = 0;
+  for (int i = 0; i < kernel.inkCount; ++i) {
+    const corvane::KernelInk& ink = kernel.inks[i];
+    planes = std::max(planes, ink.contonePlane + 1u);
+    if (ink.foldedPlane != corvane::kNoPlane) planes = std::max(planes, ink.foldedPlane + 1u);
+  }
+  return planes;
 }
 
 template <typename T>
@@ -132,6 +144,7 @@ unsigned long EHalftoneModule::HalftoneGetRoutine(unsigned short alternateMode) 
   if (routine == nullptr) return 0;
 
   kernel_ = OperationOf(routine->kernel);
+  contonePlanes_ = ContonePlanesOf(corvane::KernelOf(routine->kernel));
   // Without an input resolution there is no NumPix; the buffers are refused then.
   NumPix = inputResolution_ == 0 ? 0 : routine->baseResolution / inputResolution_;
   BothDirections = routine->BothDirections ? 1 : 0;
@@ -166,7 +179,7 @@ unsigned long EHalftoneModule::HalftoneAllocateMemory(unsigned short alternateMo
 // ---- Rows
 
 unsigned long EHalftoneModule::ConvertRow(QRaster* contone) {
-  if (!pageIsReady_ || contone->Data == nullptr) return ForwardMessage(*this, contone);
+  if (!CanConvert(*contone)) return ForwardMessage(*this, contone);
 
   outputRaster_.PassThroughValue = contone->PassThroughValue;
   outputRaster_.Row = contone->Row;
@@ -174,12 +187,23 @@ unsigned long EHalftoneModule::ConvertRow(QRaster* contone) {
   outputRaster_.EndPixel = NumPix * contone->EndPixel;
   outputRaster_.Width = NumPix * width_;
 
-  contoneStride_ = contone->Width != 0 ? contone->Width : width_;
+  contoneStride_ = StrideOf(*contone);
   // What lies beyond the contone planes is room of the overspray margins, without ink.
   const std::uint32_t limit = std::min(contoneStride_, width_);
   HalftoneConvert(contone->Data, contone->Row, std::min(contone->FirstPixel, limit),
                   std::min(contone->EndPixel, limit));
   return ForwardMessage(*this, &outputRaster_);
+}
+
+std::uint32_t EHalftoneModule::StrideOf(const QRaster& contone) const {
+  return contone.Width != 0 ? contone.Width : width_;
+}
+
+// A row whose RowBytes are 0 does not say what it holds and is trusted.
+bool EHalftoneModule::CanConvert(const QRaster& contone) const {
+  if (!pageIsReady_ || contone.Data == nullptr) return false;
+  const std::uint64_t bytes = std::uint64_t{contonePlanes_} * StrideOf(contone);
+  return contone.RowBytes == 0 || contone.RowBytes >= bytes;
 }
 
 unsigned char EHalftoneModule::HalftoneConvert(unsigned char* data, unsigned long row,

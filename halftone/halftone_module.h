@@ -38,6 +38,9 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
   unsigned long StartPage(QStartPage* page);
   unsigned long EndPage(ZCOM::QObject* message);
   unsigned long ConvertRow(QRaster* contone);
+  bool CanConvert(const QRaster& contone) const;
+  // Bytes from plane to plane: the row's own width, or the page's for a row that has none.
+  std::uint32_t StrideOf(const QRaster& contone) const;
 
   // Chooses kernel, shifts, NumPix and layout of the page's print mode: 1, or 0 when it is none.
   unsigned long HalftoneGetRoutine(unsigned short alternateMode);
@@ -85,5 +88,6 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
   KernelOperation kernel_ = nullptr;
 
   bool pageIsReady_ = false;         // the page has its kernel and all its buffers
+  std::uint32_t contonePlanes_ = 0;  // that the kernel reads
   std::uint32_t contoneStride_ = 0;  // bytes from plane to plane of the row being halftoned
 };

@@ -1,0 +1,329 @@
+// SPDX-License-Identifier: MIT
+#include "halftone/halftone_module.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/harness/element_harness.h"
+
+namespace corvane {
+namespace {
+
+using ::testing::Each;
+using testing::ElementHarness;
+using ::testing::ElementsAre;
+using testing::NumberOf;
+using testing::SentMessage;
+using testing::TextOf;
+
+struct Page {
+  int descriptor = 48;
+  unsigned long width = 100;
+  unsigned long resolution = 600;
+  int alternateMode = 0;
+  int leftMargin = 0;
+  int rightMargin = 0;
+};
+
+QStartPage StartOf(const Page& page) {
+  QStartPage start;
+  start.Properties.SetProperty("PrintableWidth", page.width, "Standard");
+  start.Properties.SetProperty("HorizontalInputResolution", page.resolution, "Standard");
+  start.Properties.SetProperty("UseAlternateModes", page.alternateMode, "Standard");
+  start.Properties.SetProperty("LeftOverSprayPixels", page.leftMargin, "Standard");
+  start.Properties.SetProperty("RightOverSprayPixels", page.rightMargin, "Standard");
+  start.PageProperties.SetProperty("CMYKBinaryDescriptor", page.descriptor, "Standard");
+  return start;
+}
+
+std::vector<int> KindsOf(const std::vector<SentMessage>& messages) {
+  std::vector<int> kinds;
+  for (const SentMessage& message : messages) kinds.push_back(message.kind);
+  return kinds;
+}
+
+int BitsIn(const std::vector<unsigned char>& data) {
+  int bits = 0;
+  for (const unsigned char byte : data) bits += std::popcount(byte);
+  return bits;
+}
+
+class HalftoneModule : public ::testing::Test {
+ protected:
+  HalftoneModule() : harness(new EHalftoneModule) {}
+
+  unsigned long Start(const Page& page) {
+    QStartPage start = StartOf(page);
+    return harness.Push(start);
+  }
+
+  // Sends a row of contone planes, `stride` pixels each, and gives what comes out.
+  SentMessage Convert(std::vector<unsigned char> data, std::uint32_t stride, std::uint32_t row,
+                      std::uint32_t first, std::uint32_t end) {
+    harness.TakeSent();
+    QCMYKContoneRaster raster;
+    raster.Data = data.data();
+    raster.RowBytes = static_cast<std::uint32_t>(data.size());
+    raster.Width = stride;
+    raster.Row = row;
+    raster.FirstPixel = first;
+    raster.EndPixel = end;
+    raster.PassThroughValue = 77;
+    lastResult = harness.Push(raster);
+    const std::vector<SentMessage> sent = harness.TakeSent();
+    return sent.size() == 1 ? sent[0] : SentMessage{};
+  }
+
+  unsigned long End() { return harness.Push(kEndPageMessage); }
+
+  ElementHarness harness;
+  unsigned long lastResult = 0;
+};
+
+// The same, writing its log into a directory of its own.
+class LoggingHalftoneModule : public HalftoneModule {
+ protected:
+  LoggingHalftoneModule()
+      : directory_(std::filesystem::path(::testing::TempDir()) /
+                   ::testing::UnitTest::GetInstance()->current_test_info()->name()) {
+    std::filesystem::create_directories(directory_);
+    ZCOM::SetDiagnosticsDirectory(directory_.string().c_str());
+    harness.Element().Properties.SetProperty("WriteToFile", 1, "EHalftoneModule");
+    harness.Start();
+  }
+  ~LoggingHalftoneModule() override {
+    ZCOM::SetDiagnosticsDirectory(nullptr);
+    std::filesystem::remove_all(directory_);
+  }
+
+  std::string Log() const {
+    std::ifstream file(directory_ / "HTLog.txt");
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+  }
+
+ private:
+  std::filesystem::path directory_;
+};
+
+TEST_F(HalftoneModule, RefusesAPageWithAnErrorAheadOfItsStart) {
+  struct Case {
+    const char* why;
+    Page page;
+    int id;
+    const char* text;
+  };
+  const char* const unsupported = "This print mode is not supported yet.";
+  const char* const noBuffer = "Can not create Halftone Buffer.";
+  const Case cases[] = {
+      {"no print mode", {.descriptor = 0}, 27, unsupported},
+      {"no print mode either, at width 0", {.descriptor = 13, .width = 0}, 27, unsupported},
+      {"no width", {.width = 0}, 8, noBuffer},
+      {"no input resolution", {.resolution = 0}, 8, noBuffer},
+      {"above the resolution of the mode", {.resolution = 1201}, 8, noBuffer},
+      {"lines beyond 32 bits", {.width = 0x7FFFFFFFul}, 8, noBuffer},
+      {"margins beyond 32 bits", {.width = 0xFFFFFFFFul, .leftMargin = 9}, 8, noBuffer},
+  };
+  harness.Start();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    harness.TakeSent();
+    EXPECT_EQ(Start(c.page), 0u);
+    const std::vector<SentMessage> sent = harness.TakeSent();
+    ASSERT_THAT(KindsOf(sent), ElementsAre(kErrorMessage, kStartPageMessage));
+    EXPECT_EQ(TextOf(sent[0].properties, "EObjectName"), "EHalftoneError");
+    EXPECT_EQ(NumberOf(sent[0].properties, "ErrorID"), c.id);
+    EXPECT_EQ(TextOf(sent[0].properties, "ErrorString"), c.text);
+
+    const SentMessage row = Convert({1, 2, 3}, 3, 5, 0, 3);
+    EXPECT_EQ(row.kind, kContoneRasterMessage);
+    EXPECT_THAT(row.data, ElementsAre(1, 2, 3));
+    EXPECT_EQ(End(), 1u);
+  }
+}
+
+TEST_F(HalftoneModule, GivesTheResultOfTheNextElement) {
+  harness.Start();
+  for (const unsigned long result : {0ul, 5ul}) {
+    harness.next.result = result;
+    EXPECT_EQ(Start({}), result);
+    Convert(std::vector<unsigned char>(100), 100, 1, 0, 100);
+    EXPECT_EQ(lastResult, result);
+    EXPECT_EQ(End(), result);
+    Convert({1}, 1, 1, 0, 1);
+    EXPECT_EQ(lastResult, result) << "a row behind the page's end";
+  }
+}
+
+TEST_F(HalftoneModule, SendsRowsInBinaryPixels) {
+  harness.Start();
+  Start({.descriptor = 54, .width = 100, .leftMargin = 8, .rightMargin = 8});
+  const SentMessage row = Convert(std::vector<unsigned char>(7 * 116), 116, 33, 10, 20);
+  EXPECT_EQ(row.kind, kBinaryRasterMessage);
+  EXPECT_EQ(row.rasterFormat, 17u);
+  EXPECT_EQ(row.passThroughValue, 77u);
+  EXPECT_EQ(row.row, 33u);
+  EXPECT_EQ(row.firstPixel, 20u);
+  EXPECT_EQ(row.endPixel, 40u);
+  EXPECT_EQ(row.width, 232u);
+  EXPECT_EQ(row.rowBytes, 29u * 7u);
+  EXPECT_THAT(row.data, Each(0));
+}
+
+TEST_F(HalftoneModule, ReadsPlanesAtTheStrideOfTheRowAndKeepsTheMarginsEmpty) {
+  harness.Start();
+  // Full black only, in planes of 16 pixels on a page of 16 + 8 + 8: at one binary pixel per
+  // contone pixel and 100 per cent every pixel of the plane gets its drop, none of the margins.
+  std::vector<unsigned char> planes(7 * 16);
+  std::fill(planes.begin() + 6 * 16, planes.end(), 255);
+  for (const std::uint32_t row : {1u, 2u}) {
+    SCOPED_TRACE(row);
+    Start({.descriptor = 12, .width = 16, .leftMargin = 8, .rightMargin = 8});
+    const SentMessage sent = Convert(planes, 16, row, 0, 1000);
+    EXPECT_EQ(sent.endPixel, 1000u);
+    ASSERT_EQ(sent.rowBytes, 7u * 4u);
+    EXPECT_EQ(sent.data[6 * 4], 0xFF);
+    EXPECT_EQ(sent.data[6 * 4 + 1], 0xFF);
+    EXPECT_EQ(BitsIn(sent.data), 16);
+    // Pixels that begin beyond the planes convert nothing.
+    EXPECT_EQ(BitsIn(Convert(planes, 16, row, 20, 30).data), 0);
+  }
+  // Without a width of its own the row has that of the page.
+  Start({.descriptor = 8, .width = 16});
+  EXPECT_EQ(BitsIn(Convert(std::vector<unsigned char>(16, 255), 0, 1, 0, 16).data), 16);
+}
+
+TEST_F(HalftoneModule, BeginsEveryPageWithoutError) {
+  harness.Start();
+  const std::vector<unsigned char> planes(300, 77);
+  std::vector<std::vector<unsigned char>> pages[2];
+  for (auto& rows : pages) {
+    Start({.width = 300});
+    for (std::uint32_t row = 0; row < 4; ++row) {
+      rows.push_back(Convert(planes, 300, row, 0, 300).data);
+      EXPECT_GT(BitsIn(rows.back()), 0);
+    }
+    End();
+  }
+  EXPECT_EQ(pages[0], pages[1]);
+}
+
+TEST_F(HalftoneModule, PassesOnARowThatLacksPlanes) {
+  harness.Start();
+  Start({.descriptor = 54, .width = 10});
+  EXPECT_EQ(Convert(std::vector<unsigned char>(69), 10, 1, 0, 10).kind, kContoneRasterMessage);
+  EXPECT_EQ(Convert(std::vector<unsigned char>(70), 10, 1, 0, 10).kind, kBinaryRasterMessage);
+  // Nobody reads the black plane of this mode.
+  Start({.descriptor = 52, .width = 10});
+  EXPECT_EQ(Convert(std::vector<unsigned char>(60), 10, 1, 0, 10).kind, kBinaryRasterMessage);
+}
+
+// A page start without a page end before it takes the place of the page.
+TEST_F(HalftoneModule, ReplacesAnOpenPage) {
+  harness.Start();
+  Start({.descriptor = 109, .width = 50});
+  Start({.descriptor = 8, .width = 2000});
+  EXPECT_EQ(BitsIn(Convert(std::vector<unsigned char>(2000, 255), 2000, 1, 0, 2000).data), 2000);
+  EXPECT_EQ(End(), 1u);
+  EXPECT_EQ(End(), 1u);
+}
+
+TEST_F(HalftoneModule, SharesThePageWithItsCopy) {
+  harness.Start();
+  Start({.descriptor = 8, .width = 64});
+  auto& original = static_cast<EHalftoneModule&>(harness.Element());
+  EHalftoneModule copy(original);
+  EXPECT_EQ(copy.GetSourcePad(0), original.GetSourcePad(0));
+  std::vector<unsigned char> data(64, 255);
+  QCMYKContoneRaster raster;
+  raster.Data = data.data();
+  raster.Width = raster.EndPixel = 64;
+  EXPECT_EQ(copy.DataArrived(&raster, 0), 1u);
+  EXPECT_EQ(BitsIn(harness.TakeSent().back().data), 64);
+  End();
+}
+
+constexpr const char* kNoCounts =
+    "Ccount=0\nccount=0\nMcount=0\nmcount=0\nYcount=0\nycount=0\nKcount=0\ncdcount=0\nmdcount=0\n";
+
+TEST_F(LoggingHalftoneModule, LogsTheSettingsOfEveryPage) {
+  struct Case {
+    Page page;
+    std::string settings;
+  };
+  const Case cases[] = {
+      // A black page leaves the colour shifts of the page before, at first 0.
+      {{.descriptor = 8},
+       "BinaryDescriptor = K_600x600_1Pass\nBinaryDescriptor = K_600x600_2Pass\n"
+       "NumPix   = 1\nShiftCMY = 0\nShiftcmy = 0\nShiftK   = 4\n"},
+      {{.descriptor = 7, .resolution = 300},
+       "BinaryDescriptor = CMYK_300x600_1Pass\n"
+       "NumPix   = 1\nShiftCMY = 4\nShiftcmy = 4\nShiftK   = 4\n"},
+      {{.descriptor = 5, .resolution = 150},
+       "BinaryDescriptor = K_300x600_1Pass\n"
+       "NumPix   = 2\nShiftCMY = 4\nShiftcmy = 4\nShiftK   = 4\n"},
+      {{.descriptor = 82, .alternateMode = 1},
+       "BinaryDescriptor = CcMmYyK_4800x1200_16Pass\n"
+       "NumPix   = 4\nShiftCMY = 1\nShiftcmy = 2\nShiftK   = 1\n"},
+      // A refused resolution is found after the settings are made.
+      {{.descriptor = 108, .resolution = 0},
+       "BinaryDescriptor = CcMmYycmK_1200x1200_8Pass\n"
+       "NumPix   = 0\nShiftCMY = 2\nShiftcmy = 2\nShiftK   = 3\n"},
+      {{.descriptor = 99}, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.page.descriptor);
+    Start(c.page);
+    End();
+    EXPECT_EQ(Log(), c.settings + kNoCounts);
+  }
+}
+
+TEST_F(LoggingHalftoneModule, CountsDropsOverAllPages) {
+  for (const int page : {1, 2}) {
+    Start({.descriptor = 111, .width = 40});
+    // Nine planes of 40: full cyan, and K at 128, which is one drop a pixel.
+    std::vector<unsigned char> planes(9 * 40);
+    std::fill_n(planes.begin() + 6 * 40, 40, 128);
+    Convert(planes, 40, 1, 0, 40);
+    Convert(planes, 40, 2, 0, 30);
+    if (page == 2) Start({.descriptor = 111, .width = 40});  // the log begins anew
+    End();
+    const std::string kCount = "Kcount=" + std::to_string(70 * page) + "\n";
+    EXPECT_THAT(Log(), ::testing::HasSubstr("ycount=0\n" + kCount + "cdcount=0\n"));
+    EXPECT_EQ(Log().find("BinaryDescriptor"), 0u);
+    EXPECT_EQ(Log().rfind("BinaryDescriptor"), 0u);
+  }
+}
+
+TEST_F(LoggingHalftoneModule, GoesOnWithoutALogThatCannotBeOpened) {
+  ZCOM::SetDiagnosticsDirectory("/nonexistent");
+  EXPECT_EQ(Start({}), 1u);
+  EXPECT_EQ(Convert(std::vector<unsigned char>(100), 100, 1, 0, 100).kind, kBinaryRasterMessage);
+  EXPECT_EQ(End(), 1u);
+}
+
+TEST_F(HalftoneModule, WritesNoLogUnasked) {
+  const std::filesystem::path directory = std::filesystem::path(::testing::TempDir()) / "NoLog";
+  std::filesystem::create_directories(directory);
+  ZCOM::SetDiagnosticsDirectory(directory.string().c_str());
+  harness.Start();
+  Start({});
+  End();
+  ZCOM::SetDiagnosticsDirectory(nullptr);
+  EXPECT_TRUE(std::filesystem::is_empty(directory));
+  std::filesystem::remove_all(directory);
+}
+
+}  // namespace
+}  // namespace corvane

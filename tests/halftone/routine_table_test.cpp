@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "halftone/routine_table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace corvane {
+namespace {
+
+// Calls `visit` with every print mode and the values of "UseAlternateModes" that matter, and one
+// that does not.
+template <typename Visit>
+void ForEachMode(Visit visit) {
+  for (const PrintMode& mode : kPrintModes) {
+    for (const int alternate : {0, 1, 2, 7}) {
+      SCOPED_TRACE(testing::Message() << mode.descriptor << " alternate " << alternate);
+      visit(mode, alternate);
+    }
+  }
+}
+
+TEST(RoutineTable, GivesEveryModeTheLayoutOfItsKernel) {
+  ForEachMode([](const PrintMode& mode, int alternate) {
+    const HalftoneRoutine* routine = FindHalftoneRoutine(mode.descriptor, alternate);
+    ASSERT_NE(routine, nullptr);
+    EXPECT_EQ(routine->layout, mode.layout[alternate > 2 ? 0 : alternate]);
+    EXPECT_STREQ(routine->loggedModes[0],
+                 routine->descriptor == K_600x600_2Pass ? "K_600x600_1Pass" : mode.name);
+
+    const PlaneLayout* layout = FindPlaneLayout(routine->layout);
+    const Kernel& kernel = KernelOf(routine->kernel);
+    ASSERT_NE(layout, nullptr);
+    EXPECT_EQ(kernel.planeCount, layout->planeCount);
+    for (int i = 0; i < kernel.inkCount; ++i) {
+      const KernelInk& ink = kernel.inks[i];
+      if (ink.outputPlane >= layout->planeCount) continue;  // not sent
+      EXPECT_EQ(layout->planes[ink.outputPlane].ink, ink.ink);
+      EXPECT_EQ(layout->planes[ink.outputPlane].bit, 0);
+    }
+  });
+}
+
+// A kernel's name says the coverage of its ink groups, and so does the shift: 4 is 100 per cent.
+TEST(RoutineTable, GivesEveryInkTheShiftOfItsCoverage) {
+  ForEachMode([](const PrintMode& mode, int alternate) {
+    const HalftoneRoutine* routine = FindHalftoneRoutine(mode.descriptor, alternate);
+    const Kernel& kernel = KernelOf(routine->kernel);
+    for (int i = 0; i < kernel.inkCount; ++i) {
+      const KernelInk& ink = kernel.inks[i];
+      if (ink.outputPlane >= kernel.planeCount || ink.set >= CoverageSet::Set1x2) continue;
+      const int shift = ink.group == InkGroup::CMY   ? routine->ShiftCMY
+                        : ink.group == InkGroup::cmy ? routine->Shiftcmy
+                                                     : routine->ShiftK;
+      EXPECT_EQ(shift, static_cast<int>(ink.set)) << kInkNames[static_cast<int>(ink.ink)];
+    }
+  });
+}
+
+TEST(RoutineTable, GivesEveryKernelTheBuffersThatItUses) {
+  ForEachMode([](const PrintMode& mode, int alternate) {
+    const HalftoneBuffers* buffers = FindHalftoneBuffers(mode.descriptor, alternate);
+    ASSERT_NE(buffers, nullptr);
+    const Kernel& kernel = KernelOf(FindHalftoneRoutine(mode.descriptor, alternate)->kernel);
+    EXPECT_GE(buffers->planes, kernel.planeCount);
+    for (int i = 0; i < kernel.inkCount; ++i) {
+      const KernelInk& ink = kernel.inks[i];
+      EXPECT_LT(ink.outputPlane + (ink.twoDrop ? 1 : 0), buffers->planes);
+      EXPECT_EQ(std::ranges::count(buffers->errorLines, ink.state), 1)
+          << kInkNames[static_cast<int>(ink.state)];
+    }
+  });
+}
+
+TEST(RoutineTable, HasNoRowForOtherDescriptors) {
+  for (const int descriptor : {-1, 0, 9, 13, 21, 55, 105, 110, 112}) {
+    EXPECT_EQ(FindHalftoneRoutine(descriptor, 0), nullptr) << descriptor;
+    EXPECT_EQ(FindHalftoneBuffers(descriptor, 0), nullptr) << descriptor;
+  }
+}
+
+struct SelectionCase {
+  int descriptor, alternate;
+  KernelName kernel;
+  int base;
+  bool both;
+};
+
+TEST(RoutineTable, SelectsByAlternateMode) {
+  const SelectionCase cases[] = {
+      {41, 0, KernelName::K2QDSD_25, 1200, true},
+      {48, 0, KernelName::K2QDSD_25, 1200, false},
+      {52, 2, KernelName::CcMmYy32QDSD_100_100, 600, false},
+      {54, 1, KernelName::CcMmYyK22QDSD_50_50_50_1x2, 600, false},
+      {54, 3, KernelName::CcMmYyK22QDSD_25_25_25, 1200, false},
+      // The alternate is the finer kernel here ...
+      {83, 1, KernelName::CcMmYyK22QDSD_12_5_25_12_5_Coupled, 2400, false},
+      {83, 2, KernelName::CcMmYyK22QDSD_25_50_25_Coupled, 1200, false},
+      // ... and the coarser one there.
+      {109, 1, KernelName::CcMmYyKcm22QDSD_25_50_100_Coupled, 1200, false},
+      {109, 2, KernelName::CcMmYyKcm22QDSD_6_25_12_5_25_Coupled, 2400, true},
+      {108, 2, KernelName::CCccMMmmYYyyKKccmm33QDSD_100_100_200, 600, false},
+  };
+  for (const SelectionCase& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.descriptor << " alternate " << c.alternate);
+    const HalftoneRoutine* routine = FindHalftoneRoutine(c.descriptor, c.alternate);
+    ASSERT_NE(routine, nullptr);
+    EXPECT_EQ(routine->kernel, c.kernel);
+    EXPECT_EQ(routine->baseResolution, c.base);
+    EXPECT_EQ(routine->BothDirections, c.both);
+  }
+}
+
+}  // namespace
+}  // namespace corvane
