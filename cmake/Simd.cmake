@@ -3,10 +3,10 @@
 # corvane_simd_sources(file.cpp...): compiles each file once per instruction level into an object
 # library of its own, so that no stray instruction reaches the generic objects, and adds the objects
 # to corvane_core. The body sees CORVANE_SIMD_LEVEL (1 SSE4.1, 2 AVX2, 3 AVX-512) and wraps itself in
-# the namespace CORVANE_SIMD_NAMESPACE (sse4, avx2, avx512).
+# the namespace CORVANE_SIMD_NAMESPACE (sse4, avx2, avx512). Only 64-bit x86 has fast paths.
 
 set(CORVANE_SIMD OFF)
-if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86|x86)$")
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 8)
   set(CORVANE_SIMD ON)
 endif()
 
