@@ -2,10 +2,11 @@
 //
 // Makes the modulation sequence and the bias tables of the halftone engine:
 //
-//     generate_tables > halftone/threshold_tables.cpp
+//     corvane_generate_tables > halftone/threshold_tables.cpp
 //
-// writes the tables to the standard output and what they show to the standard error. Integers
-// only, so every machine and compiler makes the same tables.
+// writes the tables to the standard output and what they show to the standard error; with a file
+// named it checks that the file holds them. Integers only, so every machine and compiler makes the
+// same tables.
 //
 // The rule behind the bias: at each level it is the one with which the first row of a flat patch,
 // starting from zero error, places its ideal number of drops. Too high a bias leaves the first
@@ -16,7 +17,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -82,11 +85,12 @@ Sequence ShuffledSequence() {
 
 std::int64_t Autocorrelation(const Sequence& sequence, int lag) {
   constexpr int kCentre = kLargestModulation + 1;  // twice the mean
-  std::int64_t sum = 0;
-  for (int i = 0; i < kModulationLength; ++i) {
-    const int earlier = (i + kModulationLength - lag) % kModulationLength;
-    sum += (2 * sequence[i] - kCentre) * (2 * sequence[earlier] - kCentre);
-  }
+  const auto product = [&](int i, int other) {
+    return (2 * sequence[i] - kCentre) * (2 * sequence[other] - kCentre);
+  };
+  std::int32_t sum = 0;  // at most kVariance
+  for (int i = lag; i < kModulationLength; ++i) sum += product(i, i - lag);
+  for (int i = 0; i < lag; ++i) sum += product(i, i + kModulationLength - lag);
   return sum;
 }
 
@@ -325,16 +329,18 @@ constexpr std::array<const char*, kCoverageSetCount> kSetNames = {"6.25", "12.5"
                                                                   "100",  "200",  "1x2", "1x2-K"};
 
 template <typename Table>
-void PrintValues(const Table& table, const char* indent) {
+void AppendValues(const Table& table, const char* indent, std::string* text) {
   constexpr std::size_t kValuesInLine = 16;
   for (std::size_t i = 0; i < table.size(); ++i) {
-    std::printf("%s%d,%s", i % kValuesInLine == 0 ? indent : " ", table[i],
-                i % kValuesInLine == kValuesInLine - 1 ? "\n" : "");
+    *text += i % kValuesInLine == 0 ? indent : " ";
+    *text += std::to_string(table[i]) + ",";
+    if (i % kValuesInLine == kValuesInLine - 1) *text += "\n";
   }
 }
 
-void PrintTables(const Sequence& sequence, const std::array<BiasTable, kCoverageSetCount>& biases) {
-  std::printf(
+std::string SourceOf(const Sequence& sequence,
+                     const std::array<BiasTable, kCoverageSetCount>& biases) {
+  std::string text =
       "// SPDX-License-Identifier: MIT\n"
       "//\n"
       "// Written by generate_tables.cpp; change the tables there.\n"
@@ -343,23 +349,26 @@ void PrintTables(const Sequence& sequence, const std::array<BiasTable, kCoverage
       "namespace corvane {\n"
       "\n"
       "// clang-format off\n"
-      "const std::array<std::int32_t, kModulationLength> kModulation = {\n");
-  PrintValues(sequence, "    ");
-  std::printf(
+      "const std::array<std::int32_t, kModulationLength> kModulation = {\n";
+  AppendValues(sequence, "    ", &text);
+  text +=
       "};\n"
       "\n"
-      "const std::array<LevelTable<std::int32_t>, kCoverageSetCount> kBias = {{\n");
+      "const std::array<LevelTable<std::int32_t>, kCoverageSetCount> kBias = {{\n";
   for (int set = 0; set < kCoverageSetCount; ++set) {
-    std::printf("    // %s\n    {{\n", kSetNames[set]);
-    PrintValues(biases[set], "        ");
-    std::printf("    }},\n");
+    text += std::string("    // ") + kSetNames[set] + "\n    {{\n";
+    AppendValues(biases[set], "        ", &text);
+    text += "    }},\n";
   }
-  std::printf(
+  text +=
       "}};\n"
       "// clang-format on\n"
       "\n"
-      "}  // namespace corvane\n");
+      "}  // namespace corvane\n";
+  return text;
 }
+
+// ---- Report
 
 void ReportSequence(const Sequence& sequence) {
   std::int64_t largest = 0;
@@ -395,7 +404,13 @@ void ReportFirstRows(const Sequence& sequence, CoverageSet set, const BiasTable&
                emptyLevels);
 }
 
-int Run() {
+bool FileHolds(const char* path, const std::string& text) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string held{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  return held == text;
+}
+
+int Run(const char* checkedFile) {
   const Sequence sequence = MakeSequence();
   ReportSequence(sequence);
   std::array<BiasTable, kCoverageSetCount> biases{};
@@ -404,11 +419,19 @@ int Run() {
     biases[index] = MakeBias(sequence, set);
     if (set <= CoverageSet::Set200) ReportFirstRows(sequence, set, biases[index]);
   }
-  PrintTables(sequence, biases);
-  return std::fflush(stdout) == 0 ? 0 : 1;
+  const std::string source = SourceOf(sequence, biases);
+  if (checkedFile == nullptr) {
+    std::fputs(source.c_str(), stdout);
+    return std::fflush(stdout) == 0 ? 0 : 1;
+  }
+  if (FileHolds(checkedFile, source)) return 0;
+  std::fprintf(stderr, "%s does not hold these tables\n", checkedFile);
+  return 1;
 }
 
 }  // namespace
 }  // namespace corvane
 
-int main() { return corvane::Run(); }
+int main(int argumentCount, char** arguments) {
+  return corvane::Run(argumentCount > 1 ? arguments[1] : nullptr);
+}
