@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#include "color/conversion.h"
+
+namespace corvane {
+
+void ConversionSlots::Clear() {
+  // All 32 bits of a key can belong to a pixel, but its low bits agree with the slot's number: a
+  // key with another blue nibble matches nothing there.
+  for (std::uint32_t slot = 0; slot < kCount; ++slot) keys[slot] = ~slot & 15;
+}
+
+const Converters& ConvertersFor(CpuLevel level) {
+  switch (level) {
+#if defined(CORVANE_HAS_SIMD)
+    case CpuLevel::Sse4:
+      return sse4::kConverters;
+    case CpuLevel::Avx2:
+      return avx2::kConverters;
+    case CpuLevel::Avx512:
+      return avx512::kConverters;
+#endif
+    default:
+      return kPlainConverters;
+  }
+}
+
+}  // namespace corvane

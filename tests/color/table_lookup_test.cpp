@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "color/table_lookup.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace corvane {
+namespace {
+
+std::vector<unsigned char> Bytes(const std::vector<std::uint32_t>& numbers) {
+  std::vector<unsigned char> bytes;
+  for (std::uint32_t number : numbers) {
+    for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<unsigned char>(number >> 8 * i));
+  }
+  return bytes;
+}
+
+// Extents (2, 6, 2, 4, 2); table L has offset 1000 + L and size 5000 + L.
+std::vector<unsigned char> Directory() {
+  std::vector<std::uint32_t> numbers = {5, 2, 6, 2, 4, 2};
+  for (std::uint32_t base : {1000u, 5000u}) {
+    for (std::uint32_t table = 0; table < 192; ++table) numbers.push_back(base + table);
+  }
+  return Bytes(numbers);
+}
+
+TEST(ColorTableLookup, FindsTheTableOfFiveIndices) {
+  struct Case {
+    std::uint32_t indices[5];
+    LookupResult result;
+    std::uint32_t table;
+  };
+  const Case cases[] = {
+      {{0, 0, 0, 0, 0}, LookupResult::Found, 0},
+      {{0, 0, 0, 0, 1}, LookupResult::Found, 1},
+      {{1, 0, 0, 0, 0}, LookupResult::Found, 96},
+      {{1, 5, 1, 3, 1}, LookupResult::Found, 191},
+      {{0, 2, 1, 3, 0}, LookupResult::Found, 2 * 16 + 8 + 6},
+      {{2, 0, 0, 0, 0}, LookupResult::IndexOutOfRange, 0},
+      {{0, 0, 0, 0, 2}, LookupResult::IndexOutOfRange, 0},
+      {{0, 0xFFFFFFFF, 0, 0, 0}, LookupResult::IndexOutOfRange, 0},
+  };
+  const std::vector<unsigned char> directory = Directory();
+  for (const Case& c : cases) {
+    std::uint32_t offset = 7, size = 8;
+    EXPECT_EQ(LookUpColorTable(directory.data(), c.indices, 5, &offset, &size), c.result);
+    const bool found = c.result == LookupResult::Found;
+    EXPECT_EQ(offset, found ? 1000 + c.table : 7);
+    EXPECT_EQ(size, found ? 5000 + c.table : 8);
+  }
+
+  std::uint32_t offset = 7, size = 8;
+  const std::uint32_t indices[4] = {};
+  EXPECT_EQ(LookUpColorTable(directory.data(), indices, 4, &offset, &size),
+            LookupResult::WrongIndexCount);
+  EXPECT_EQ(offset, 7u);
+}
+
+TEST(ColorTableLookup, KnowsAnIncompleteDirectory) {
+  const std::vector<unsigned char> whole = Directory();
+  const auto size = static_cast<std::uint32_t>(whole.size());
+  EXPECT_TRUE(IsCompleteDirectory(whole.data(), size));
+  EXPECT_FALSE(IsCompleteDirectory(whole.data(), size - 1));
+  EXPECT_FALSE(IsCompleteDirectory(whole.data(), 20));
+  EXPECT_FALSE(IsCompleteDirectory(whole.data(), 3));
+
+  // Products that wrap around 32 or 64 bits, an index count beyond all memory, no tables at all.
+  for (const std::vector<std::uint32_t>& numbers :
+       std::vector<std::vector<std::uint32_t>>{{5, 65536, 65536, 1, 1, 1},
+                                               {4, 0x80000000, 0x80000000, 4, 1},
+                                               {5, 0x40000000, 2, 2, 1, 1, 0, 0},
+                                               {0xFFFFFFFF}}) {
+    const std::vector<unsigned char> bytes = Bytes(numbers);
+    EXPECT_FALSE(IsCompleteDirectory(bytes.data(), static_cast<std::uint32_t>(bytes.size())));
+  }
+}
+
+}  // namespace
+}  // namespace corvane
