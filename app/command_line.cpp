@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "app/replay.h"
-#include "app/swaths.h"
+#include "app/table_command.h"
 
 namespace corvane {
 namespace {
@@ -21,7 +21,8 @@ void AddReplay(CLI::App& app, Command* chosen) {
   auto options = std::make_shared<ReplayOptions>();
   CLI::App* command = app.add_subcommand(
       "replay", "Sends recorded messages into the chain and writes what leaves each element");
-  command->add_option("SCRIPT", options->script, "Messages, one JSON object a line; - reads them in")
+  command
+      ->add_option("SCRIPT", options->script, "Messages, one JSON object a line; - reads them in")
       ->required();
   command->add_option("-o,--output", options->output, "Writes to this file, not to the terminal")
       ->type_name("FILE");
@@ -32,27 +33,30 @@ void AddReplay(CLI::App& app, Command* chosen) {
   command->callback([=] { *chosen = [options] { return RunReplay(*options); }; });
 }
 
-void AddSwaths(CLI::App& app, Command* chosen) {
-  auto options = std::make_shared<SwathsOptions>();
-  CLI::App* command = app.add_subcommand(
-      "swaths", "Feeds a page with the movement object and lists, checks and draws its swaths");
-  command->add_option("--mode", options->mode, "Print mode, by number or name")
+void AddTableFileCommand(CLI::App& table, Command* chosen, const char* name,
+                         const char* description, int (*run)(const TableFileOptions&)) {
+  auto options = std::make_shared<TableFileOptions>();
+  CLI::App* command = table.add_subcommand(name, description);
+  command->add_option("FILE", options->file, "Colour-table file")->required();
+  command->add_flag("--json", options->json, "Writes JSON");
+  command->callback([=] { *chosen = [=] { return run(*options); }; });
+}
+
+void AddTable(CLI::App& app, Command* chosen) {
+  CLI::App* table = app.add_subcommand("table", "Makes, lists and checks colour-table files");
+  table->require_subcommand(1);
+
+  auto options = std::make_shared<TableBuildOptions>();
+  CLI::App* build =
+      table->add_subcommand("build", "Writes the tables of every ink set and setting");
+  build->add_option("-o,--output", options->output, "Colour-table file")
       ->required()
-      ->type_name("MODE");
-  command->add_option("--uam", options->useAlternateModes, "UseAlternateModes; feeds alike")
-      ->check(CLI::Range(0, 2))
-      ->capture_default_str();
-  command->add_option("--paper", options->paper, "Sheet: A4, Letter, ... or WIDTHxHEIGHTmm")
-      ->type_name("SIZE")
-      ->capture_default_str();
-  command->add_flag("--end-to-end", options->endToEnd, "Prints from edge to edge of the sheet");
-  command->add_option("--head", options->head, "Description of the printhead and its paper path")
-      ->type_name("FILE.json");
-  CLI::Option* json = command->add_flag("--json", options->json, "Prints JSON");
-  command->add_flag("--csv", options->csv, "Prints one line of values a swath")->excludes(json);
-  command->add_option("--svg", options->svg, "Draws the plan into this file")->type_name("FILE");
-  command->add_option("--png", options->png, "Draws the plan into this file")->type_name("FILE");
-  command->callback([=] { *chosen = [options] { return RunSwaths(*options); }; });
+      ->type_name("FILE");
+  build->callback([=] { *chosen = [options] { return RunTableBuild(*options); }; });
+
+  AddTableFileCommand(*table, chosen, "show", "Lists the tables of a file", RunTableShow);
+  AddTableFileCommand(*table, chosen, "verify", "Decodes every table and compares its checksum",
+                      RunTableVerify);
 }
 
 }  // namespace
@@ -62,7 +66,7 @@ int RunCommandLine(int argc, char** argv) {
   app.require_subcommand(1);
   Command chosen;
   AddReplay(app, &chosen);
-  AddSwaths(app, &chosen);
+  AddTable(app, &chosen);
 
   try {
     app.parse(argc, argv);

@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: MIT
+#include "app/table_command.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "app/failure.h"
+#include "app/output_file.h"
+#include "app/table_encoder.h"
+#include "app/table_file.h"
+#include "color/decoder.h"
+
+namespace corvane {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr std::uint32_t kDeltaCurveBytes = 128;
+constexpr std::uint32_t kSmallestCodedBytes = 5;
+
+// ---------------------------------------------------------------------------------------------
+// Names of index values
+
+constexpr const char* kInkSetNames[] = {"K", "CcMmYyK, paper 3", "CcMmYyK", "CcMmYyKcm"};
+constexpr const char* kPreferenceNames[] = {"natural", "vivid"};
+constexpr const char* kQualityNames[] = {"draft", "normal", "high", "best"};
+constexpr const char* kIntentNames[] = {"perceptual", "colorimetric"};
+
+template <std::size_t N>
+std::string NameOf(const char* const (&names)[N], std::uint32_t value) {
+  return value < N ? names[value] : fmt::format("{}", value);
+}
+
+std::string Meaning(const TableIndices& indices) {
+  return fmt::format("{}; medium {}; {}; {}; {}", NameOf(kInkSetNames, indices[0]), indices[1] + 1,
+                     NameOf(kPreferenceNames, indices[2]), NameOf(kQualityNames, indices[3]),
+                     NameOf(kIntentNames, indices[4]));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Stored forms
+
+enum class StoredForm { Plain, DeltaCurve, Coded };
+
+StoredForm FormOf(const TableEntry& entry) {
+  if (entry.size == kBlackCurveBytes) return StoredForm::Plain;
+  return entry.size == kDeltaCurveBytes ? StoredForm::DeltaCurve : StoredForm::Coded;
+}
+
+const char* NameOf(StoredForm form) {
+  switch (form) {
+    case StoredForm::Plain:
+      return "plain";
+    case StoredForm::DeltaCurve:
+      return "4-bit steps";
+    case StoredForm::Coded:
+      return "coded";
+  }
+  return "";
+}
+
+// Decodes as the plug-in does, in place with the stored bytes at the end of the table's buffer, and
+// returns what the decoder does: the checksum if it is the stored one.
+unsigned long Decode(const std::vector<std::uint8_t>& stored, std::uint32_t bytes) {
+  std::vector<std::uint8_t> table(bytes);
+  std::copy(stored.rbegin(), stored.rend(), table.rbegin());
+  return DecodeColorTable(table.data(), bytes, static_cast<long>(stored.size()));
+}
+
+// What is wrong with the stored bytes of a table of `bytes` bytes, or nothing.
+std::string FindFault(const std::vector<std::uint8_t>& stored, std::uint32_t bytes) {
+  const bool isCurve = bytes == kBlackCurveBytes;
+  if (stored.size() > bytes) {
+    return fmt::format("{} stored bytes for a table of {}", stored.size(), bytes);
+  }
+  if (isCurve && (stored.size() == kBlackCurveBytes || stored.size() == kDeltaCurveBytes))
+    return {};
+  if (stored.size() == bytes || stored.size() == kBlackCurveBytes ||
+      stored.size() == kDeltaCurveBytes || stored.size() < kSmallestCodedBytes) {
+    return fmt::format("{} stored bytes are no form of a table of {}", stored.size(), bytes);
+  }
+  const CodedTableInfo info = InspectCodedTable(stored);
+  if (!info.complete) return "the row codes end inside a row";
+  if (info.emptyRows != 0)
+    return fmt::format("{} rows have a code without meaning", info.emptyRows);
+  if (info.rows * kCubeEdge != bytes) {
+    return fmt::format("the row codes give {} bytes for a table of {}", info.rows * kCubeEdge,
+                       bytes);
+  }
+  if (Decode(stored, bytes) != info.checksum) {
+    return fmt::format("the decoded table does not have the stored checksum 0x{:08x}",
+                       info.checksum);
+  }
+  return {};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Checking
+
+struct Fault {
+  TableIndices indices{};
+  std::string text;
+};
+
+std::string NameOf(const TableIndices& indices) {
+  return fmt::format("({})", fmt::join(indices, ", "));
+}
+
+// The decoded size is what index 0 selects; a single table says by its size what it is.
+std::uint32_t ExpectedBytes(const TableFile& file, const TableEntry& entry) {
+  if (file.DirectoryBytes() != 0) return DecodedTableBytes(entry.indices[0]);
+  for (std::uint32_t inkSet = 0; inkSet < kTableExtents[0]; ++inkSet) {
+    if (DecodedTableBytes(inkSet) == entry.size) return entry.size;
+  }
+  return 0;
+}
+
+std::string FindFault(TableFile& file, const TableEntry& entry) {
+  const std::uint32_t bytes = ExpectedBytes(file, entry);
+  if (file.DirectoryBytes() == 0) {
+    // Read as it is, never decoded.
+    return bytes != 0 ? "" : fmt::format("{} bytes are no table of any ink set", entry.size);
+  }
+  if (!file.Holds(entry)) {
+    return fmt::format("offset {} and size {} lie outside the file of {} bytes", entry.offset,
+                       entry.size, file.Bytes());
+  }
+  if (bytes == 0) return {};  // the colour element never asks for it
+  return FindFault(file.Read(entry), bytes);
+}
+
+// Every table is checked once, however many index tuples share it; its fault names the first.
+std::vector<Fault> FindFaults(TableFile& file) {
+  std::vector<Fault> faults;
+  std::set<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>> checked;
+  for (const TableEntry& entry : file.Entries()) {
+    if (!checked.emplace(entry.offset, entry.size, ExpectedBytes(file, entry)).second) continue;
+    std::string text = FindFault(file, entry);
+    if (!text.empty()) faults.push_back({entry.indices, std::move(text)});
+  }
+  return faults;
+}
+
+void PrintJson(const TableFile& file, const std::vector<Fault>& faults) {
+  ordered_json list = ordered_json::array();
+  for (const Fault& fault : faults) {
+    list.push_back({{"indices", fault.indices}, {"fault", fault.text}});
+  }
+  const ordered_json result = {
+      {"file", file.Name()}, {"tables", file.Entries().size()}, {"faults", list}};
+  fmt::print("{}\n", result.dump(2));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Listing
+
+struct TableLine {
+  TableEntry entry;
+  StoredForm form;
+  std::string key;  // empty when the form has none
+};
+
+std::vector<TableLine> ReadLines(TableFile& file) {
+  std::vector<TableLine> lines;
+  for (const TableEntry& entry : file.Entries()) {
+    TableLine line{entry, file.DirectoryBytes() == 0 ? StoredForm::Plain : FormOf(entry), ""};
+    if (line.form == StoredForm::Coded && file.Holds(entry)) {
+      line.key = fmt::format("0x{:08x}", InspectCodedTable(file.Read(entry)).checksum);
+    }
+    lines.push_back(std::move(line));
+  }
+  return lines;
+}
+
+void PrintText(const TableFile& file, const std::vector<TableLine>& lines) {
+  fmt::print("{}: {} bytes, directory of {} bytes, {} tables\n", file.Name(), file.Bytes(),
+             file.DirectoryBytes(), lines.size());
+  constexpr const char* kColumns = "{:<12}{:>9}{:>7}  {:<12}{:<12}{}\n";
+  fmt::print(kColumns, "indices", "offset", "size", "form", "key", "meaning");
+  for (const TableLine& line : lines) {
+    fmt::print(kColumns, fmt::format("{}", fmt::join(line.entry.indices, " ")), line.entry.offset,
+               line.entry.size, NameOf(line.form), line.key.empty() ? "-" : line.key,
+               Meaning(line.entry.indices));
+  }
+}
+
+void PrintJson(const TableFile& file, const std::vector<TableLine>& lines) {
+  ordered_json tables = ordered_json::array();
+  for (const TableLine& line : lines) {
+    tables.push_back({{"indices", line.entry.indices},
+                      {"offset", line.entry.offset},
+                      {"size", line.entry.size},
+                      {"form", NameOf(line.form)},
+                      {"key", line.key.empty() ? ordered_json() : ordered_json(line.key)},
+                      {"meaning", Meaning(line.entry.indices)}});
+  }
+  const ordered_json result = {{"file", file.Name()},
+                               {"bytes", file.Bytes()},
+                               {"directoryBytes", file.DirectoryBytes()},
+                               {"extents", file.Extents()},
+                               {"tables", tables}};
+  fmt::print("{}\n", result.dump(2));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Building
+
+std::vector<std::uint8_t> Store(const std::vector<std::uint8_t>& table) {
+  if (table.size() == kBlackCurveBytes) {
+    return EncodeBlackCurve(std::span<const std::uint8_t, kBlackCurveBytes>(table));
+  }
+  auto stored = EncodeColorTable(table);
+  if (!stored) throw Failure("a table is too irregular for the coded form");
+  return std::move(*stored);
+}
+
+// The amount of a dark ink and of its light ink that stand for one tone: the light ink alone up to
+// a third, then less of it as the dark one takes over.
+std::pair<double, double> SplitTone(double tone) {
+  constexpr double kStart = 1.0 / 3;
+  const double dark = std::max(0.0, (tone - kStart) / (1 - kStart));
+  const double light = std::min(1.0, tone / kStart) * 0.7 * (1 - dark * dark * 0.8);
+  return {dark, light};
+}
+
+// Ink amounts of a node, planes C c M m Y y K and cd md. Black takes over grey from the mid-tones
+// on.
+std::array<double, 9> NodeInks(double c, double m, double y) {
+  const double grey = std::min({c, m, y});
+  const double black = std::pow(std::max(0.0, (grey - 0.3) / 0.7), 1.6);
+  const double kept = 1 - 0.85 * black;
+  const auto [C, lightC] = SplitTone(c * kept);
+  const auto [M, lightM] = SplitTone(m * kept);
+  const auto [Y, lightY] = SplitTone(y * kept);
+  std::array<double, 9> inks{C, lightC, M, lightM, Y, lightY, black, lightC * 0.5, lightM * 0.5};
+  double total = 0;
+  for (const double ink : inks) total += ink;
+  constexpr double kLimit = 3.0;
+  for (double& ink : inks) ink *= std::min(1.0, kLimit / total);
+  return inks;
+}
+
+std::vector<std::uint8_t> BuildTable(std::uint32_t inkSet) {
+  std::vector<std::uint8_t> table(DecodedTableBytes(inkSet));
+  if (table.size() == kBlackCurveBytes) {
+    for (int i = 0; i < 256; ++i) {
+      table[i] = static_cast<std::uint8_t>(std::lround(255 * std::pow(i / 255.0, 1.3)));
+    }
+    return table;
+  }
+  for (std::size_t node = 0; node < kCubeBytes; ++node) {
+    const auto axis = [](std::size_t index) {
+      return static_cast<double>(index) / (kCubeEdge - 1);
+    };
+    const auto inks = NodeInks(axis(node / kCubeRows), axis(node / kCubeEdge % kCubeEdge),
+                               axis(node % kCubeEdge));
+    for (std::size_t plane = 0; plane * kCubeBytes < table.size(); ++plane) {
+      table[plane * kCubeBytes + node] = static_cast<std::uint8_t>(std::lround(255 * inks[plane]));
+    }
+  }
+  return table;
+}
+
+}  // namespace
+
+int RunTableBuild(const TableBuildOptions& options) {
+  std::vector<std::vector<std::uint8_t>> distinct;
+  for (std::uint32_t inkSet = 0; inkSet < kTableExtents[0]; ++inkSet) {
+    distinct.push_back(Store(BuildTable(inkSet)));
+  }
+  std::size_t tables = 1;
+  for (const std::uint32_t extent : kTableExtents) tables *= extent;
+  std::vector<const std::vector<std::uint8_t>*> stored(tables);
+  for (std::size_t i = 0; i < tables; ++i) stored[i] = &distinct[i / (tables / kTableExtents[0])];
+
+  const std::vector<std::uint8_t> file = MakeTableFile(kTableExtents, stored);
+  OutputFile output(options.output);
+  output.Write({reinterpret_cast<const char*>(file.data()), file.size()});
+  output.Commit();
+  return 0;
+}
+
+int RunTableShow(const TableFileOptions& options) {
+  TableFile file(options.file);
+  const std::vector<TableLine> lines = ReadLines(file);
+  if (options.json) {
+    PrintJson(file, lines);
+  } else {
+    PrintText(file, lines);
+  }
+  return 0;
+}
+
+int RunTableVerify(const TableFileOptions& options) {
+  TableFile file(options.file);
+  const std::vector<Fault> faults = FindFaults(file);
+  if (options.json) {
+    PrintJson(file, faults);
+  } else if (faults.empty()) {
+    fmt::print("{}: {} tables, all sound\n", file.Name(), file.Entries().size());
+  } else {
+    for (const Fault& fault : faults) {
+      fmt::print(stderr, "corvane: {}: table {}: {}\n", file.Name(), NameOf(fault.indices),
+                 fault.text);
+    }
+  }
+  return faults.empty() ? 0 : 1;
+}
+
+}  // namespace corvane
