@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#include "dotmanagement/raster_filter_best_glossy.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "dotmanagement/pattern_tables.h"
+#include "dotmanagement/pixel_walk.h"
+
+namespace {
+
+// Table entries where every plane prints on its default side.
+constexpr unsigned kAllSet = 0x1FF;
+constexpr unsigned kBothSet = 0x0F;
+
+// The second expansion's result: six planes as they came, two doubled ones, the room of one more.
+constexpr std::size_t kKeptPlanes = 6;
+constexpr std::size_t kSpannedPlanes = 12;
+
+}  // namespace
+
+RasterFilterBestGlossy::RasterFilterBestGlossy(corvane::CpuLevel level) : RasterFilterBase(level) {}
+RasterFilterBestGlossy::RasterFilterBestGlossy(const RasterFilterBestGlossy&) = default;
+RasterFilterBestGlossy& RasterFilterBestGlossy::operator=(const RasterFilterBestGlossy&) = default;
+RasterFilterBestGlossy::~RasterFilterBestGlossy() = default;
+
+void RasterFilterBestGlossy::Initialize(unsigned long bufferSize) {
+  const auto& [t0, t1, t2, t3] = corvane::kBestGlossyTables;
+  const auto* const sA = corvane::kSecondExpansionTables[0].data();
+  const auto* const sB = corvane::kSecondExpansionTables[1].data();
+  BufferSize = static_cast<std::uint32_t>(bufferSize);
+  secondExpansionState_ = kStateBit;
+  ready_ = ringFromT2_.Build(std::array{t2.data(), t3.data(), t0.data(), t1.data()}) &&
+           ringFromT0_.Build(std::array{t0.data(), t1.data(), t2.data(), t3.data()}) &&
+           secondExpansionRing_.Build(std::array{sA, sA, sB, sB, sB, sB, sA, sA}) &&
+           Allocate(firstBuffer_, BufferSize) &&
+           Allocate(secondExpansionBuffer_, SecondExpansionBytes(BufferSize));
+}
+
+void RasterFilterBestGlossy::FilterCurrentRaster(unsigned char** data, unsigned long row,
+                                                 unsigned long* startByte, unsigned long* endByte,
+                                                 unsigned long* planeBytes, unsigned long* width,
+                                                 tagBinaryCMYKDescriptor descriptor) {
+  const bool oddRow = row & 1;
+  const Node* dark = (oddRow ? ringFromT2_ : ringFromT0_).First();
+  const Node* light = (oddRow ? ringFromT0_ : ringFromT2_).First();
+
+  const RowPlanes planes = BeginRow(*data, *startByte, *endByte, *planeBytes);
+  RunColorPass(planes, {0, 2, 4}, dark);
+  if (descriptor == CcMmYyK_4800x1200_16Pass) RunBlackPass(planes, 6, dark);
+  if (descriptor == CcMmYycmK_4800x1200_16Pass) RunColorPass(planes, {6, 7, 8}, light);
+  RunColorPass(planes, {1, 3, 5}, light);
+  EndRow(data, startByte, endByte, planeBytes, width);
+}
+
+void RasterFilterBestGlossy::FilterColorPlanes(unsigned short byteCount) {
+  if (byteCount == 0) return;
+  if (kernels_ != nullptr) {
+    const auto states = kernels_->placeBestGlossy(TakeSidePass<3>(byteCount, kAllSet));
+    evenState_ = states.even;
+    oddState_ = states.odd;
+    return;
+  }
+  corvane::WalkPixels(colorIn_, byteCount, [this](unsigned x, const auto& windows) {
+    unsigned char* const state = x & 1 ? &oddState_ : &evenState_;
+    const unsigned met = x < 2 ? 0 : *state >> 7;
+    const unsigned index = met << 9 | windows[0].template Neighbourhood<2>() << 6 |
+                           windows[1].template Neighbourhood<2>() << 3 |
+                           windows[2].template Neighbourhood<2>();
+    StoreTwoBitsEachCMY(ringCursor_->table[index], state);
+    ringCursor_ = ringCursor_->next;
+  });
+}
+
+void RasterFilterBestGlossy::FilterBlackPlane(unsigned short byteCount) {
+  if (byteCount == 0) return;
+  if (kernels_ != nullptr) {
+    kernels_->placeFixed(TakeBlackPass(byteCount, kAllSet));
+    evenState_ = 0;
+    oddState_ = 0;
+    return;
+  }
+  std::array<const std::uint8_t*, 1> in = {blackIn_};
+  corvane::WalkPixels(in, byteCount, [this](unsigned x, const auto& windows) {
+    const unsigned index = windows[0].template Neighbourhood<2>() << 6;
+    StoreTwoKBits(ringCursor_->table[index], x & 1 ? &oddState_ : &evenState_);
+    ringCursor_ = ringCursor_->next;
+  });
+  blackIn_ = in[0];
+}
+
+void RasterFilterBestGlossy::RasterSecondExpansion(unsigned char** data, unsigned long,
+                                                   unsigned long* startByte, unsigned long* endByte,
+                                                   unsigned long* planeBytes, unsigned long*,
+                                                   tagBinaryCMYKDescriptor) {
+  const std::size_t start = std::min(*startByte, *endByte);
+  const std::size_t plane = *planeBytes;
+  std::uint8_t* const out = secondExpansionBuffer_.get();
+  std::memcpy(out, *data, kKeptPlanes * plane);
+  std::memset(out + kKeptPlanes * plane, 0, (kSpannedPlanes - kKeptPlanes) * plane);
+
+  colorIn_[0] = *data + start + 6 * plane;
+  colorIn_[1] = *data + start + 7 * plane;
+  firstRowOut_[0] = out + 2 * start + 6 * plane;
+  firstRowOut_[1] = out + 2 * start + 8 * plane;
+  EmptyAccumulators();
+  ringCursor_ = secondExpansionRing_.First();
+  FiltercmKPlanes(static_cast<unsigned short>(*endByte - start));
+  *data = out;
+}
+
+void RasterFilterBestGlossy::FiltercmKPlanes(unsigned short byteCount) {
+  if (kernels_ != nullptr) {
+    secondExpansionState_ =
+        kernels_->placeSecondExpansion(TakeSidePass<2>(byteCount, kBothSet), secondExpansionState_);
+    return;
+  }
+  std::array<const std::uint8_t*, 2> in = {colorIn_[0], colorIn_[1]};
+  corvane::WalkPixels(in, byteCount, [this](unsigned, const auto& windows) {
+    const unsigned index = unsigned{secondExpansionState_} >> 7 << 4 |
+                           windows[0].template Pair<4>() << 2 | windows[1].template Pair<4>();
+    StoreTwoBits24to48(ringCursor_->table[index], &secondExpansionState_);
+    ringCursor_ = ringCursor_->next;
+  });
+  colorIn_[0] = in[0];
+  colorIn_[1] = in[1];
+}
