@@ -59,13 +59,18 @@ std::uint32_t ContonePlanesOf(const corvane::Kernel& kernel) {
   return planes;
 }
 
-template <typename T>
-void FreeAndNull(T*& memory) {
-  std::free(memory);
-  memory = nullptr;
-}
-
 }  // namespace
+
+// What a page holds until its end.
+struct EHalftoneModule::PageBuffers {
+  ~PageBuffers() {
+    std::free(outputRow);
+    for (std::int16_t* line : errorLines) std::free(line);
+  }
+
+  unsigned char* outputRow = nullptr;
+  std::int16_t* errorLines[kInkCount] = {};
+};
 
 // ---- Life
 
@@ -108,7 +113,7 @@ unsigned long EHalftoneModule::DataArrived(ZCOM::QObject* message, unsigned shor
 
 unsigned long EHalftoneModule::StartPage(QStartPage* page) {
   HalftoneDeAllocateMemory();
-  CloseLog();
+  logFile_.reset();
   std::fill_n(CarriedError, kInkCount, std::int16_t{0});
 
   const std::uint64_t width = std::uint64_t{PageNumber(page->Properties, "PrintableWidth")} +
@@ -122,7 +127,7 @@ unsigned long EHalftoneModule::StartPage(QStartPage* page) {
   page->PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, kStandardGroup);
   descriptor_ = static_cast<tagBinaryCMYKDescriptor>(descriptor);
 
-  if (WriteToFile != 0) logFile_ = ZCOM::fwfopen(kLogFile, "w");
+  if (WriteToFile != 0) logFile_ = {ZCOM::fwfopen(kLogFile, "w"), &ZCOM::fwfclose};
 
   if (HalftoneGetRoutine(alternateMode) == 0) {
     SendError(*this, ErrorObject, kUnsupportedModeError, kUnsupportedModeText);
@@ -164,14 +169,17 @@ unsigned long EHalftoneModule::HalftoneAllocateMemory(unsigned short alternateMo
   const std::uint64_t binaryWidth = std::uint64_t{NumPix} * width_;
   if (binaryWidth == 0) return 0;
   const std::uint64_t planeBytes = (binaryWidth - 1) / 8 + 1;
-  outputRaster_.Data = AllocateZeroed<unsigned char>(planeBytes * buffers->planes);
+  buffers_ = std::make_shared<PageBuffers>();
+  buffers_->outputRow = AllocateZeroed<unsigned char>(planeBytes * buffers->planes);
+  outputRaster_.Data = buffers_->outputRow;
   if (outputRaster_.Data == nullptr) return 0;
 
   for (const Ink ink : buffers->errorLines) {
     const std::uint64_t scale = ink == Ink::K ? 1 : buffers->colourLineScale;
-    std::int16_t*& line = ErrorRows[static_cast<int>(ink)];
-    line = AllocateZeroed<std::int16_t>(scale * (binaryWidth + 2));
-    if (line == nullptr) return 0;
+    const int index = static_cast<int>(ink);
+    buffers_->errorLines[index] = AllocateZeroed<std::int16_t>(scale * (binaryWidth + 2));
+    ErrorRows[index] = buffers_->errorLines[index];
+    if (ErrorRows[index] == nullptr) return 0;
   }
   return 1;
 }
@@ -262,15 +270,16 @@ unsigned long EHalftoneModule::EndPage(ZCOM::QObject* message) {
   const unsigned long result = ForwardMessage(*this, message);
   if (WriteToFile != 0) {
     LogCounts();
-    CloseLog();
+    logFile_.reset();
   }
   return result;
 }
 
 unsigned long EHalftoneModule::HalftoneDeAllocateMemory() {
   pageIsReady_ = false;
-  FreeAndNull(outputRaster_.Data);
-  for (std::int16_t*& line : ErrorRows) FreeAndNull(line);
+  buffers_.reset();
+  outputRaster_.Data = nullptr;
+  std::fill_n(ErrorRows, kInkCount, nullptr);
   return 1;
 }
 
@@ -278,22 +287,17 @@ unsigned long EHalftoneModule::HalftoneDeAllocateMemory() {
 
 void EHalftoneModule::LogRoutine(const char* const (&modes)[2]) {
   for (const char* mode : modes) {
-    if (mode != nullptr) ZCOM::fwfprintf(logFile_, "BinaryDescriptor = %s\n", mode);
+    if (mode != nullptr) ZCOM::fwfprintf(logFile_.get(), "BinaryDescriptor = %s\n", mode);
   }
-  ZCOM::fwfprintf(logFile_, "NumPix   = %d\n", static_cast<int>(NumPix));
-  ZCOM::fwfprintf(logFile_, "ShiftCMY = %d\n", static_cast<int>(ShiftCMY));
-  ZCOM::fwfprintf(logFile_, "Shiftcmy = %d\n", static_cast<int>(Shiftcmy));
-  ZCOM::fwfprintf(logFile_, "ShiftK   = %d\n", static_cast<int>(ShiftK));
+  ZCOM::fwfprintf(logFile_.get(), "NumPix   = %d\n", static_cast<int>(NumPix));
+  ZCOM::fwfprintf(logFile_.get(), "ShiftCMY = %d\n", static_cast<int>(ShiftCMY));
+  ZCOM::fwfprintf(logFile_.get(), "Shiftcmy = %d\n", static_cast<int>(Shiftcmy));
+  ZCOM::fwfprintf(logFile_.get(), "ShiftK   = %d\n", static_cast<int>(ShiftK));
 }
 
 void EHalftoneModule::LogCounts() {
   for (int ink = 0; ink < kInkCount; ++ink) {
-    ZCOM::fwfprintf(logFile_, "%scount=%d\n", corvane::kInkNames[ink],
+    ZCOM::fwfprintf(logFile_.get(), "%scount=%d\n", corvane::kInkNames[ink],
                     static_cast<std::int32_t>(DotCount[ink]));
   }
-}
-
-void EHalftoneModule::CloseLog() {
-  ZCOM::fwfclose(logFile_);
-  logFile_ = nullptr;
 }

@@ -11,6 +11,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 
 #include "halftone/kernel_table.h"
 #include "host/framework.h"
@@ -18,13 +20,13 @@
 #include "plugin/export.h"
 #include "printmode/print_mode.h"
 
-// A copy shares pads, buffers and log file with the element it was made from.
+// A copy shares pads, buffers and log file with the element it was made from; each is freed with
+// its last holder.
 class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
  public:
   EHalftoneModule();
   EHalftoneModule(const EHalftoneModule&);
   EHalftoneModule& operator=(const EHalftoneModule&);
-  // Frees no page's buffers: the page end does.
   ~EHalftoneModule() override;
 
   unsigned long Initialize() override;
@@ -34,6 +36,7 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
   using KernelOperation = unsigned char (EHalftoneModule::*)(unsigned char* data, unsigned long row,
                                                              unsigned long first,
                                                              unsigned long end);
+  struct PageBuffers;
 
   unsigned long StartPage(QStartPage* page);
   unsigned long EndPage(ZCOM::QObject* message);
@@ -65,7 +68,6 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
 
   void LogRoutine(const char* const (&modes)[2]);
   void LogCounts();
-  void CloseLog();
 
   std::uint32_t WriteToFile = 0;
   ZCOM::SOURCEPAD* sourcePad_ = nullptr;
@@ -81,12 +83,13 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
   std::uint32_t inputResolution_ = 0;
   QCMYKBinaryRaster outputRaster_;  // its Data is the page's output row
   QError ErrorObject;
-  ZCOM::FILEHANDLE logFile_ = nullptr;
-  std::int16_t* ErrorRows[corvane::kInkCount] = {};
+  std::shared_ptr<std::FILE> logFile_;               // open while a page is logged
+  std::int16_t* ErrorRows[corvane::kInkCount] = {};  // in buffers_; null when not allocated
   std::int16_t CarriedError[corvane::kInkCount] = {};
   std::uint32_t DotCount[corvane::kInkCount] = {};  // since the element was made
   KernelOperation kernel_ = nullptr;
 
+  std::shared_ptr<PageBuffers> buffers_;
   bool pageIsReady_ = false;         // the page has its kernel and all its buffers
   std::uint32_t contonePlanes_ = 0;  // that the kernel reads
   std::uint32_t contoneStride_ = 0;  // bytes from plane to plane of the row being halftoned

@@ -250,7 +250,12 @@ TEST_F(HalftoneModule, SharesThePageWithItsCopy) {
   raster.Width = raster.EndPixel = 64;
   EXPECT_EQ(copy.DataArrived(&raster, 0), 1u);
   EXPECT_EQ(BitsIn(harness.TakeSent().back().data), 64);
+  // The copy goes on with the page when the original has ended it, and both may end it.
   End();
+  EXPECT_EQ(copy.DataArrived(&raster, 0), 1u);
+  EXPECT_EQ(BitsIn(harness.TakeSent().back().data), 64);
+  ZCOM::QObject end(kEndPageMessage);
+  EXPECT_EQ(copy.DataArrived(&end, 0), 1u);
 }
 
 constexpr const char* kNoCounts =
