@@ -9,13 +9,10 @@
 #include <cstdint>
 
 #include "color/interleaved_table.h"
+#include "color/read_views.h"
 #include "plugin/cpu.h"
 
 namespace corvane {
-
-// Pixel layouts in the order of the tables in `Converters`.
-enum class PixelLayout { Rgb, Xrgb, RgbTag };
-inline constexpr std::size_t kPixelLayouts = 3;
 
 inline constexpr unsigned kTags = 256;
 
@@ -48,7 +45,7 @@ struct ConversionRow {
 
 using RowConverter = void (*)(const ConversionRow& row);
 
-// The converters of one instruction level, by layout.
+// The converters of one instruction level, by `PixelLayout`.
 struct Converters {
   RowConverter black[kPixelLayouts];
   RowConverter sevenInks[kPixelLayouts];

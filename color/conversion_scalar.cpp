@@ -5,7 +5,6 @@
 #include <cstdint>
 
 #include "color/conversion.h"
-#include "color/read_views.h"
 
 namespace corvane {
 namespace {

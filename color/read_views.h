@@ -11,6 +11,10 @@ class QRaster;
 
 namespace corvane {
 
+// The layouts of RGB rows.
+enum class PixelLayout { Rgb, Xrgb, RgbTag };
+inline constexpr std::size_t kPixelLayouts = 3;
+
 struct Pixel {
   std::uint8_t red;
   std::uint8_t green;
@@ -22,6 +26,7 @@ struct Pixel {
 
 // R, G, B.
 struct InlineRGBRGBRaster {
+  static constexpr corvane::PixelLayout kLayout = corvane::PixelLayout::Rgb;
   static constexpr std::size_t kBytesPerPixel = 3;
 
   QRaster* raster;
@@ -36,6 +41,7 @@ struct InlineRGBRGBRaster {
 
 // X, R, G, B; X is not read.
 struct InlineXRGBXRGBRaster {
+  static constexpr corvane::PixelLayout kLayout = corvane::PixelLayout::Xrgb;
   static constexpr std::size_t kBytesPerPixel = 4;
 
   QRaster* raster;
@@ -50,6 +56,7 @@ struct InlineXRGBXRGBRaster {
 
 // R, G, B and a tag M.
 struct InlineRGBMRGBMRaster {
+  static constexpr corvane::PixelLayout kLayout = corvane::PixelLayout::RgbTag;
   static constexpr std::size_t kBytesPerPixel = 4;
 
   QRaster* raster;
