@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/replay.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -106,6 +107,39 @@ TEST_F(Replay, RefusesWhatItCannotSend) {
       EXPECT_EQ(failure.what(), folder_.Path("script.jsonl").string() + ": line 3: " + problem);
     }
     EXPECT_FALSE(std::filesystem::exists(folder_.Path("out.jsonl"))) << line;
+  }
+}
+
+// In mode 109 a row leaves dot management with 12 planes, of which RowBytes counts as many as the
+// page has. One that it passes on unchanged has RowBytes.
+TEST_F(Replay, WritesAllPlanesOfADoubledRow) {
+  struct Case {
+    const char* name;
+    int planes, alternateMode, rowBytes, endPixel;
+    int rowBytesOut;
+    std::size_t dataBytes;
+  };
+  const Case cases[] = {
+      {"second expansion alone", 9, 0, 72, 64, 72, 96},
+      {"both expansions", 9, 1, 36, 32, 72, 96},
+      {"planes of the page in excess", 265, 0, 72, 64, 72, 96},
+      {"more planes than the row spans", 14, 0, 112, 64, 112, 112},
+      {"no filter", 9, 2, 72, 64, 72, 72},
+      {"end beyond its plane", 9, 0, 72, 65, 72, 72},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto lines = Run(fmt::format(
+        R"({{"chain":["EDotManagement"]}}
+{{"kind":2,"properties":{{"Standard":{{"PrintableWidth":16,"HorizontalInputResolution":600,"UseAlternateModes":{}}}}},"pageProperties":{{"Standard":{{"CMYKBinaryDescriptor":109,"NumberOfPlanes":{},"Slot1HorizontalRes":4800}}}}}}
+{{"kind":7,"raster":{{"RasterFormat":23,"EndPixel":{},"RowBytes":{}}},"data":"{}"}}
+{{"kind":3}}
+)",
+        c.alternateMode, c.planes, c.endPixel, c.rowBytes, "/////w=="));
+    ASSERT_EQ(lines.size(), 6u);
+    auto row = std::get<ScriptMessage>(ParseScriptLine(lines[2]));
+    EXPECT_EQ(AsRaster(*row.message)->RowBytes, c.rowBytesOut);
+    EXPECT_EQ(row.data.size(), c.dataBytes);
   }
 }
 
