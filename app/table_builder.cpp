@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+#include "app/table_builder.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <mutex>
+
+#include "app/failure.h"
+#include "app/icc_table.h"
+#include "app/table_builder_gamut.h"
+#include "app/table_builder_separation.h"
+
+namespace corvane {
+namespace {
+
+constexpr int kGrid = 17;
+constexpr int kNodes = kGrid * kGrid * kGrid;
+
+enum InkClass { kBlackOnly, kSevenWithoutBlack, kSeven, kNine };
+constexpr int kQualities = 4;
+
+// Part of the media's ink limit, and black generation, by quality. Draft saves ink; fine qualities
+// keep the black ink, whose drops show most, to the shadows.
+constexpr double kLimitPart[kQualities] = {0.75, 1.0, 1.0, 1.0};
+constexpr double kBlackStrength[kQualities] = {0.75, 0.6, 0.45, 0.45};
+
+// A channel's value at a grid index: 0 stands for white.
+double ValueAt(int index) { return 1.0 - static_cast<double>(index) / (kGrid - 1); }
+
+// Inks on one medium at one quality, and how colours get there.
+struct Condition {
+  Condition(const InkData& inks, int media, const SeparationRules& rules)
+      : model(inks, media), separator(model, rules), gamut(separator) {}
+
+  PrintModel model;
+  Separator separator;
+  GamutMap gamut;
+};
+
+// Made when it is first asked for; several threads may ask at a time.
+class LazyCondition {
+ public:
+  template <typename Make>
+  const Condition& Get(Make make) {
+    std::call_once(made_, [&] { condition_ = make(); });
+    return *condition_;
+  }
+
+ private:
+  std::once_flag made_;
+  std::unique_ptr<Condition> condition_;
+};
+
+int PlanesOf(int inkClass) { return inkClass == kBlackOnly ? 1 : inkClass == kNine ? 9 : 7; }
+
+}  // namespace
+
+struct TableBuilder::State {
+  InkData inks;
+  TableSettings settings;
+  std::unique_ptr<IccSeparation> icc;
+  LazyCondition conditions[4][kMediaCount][kQualities];
+
+  SeparationRules RulesOf(const TableKey& key) const;
+  const Condition& ConditionOf(const TableKey& key);
+  InkAmounts AmountsOf(const TableKey& key, const Triple& srgb);
+  std::vector<std::uint8_t> BlackCurve(const TableKey& key);
+  // Amounts as contone values after linearisation, their sum inside the limit.
+  std::array<std::uint8_t, kInkCount> ContoneOf(const InkAmounts& amounts, double limit) const;
+};
+
+TableKey TableKeyOf(int place) {
+  TableKey key;
+  int* const indices[5] = {&key.inkClass, &key.media, &key.preference, &key.quality, &key.intent};
+  for (int i = 4; i >= 0; --i) {
+    *indices[i] = place % kTableExtents[i];
+    place /= kTableExtents[i];
+  }
+  return key;
+}
+
+int PlaceOf(const TableKey& key) {
+  const int indices[5] = {key.inkClass, key.media, key.preference, key.quality, key.intent};
+  int place = 0;
+  for (int i = 0; i < 5; ++i) place = place * kTableExtents[i] + indices[i];
+  return place;
+}
+
+std::size_t TableBytes(const TableKey& key) {
+  return key.inkClass == kBlackOnly ? 256
+                                    : static_cast<std::size_t>(PlanesOf(key.inkClass)) * kNodes;
+}
+
+TableBuilder::TableBuilder(InkData inks, TableSettings settings) : state_(new State) {
+  state_->inks = std::move(inks);
+  if (settings.inkLimit && !(*settings.inkLimit >= 1.0 && *settings.inkLimit <= kInkCount)) {
+    throw Failure(fmt::format("the ink limit {} % is not in 100 to 900", *settings.inkLimit * 100));
+  }
+  if (settings.blackStrength &&
+      !(*settings.blackStrength >= 0.0 && *settings.blackStrength <= 1.0)) {
+    throw Failure(fmt::format("the black generation {} is not in 0 to 1", *settings.blackStrength));
+  }
+  state_->settings = std::move(settings);
+  if (!state_->settings.iccProfile.empty()) {
+    state_->icc = std::make_unique<IccSeparation>(state_->settings.iccProfile);
+  }
+}
+
+TableBuilder::~TableBuilder() = default;
+
+TableKey TableBuilder::Representative(const TableKey& key) const {
+  TableKey first = key;
+  if (key.inkClass == kBlackOnly || key.intent == 1) first.preference = 0;
+  if (key.inkClass == kBlackOnly || key.inkClass == kSevenWithoutBlack) {
+    first.quality = std::min(key.quality, 1);
+  } else if (key.inkClass == kSeven) {
+    first.quality = std::min(key.quality, 2);
+  }
+  if (state_->icc && state_->icc->Serves(PlanesOf(key.inkClass))) {
+    first.preference = 0;
+  }
+  return first;
+}
+
+double TableBuilder::InkLimit(const TableKey& key) const { return state_->RulesOf(key).inkLimit; }
+
+SeparationRules TableBuilder::State::RulesOf(const TableKey& key) const {
+  SeparationRules rules;
+  rules.nineInks = key.inkClass == kNine;
+  // The finest nine-ink quality is that of the print mode whose data carry no black plane.
+  rules.blackInk =
+      key.inkClass != kSevenWithoutBlack && !(key.inkClass == kNine && key.quality == 3);
+  rules.inkLimit =
+      settings.inkLimit.value_or(inks.media[key.media].inkLimit * kLimitPart[key.quality]);
+  rules.blackStrength = settings.blackStrength.value_or(kBlackStrength[key.quality]);
+  return rules;
+}
+
+const Condition& TableBuilder::State::ConditionOf(const TableKey& key) {
+  return conditions[key.inkClass][key.media][key.quality].Get(
+      [&] { return std::make_unique<Condition>(inks, key.media, RulesOf(key)); });
+}
+
+InkAmounts TableBuilder::State::AmountsOf(const TableKey& key, const Triple& srgb) {
+  const Condition& condition = ConditionOf(key);
+  if (icc && icc->Serves(PlanesOf(key.inkClass))) {
+    return icc->Separate(srgb, key.intent == 1, condition.separator);
+  }
+  const Triple linear = LinearFromSrgb(srgb);
+  const Triple mapped = key.intent == 1 ? condition.gamut.Colorimetric(linear)
+                                        : condition.gamut.Perceptual(linear, key.preference == 1);
+  return condition.separator.Separate(BandsFromLinearSrgb(mapped)).amounts;
+}
+
+std::array<std::uint8_t, kInkCount> TableBuilder::State::ContoneOf(const InkAmounts& amounts,
+                                                                   double limit) const {
+  std::array<std::uint8_t, kInkCount> contone;
+  int total = 0;
+  for (int i = 0; i < kInkCount; ++i) {
+    const int value = static_cast<int>(std::lround(std::clamp(amounts[i], 0.0, 1.0) * 255.0));
+    contone[i] = settings.curves.values[i][value];
+    total += contone[i];
+  }
+  // Rounding and the curves may have passed the limit again.
+  const int most = static_cast<int>(std::floor(limit * 255.0));
+  while (total > most) {
+    const int over = total - most;
+    const auto largest = std::max_element(contone.begin(), contone.end());
+    const int cut = std::min<int>(*largest, (over + kInkCount - 1) / kInkCount);
+    *largest = static_cast<std::uint8_t>(*largest - cut);
+    total -= cut;
+  }
+  return contone;
+}
+
+// Entry 255 - L holds the black ink for luminance L.
+std::vector<std::uint8_t> TableBuilder::State::BlackCurve(const TableKey& key) {
+  const PrintModel model(inks, key.media);
+  const SeparationRules rules = {.inkLimit = 1.0, .blackStrength = 1.0};
+  const Separator separator(model, rules);
+  const double black = separator.BlackPoint();
+  std::vector<std::uint8_t> curve(256);
+  for (int entry = 0; entry < 256; ++entry) {
+    const double value = 1.0 - entry / 255.0;
+    double linear = LinearFromSrgb({value, value, value})[0];
+    if (key.intent == 0) linear = black + (1.0 - black) * linear;
+    const double amount = separator.DyeAmount(Dye::Black, -std::log10(std::max(linear, 1e-6)));
+    InkAmounts amounts{};
+    amounts[static_cast<int>(Ink::K)] = amount * kLimitPart[key.quality];
+    curve[entry] = ContoneOf(amounts, 1.0)[static_cast<int>(Ink::K)];
+  }
+  return curve;
+}
+
+std::vector<std::uint8_t> TableBuilder::Build(const TableKey& key) const {
+  if (key.inkClass == kBlackOnly) return state_->BlackCurve(key);
+
+  const int planes = PlanesOf(key.inkClass);
+  const double limit = InkLimit(key);
+  std::vector<std::uint8_t> table(TableBytes(key));
+  int node = 0;
+  for (int r = 0; r < kGrid; ++r) {
+    for (int g = 0; g < kGrid; ++g) {
+      for (int b = 0; b < kGrid; ++b, ++node) {
+        const InkAmounts amounts = state_->AmountsOf(key, {ValueAt(r), ValueAt(g), ValueAt(b)});
+        const auto contone = state_->ContoneOf(amounts, limit);
+        for (int plane = 0; plane < planes; ++plane) table[plane * kNodes + node] = contone[plane];
+      }
+    }
+  }
+  return table;
+}
+
+}  // namespace corvane
