@@ -54,8 +54,4 @@ RowPasses PassesOf(const Kernel& kernel, const RowState& state) {
   return {odd || both, !odd || both};
 }
 
-std::uint32_t RunKernel(const Kernel& kernel, const RowState& state) {
-  return RunKernelPlain(kernel, state);
-}
-
 }  // namespace corvane

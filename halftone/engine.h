@@ -4,14 +4,19 @@
 // error, gets a drop where the error exceeds a threshold, and hands shares of what is left to the
 // pixel below, to its neighbour on the side already visited, and to the next pixel of the row.
 //
-// The plain engine says the rule as it is, one ink after the other.
+// There are two engines with the same results, bit for bit: the plain one says the rule as it is,
+// one ink after the other; the fast one runs all inks of a pixel in the lanes of a vector.
 #pragma once
 
 #include <cstdint>
 
 #include "halftone/kernel_table.h"
+#include "plugin/cpu.h"
 
 namespace corvane {
+
+// The fast engine's part of a page: its tables, and the error lines in its own order.
+struct FastPage;
 
 // What a kernel works on: the page's settings, the state that runs on from row to row, which stays
 // its owner's, and one contone row. Errors are in sixteenths of a contone level.
@@ -29,9 +34,10 @@ struct RowState {
   // the first and the last are guards. Kernels touch the lines of their own inks only.
   std::int16_t* const* ErrorRows;
   std::int16_t* CarriedError;
-  std::uint32_t* DotCount;  // drops placed, modulo 2^32
-  std::uint32_t* RowPhase;  // place in the threshold modulation, 0..1023
-  std::uint8_t* output;     // binary planes, one after the other
+  std::uint32_t* DotCount;       // drops placed, modulo 2^32
+  std::uint32_t* RowPhase;       // place in the threshold modulation, 0..1023
+  std::uint8_t* output;          // binary planes, one after the other
+  FastPage* fastPage = nullptr;  // of this kernel; null: the plain engine runs
 
   const std::uint8_t* data;  // contone planes, `stride` bytes apart, one byte a pixel
   std::uint32_t stride;
@@ -40,10 +46,21 @@ struct RowState {
   std::uint32_t end;    // the smaller of width and stride
 };
 
-// Halftones one row and returns its RowBytes: the bytes of all planes that the kernel sends.
+// Makes the fast engine's part of a page, for the kernel and for the shifts, NumPix and width of
+// `state`, which must not change while it is in use. Null when `level` is Plain or memory runs
+// out: then the plain engine serves. The caller owns it; DeleteFastPage takes null too.
+FastPage* NewFastPage(const Kernel& kernel, const RowState& state, CpuLevel level);
+void DeleteFastPage(FastPage* page);
+
+// Halftones one row and returns its RowBytes: the bytes of all planes that the kernel sends. The
+// fast engine keeps the error lines to itself from the first row on.
 std::uint32_t RunKernel(const Kernel& kernel, const RowState& state);
 
-// The same on the plain engine.
+// Writes the error lines that the fast engine holds back into ErrorRows; the next row takes them
+// from there again. To be called before anything else reads or changes them.
+void SyncErrorRows(const RowState& state);
+
+// The same as RunKernel on the plain engine, with the error lines in ErrorRows.
 std::uint32_t RunKernelPlain(const Kernel& kernel, const RowState& state);
 
 // The left shift of an ink group's levels.

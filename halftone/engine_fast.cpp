@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+#include "halftone/engine_fast.h"
+
+#include <cstring>
+#include <new>
+
+#include "halftone/engine.h"
+
+namespace corvane {
+namespace {
+
+using RunRowFunction = void (*)(FastPage&, const RowState&);
+
+RunRowFunction RunRowOf(CpuLevel level) {
+#ifdef CORVANE_HAS_SIMD
+  switch (level) {
+    case CpuLevel::Sse4:
+      return sse4::RunRow;
+    case CpuLevel::Avx2:
+      return avx2::RunRow;
+    case CpuLevel::Avx512:
+      return avx512::RunRow;
+    case CpuLevel::Plain:
+      break;
+  }
+#endif
+  static_cast<void>(level);
+  return nullptr;
+}
+
+int LaneCount(const FastPage& page) { return page.wide ? 16 : 8; }
+
+void DescribeInk(FastPage& page, const KernelInk& ink, const RowState& state) {
+  const int lane = LaneOf(ink.ink);
+  page.wide |= lane >= 8;
+  page.coupled |= ink.partner != kNoPartner;
+  page.twoDrop |= ink.twoDrop;
+  page.inputMask.lane[lane] = ink.twoDrop ? 0x7F : 0xFF;
+  page.inputScale.lane[lane] = static_cast<std::uint16_t>(1u << ShiftOf(ink.group, state));
+  page.dropSize.lane[lane] = ink.twoDrop ? kTwoDropUnit : kFullDrop;
+  page.halfDecay.lane[lane] = ink.decay == ZeroLevelDecay::Half ? 0xFFFF : 0;
+  page.certainBit.lane[lane] = ink.twoDrop ? 0x80 : 0;
+  const LevelRule* const rules = LevelRulesOf(ink.set);
+  for (int level = 0; level < kLevelCount; ++level) {
+    page.rules[static_cast<int>(ink.group)][level] = PackRule(rules[level]);
+  }
+}
+
+// Hands out consecutive parts of a block; first run without one, to learn its size.
+class BlockLayout {
+ public:
+  explicit BlockLayout(std::byte* start) : start_(start) {}
+
+  template <typename T>
+  void Place(T*& array, std::uint64_t bytes) {
+    if (start_ != nullptr) array = reinterpret_cast<T*>(start_ + size_);
+    size_ += (bytes + kAlignment - 1) / kAlignment * kAlignment;
+  }
+
+  std::uint64_t size() const { return size_; }
+  static constexpr std::uint64_t kAlignment = 64;
+
+ private:
+  std::byte* start_;
+  std::uint64_t size_ = 0;
+};
+
+std::uint64_t LayOut(FastPage& page, std::byte* start) {
+  constexpr std::uint64_t kPadding = 16;  // pixels: rows are worked on 16 at a time
+  const std::uint64_t lanes = LaneCount(page);
+  const std::uint64_t binaryWidth = std::uint64_t{page.numPix} * page.width;
+  BlockLayout layout(start);
+  layout.Place(page.line, (binaryWidth + 2) * lanes * 2);
+  layout.Place(page.levels, (page.width + 2 + kPadding) * lanes);
+  layout.Place(page.lookUps, (std::uint64_t{page.width} + 2) * lanes * 4);
+  layout.Place(page.drops, (binaryWidth / 8 + 1 + kPadding) * lanes);
+  layout.Place(page.certain, page.twoDrop ? (binaryWidth / 8 + 1 + kPadding) * lanes : 0);
+  return layout.size();
+}
+
+bool AllocateBlock(FastPage& page) {
+  const std::uint64_t bytes = LayOut(page, nullptr) + BlockLayout::kAlignment;
+  if (bytes > SIZE_MAX) return false;
+  page.block.reset(new (std::nothrow) std::byte[static_cast<std::size_t>(bytes)]());
+  if (page.block == nullptr) return false;
+  void* start = page.block.get();
+  std::size_t space = static_cast<std::size_t>(bytes);
+  std::align(BlockLayout::kAlignment, 1, start, space);
+  LayOut(page, static_cast<std::byte*>(start));
+  return true;
+}
+
+std::size_t LineEntries(const FastPage& page) { return std::size_t{page.numPix} * page.width + 2; }
+
+// Brings the error lines into the page.
+void TakeLines(FastPage& page, const RowState& state) {
+  const std::size_t lanes = LaneCount(page);
+  const std::size_t entries = LineEntries(page);
+  std::uint16_t anything = 0;
+  for (int i = 0; i < page.kernel->inkCount; ++i) {
+    const KernelInk& ink = page.kernel->inks[i];
+    const std::int16_t* const from = state.ErrorRows[static_cast<int>(ink.state)];
+    std::uint16_t* const to = page.line + LaneOf(ink.ink);
+    for (std::size_t entry = 0; entry < entries; ++entry) {
+      to[entry * lanes] = static_cast<std::uint16_t>(from[entry]);
+      anything |= to[entry * lanes];
+    }
+  }
+  page.holdsLines = true;
+  page.linesEmpty = anything == 0;
+}
+
+}  // namespace
+
+FastPage* NewFastPage(const Kernel& kernel, const RowState& state, CpuLevel level) {
+  const RunRowFunction runRow = RunRowOf(level);
+  if (runRow == nullptr) return nullptr;
+  std::unique_ptr<FastPage> page(new (std::nothrow) FastPage());
+  if (page == nullptr) return nullptr;
+  page->kernel = &kernel;
+  page->numPix = state.NumPix;
+  page->width = state.width;
+  page->runRow = runRow;
+  for (int i = 0; i < kernel.inkCount; ++i) DescribeInk(*page, kernel.inks[i], state);
+  for (int i = 0; i < kModulationLength + 8; ++i) {
+    page->modulation[i] = static_cast<std::uint32_t>(kModulation[i % kModulationLength]) * 0x10001u;
+  }
+  if (!AllocateBlock(*page)) return nullptr;
+  return page.release();
+}
+
+void DeleteFastPage(FastPage* page) { delete page; }
+
+void SyncErrorRows(const RowState& state) {
+  FastPage* const page = state.fastPage;
+  if (page == nullptr || !page->holdsLines) return;
+  const std::size_t lanes = LaneCount(*page);
+  const std::size_t entries = LineEntries(*page);
+  for (int i = 0; i < page->kernel->inkCount; ++i) {
+    const KernelInk& ink = page->kernel->inks[i];
+    const std::uint16_t* const from = page->line + LaneOf(ink.ink);
+    std::int16_t* const to = state.ErrorRows[static_cast<int>(ink.state)];
+    for (std::size_t entry = 0; entry < entries; ++entry) {
+      to[entry] = static_cast<std::int16_t>(from[entry * lanes]);
+    }
+  }
+  page->holdsLines = false;
+}
+
+std::uint32_t RunKernel(const Kernel& kernel, const RowState& state) {
+  FastPage* const page = state.fastPage;
+  if (page == nullptr) return RunKernelPlain(kernel, state);
+  if (!page->holdsLines) TakeLines(*page, state);
+  const std::uint32_t rowBytes = ClearOutput(kernel, state);
+  page->runRow(*page, state);
+  return rowBytes;
+}
+
+}  // namespace corvane

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+//
+// The fast engine against the plain one, bit for bit, at every instruction level that the
+// processor has.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "halftone/engine.h"
+#include "plugin/cpu.h"
+#include "tests/halftone/engine_page.h"
+
+namespace corvane {
+namespace {
+
+using Random = std::mt19937;
+
+int Below(Random& random, int limit) {
+  return static_cast<int>(random() % static_cast<unsigned>(limit));
+}
+
+enum class Content { Noise, Sparse, Light, Flat, Patches, White, kCount };
+
+// A contone row of nine planes.
+std::vector<std::uint8_t> MakeRow(Content content, std::uint32_t stride, Random& random) {
+  std::vector<std::uint8_t> row(std::size_t{9} * stride);
+  for (int plane = 0; plane < 9; ++plane) {
+    std::uint8_t* const levels = row.data() + std::size_t{stride} * plane;
+    int level = Below(random, 4) == 0 ? 0 : Below(random, 256);
+    for (std::uint32_t x = 0; x < stride; ++x) {
+      switch (content) {
+        case Content::Noise:
+          level = Below(random, 256);
+          break;
+        case Content::Sparse:
+          level = Below(random, 6) == 0 ? Below(random, 256) : 0;
+          break;
+        case Content::Light:
+          level = Below(random, 3) == 0 ? 0 : Below(random, 60);
+          break;
+        case Content::Patches:
+          if (Below(random, 12) == 0) level = Below(random, 3) == 0 ? 0 : Below(random, 256);
+          break;
+        case Content::White:
+          level = 0;
+          break;
+        default:
+          break;
+      }
+      levels[x] = static_cast<std::uint8_t>(level);
+    }
+  }
+  return row;
+}
+
+struct FastPageDeleter {
+  void operator()(FastPage* page) const { DeleteFastPage(page); }
+};
+
+// Runs the same rows on both engines.
+class Comparison {
+ public:
+  Comparison(const Kernel& kernel, CpuLevel level, std::uint32_t numPix, std::uint32_t width,
+             std::uint32_t stride, Random& random)
+      : random_(random), plain_(kernel, numPix, width), fast_(kernel, numPix, width) {
+    const bool both = Below(random, 3) == 0;
+    const std::uint16_t shifts[3] = {Shift(), Shift(), Shift()};
+    for (EnginePage* page : {&plain_, &fast_}) {
+      page->state.ShiftCMY = shifts[0];
+      page->state.Shiftcmy = shifts[1];
+      page->state.ShiftK = shifts[2];
+      page->state.BothDirections = both;
+      page->state.stride = stride;
+    }
+    fastPage_.reset(NewFastPage(kernel, fast_.state, level));
+    fast_.state.fastPage = fastPage_.get();
+  }
+
+  bool HasFastEngine() const { return fastPage_ != nullptr; }
+
+  // Errors that wrap at once.
+  void StartWithWildErrors() {
+    for (int ink = 0; ink < kInkCount; ++ink) {
+      const auto error = static_cast<std::int16_t>(random_());
+      plain_.carriedError[ink] = fast_.carriedError[ink] = error;
+      for (std::uint32_t entry = 0; entry < plain_.lineEntries(); ++entry) {
+        const auto value = static_cast<std::int16_t>(random_());
+        plain_.Line(static_cast<Ink>(ink))[entry] = value;
+        fast_.Line(static_cast<Ink>(ink))[entry] = value;
+      }
+    }
+  }
+
+  void RunRow(const std::vector<std::uint8_t>& row, std::uint32_t number, std::uint32_t first,
+              std::uint32_t end) {
+    const std::uint32_t phase = static_cast<std::uint32_t>(Below(random_, 1024));
+    // In a block of its own, so that a byte read outside is seen by the sanitizers.
+    const std::unique_ptr<std::uint8_t[]> data(new std::uint8_t[row.size()]);
+    std::memcpy(data.get(), row.data(), row.size());
+    for (EnginePage* page : {&plain_, &fast_}) {
+      page->state.data = data.get();
+      page->state.row = number;
+      page->state.first = first;
+      page->state.end = end;
+      page->rowPhase = phase;
+    }
+    plainBytes_ = RunKernelPlain(plain_.kernel(), plain_.state);
+    fastBytes_ = RunKernel(fast_.kernel(), fast_.state);
+  }
+
+  void ExpectSameRow() {
+    ASSERT_EQ(fastBytes_, plainBytes_);
+    ASSERT_EQ(fast_.output(), plain_.output());
+    ASSERT_EQ(fast_.carriedError, plain_.carriedError);
+    ASSERT_EQ(fast_.dotCount, plain_.dotCount);
+    ASSERT_EQ(fast_.rowPhase, plain_.rowPhase);
+  }
+  void ExpectSameLines() {
+    SyncErrorRows(fast_.state);
+    ASSERT_EQ(fast_.lines(), plain_.lines());
+  }
+
+ private:
+  std::uint16_t Shift() { return static_cast<std::uint16_t>(Below(random_, 6)); }
+
+  Random& random_;
+  EnginePage plain_;
+  EnginePage fast_;
+  std::unique_ptr<FastPage, FastPageDeleter> fastPage_;
+  std::uint32_t plainBytes_ = 0;
+  std::uint32_t fastBytes_ = 0;
+};
+
+// Rows in any order, some of them twice, some clipped, some empty.
+void RunRandomRows(Comparison& comparison, std::uint32_t width, std::uint32_t stride, int rows,
+                   Random& random) {
+  std::vector<std::uint8_t> row;
+  std::uint32_t first = 0;
+  std::uint32_t end = 0;
+  for (int i = 0; i < rows; ++i) {
+    if (i == 0 || Below(random, 3) != 0) {
+      row = MakeRow(static_cast<Content>(Below(random, static_cast<int>(Content::kCount))), stride,
+                    random);
+      first = 0;
+      end = width;
+      if (Below(random, 3) == 0) first = static_cast<std::uint32_t>(Below(random, width + 1));
+      if (Below(random, 3) == 0) end = static_cast<std::uint32_t>(Below(random, width + 1));
+      if (Below(random, 8) == 0) end = first;
+    }
+    comparison.RunRow(row, random(), first, end);
+    SCOPED_TRACE(testing::Message() << "row " << i << ", pixels " << first << ".." << end);
+    ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameRow());
+    if (Below(random, 4) == 0) {
+      ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameLines());
+    }
+  }
+  ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameLines());
+}
+
+class FastEngine : public testing::TestWithParam<CpuLevel> {
+ protected:
+  void SetUp() override {
+    if (GetParam() > DetectedCpuLevel()) GTEST_SKIP() << "the processor does not have it";
+  }
+};
+
+TEST_P(FastEngine, EqualsThePlainOneOnRandomRows) {
+  Random random(1);
+  for (const Kernel& kernel : kKernels) {
+    for (const std::uint32_t numPix : {1u, 2u, 4u, 3u, 8u}) {
+      for (const std::uint32_t width : {1u, 2u, 7u, 33u, 203u}) {
+        SCOPED_TRACE(testing::Message() << kernel.name << ", " << numPix
+                                        << " binary per contone pixel, width " << width);
+        const std::uint32_t stride = width + static_cast<std::uint32_t>(Below(random, 3));
+        Comparison comparison(kernel, GetParam(), numPix, width, stride, random);
+        ASSERT_TRUE(comparison.HasFastEngine());
+        if (Below(random, 2) == 0) comparison.StartWithWildErrors();
+        ASSERT_NO_FATAL_FAILURE(RunRandomRows(comparison, width, stride, 24, random));
+      }
+    }
+  }
+}
+
+// White rows are left out as soon as the lines hold nothing, and taken up again.
+TEST_P(FastEngine, EqualsThePlainOneAroundWhiteRows) {
+  Random random(2);
+  for (const Kernel& kernel : kKernels) {
+    SCOPED_TRACE(kernel.name);
+    Comparison comparison(kernel, GetParam(), 2, 70, 70, random);
+    const std::vector<std::uint8_t> white = MakeRow(Content::White, 70, random);
+    std::uint32_t number = 0;
+    for (int block = 0; block < 3; ++block) {
+      for (int i = 0; i < 60; ++i, ++number) {
+        comparison.RunRow(white, number, i % 7 == 3 ? 11 : 0, i % 5 == 3 ? 40 : 70);
+        ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameRow()) << number;
+      }
+      ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameLines());
+      for (int i = 0; i < 4; ++i, ++number) {
+        comparison.RunRow(MakeRow(Content::Sparse, 70, random), number, 0, 70);
+        ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameRow()) << number;
+      }
+    }
+    ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameLines());
+  }
+}
+
+// A sheet's width, more drops than 16 bits can count.
+TEST_P(FastEngine, EqualsThePlainOneOnWideRows) {
+  Random random(3);
+  for (const KernelName name :
+       {KernelName::CcMmYyK22QDSD_25_50_25_Coupled, KernelName::CcMmYyKKccmm23QDSD_50_50_200}) {
+    const std::uint32_t width = 34001;
+    SCOPED_TRACE(KernelOf(name).name);
+    Comparison comparison(KernelOf(name), GetParam(), 2, width, width, random);
+    for (std::uint32_t number = 0; number < 2; ++number) {
+      std::vector<std::uint8_t> row(std::size_t{9} * width, 255);
+      comparison.RunRow(row, number, 0, width);
+      ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameRow());
+    }
+    ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameLines());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, FastEngine,
+                         testing::Values(CpuLevel::Sse4, CpuLevel::Avx2, CpuLevel::Avx512),
+                         [](const auto& info) { return std::string(NameOf(info.param)); });
+
+TEST(FastEnginePage, PlainLevelHasNone) {
+  EnginePage page(KernelOf(KernelName::K2QDSD_25), 1, 8);
+  EXPECT_EQ(NewFastPage(page.kernel(), page.state, CpuLevel::Plain), nullptr);
+}
+
+}  // namespace
+}  // namespace corvane
