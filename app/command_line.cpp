@@ -8,6 +8,10 @@
 #include <functional>
 #include <memory>
 
+#include "app/modes.h"
+#include "app/paper.h"
+#include "app/print.h"
+#include "app/print_settings.h"
 #include "app/replay.h"
 #include "app/table_command.h"
 
@@ -57,6 +61,120 @@ void AddTable(CLI::App& app, Command* chosen) {
   AddTableFileCommand(*table, chosen, "show", "Lists the tables of a file", RunTableShow);
   AddTableFileCommand(*table, chosen, "verify", "Decodes every table and compares its checksum",
                       RunTableVerify);
+
+
+void AddPageSettings(CLI::App& command, PrintOptions& options) {
+  const auto setting = [&](const char* name, std::string& value, const PageSetting& choices,
+                           const char* text) {
+    command.add_option(name, value, std::string(text) + ": " + SettingChoices(choices))
+        ->type_name("WORD")
+        ->capture_default_str()
+        ->group("Page");
+  };
+  command.add_option("-m,--mode", options.mode, "Print mode, by value or name (corvane modes)")
+      ->type_name("MODE")
+      ->capture_default_str()
+      ->group("Page");
+  command.add_option("--uam", options.alternateMode, "Alternate mode: 0, 1 or 2")
+      ->check(CLI::Range(0, 2))
+      ->type_name("N")
+      ->capture_default_str()
+      ->group("Page");
+  setting("--media", options.media, kMediaType, "Media type");
+  setting("--quality", options.quality, kPrintQuality, "Print quality");
+  setting("--intent", options.intent, kPageIntent, "What the page shows");
+  setting("--preference", options.preference, kColorPreference,
+          "Colour preference; automatic follows the intent");
+  setting("--paper-characteristics", options.paperCharacteristics, kPaperCharacteristics,
+          "no-black keeps black ink off the paper in seven-ink modes");
+  command.add_option("--overspray", options.overspray,
+                     "Empty pixels beside the page, left and right")
+      ->delimiter(',')
+      ->expected(2)
+      ->check(CLI::Range(0u, 65535u))
+      ->type_name("L,R")
+      ->group("Page");
+  command.add_option("--resolution", options.resolution,
+                     "Input resolution, horizontal and vertical; 600 where the mode has it")
+      ->delimiter(',')
+      ->expected(1, 2)
+      ->type_name("DPI[,DPI]")
+      ->group("Page");
+  command.add_option("--color-table", options.colorTable,
+                     "Colour-table file; without it the one that comes with the program")
+      ->type_name("FILE")
+      ->group("Page");
+}
+
+void AddPlacing(CLI::App& command, PrintOptions& options, bool& fit) {
+  command.add_option("--paper", options.paper, "Sheet: " + PaperSizeNames() + ", or like 210x297mm")
+      ->type_name("SIZE")
+      ->capture_default_str()
+      ->group("Placing");
+  command.add_flag("--landscape", options.landscape, "Turns the sheet on its side")
+      ->group("Placing");
+  CLI::Option* fits = command.add_flag("--fit", fit, "As large as the sheet allows (the default)")
+                          ->group("Placing");
+  command.add_option("--scale", options.scalePercent, "Per cent of the image's natural size")
+      ->check(CLI::Range(0.1, 10000.0))
+      ->excludes(fits)
+      ->type_name("PERCENT")
+      ->group("Placing");
+  command.add_option("--tags", options.tags,
+                     "Grey image of the input's size: 0 and 1 mark graphics, others photos")
+      ->type_name("MASK")
+      ->group("Placing");
+}
+
+void AddDiagnostics(CLI::App& command, PrintOptions& options) {
+  command.add_option("--record", options.record,
+                     "Writes the messages that are sent, for corvane replay")
+      ->type_name("FILE")
+      ->group("Diagnostics");
+  command.add_option("--diagnostics", options.diagnostics,
+                     "Folder for the plug-in's diagnostic files; writes HTLog.txt")
+      ->type_name("DIR")
+      ->group("Diagnostics");
+  command.add_flag("--save-rgb", options.saveRgb, "Writes rgb.raw there as well")
+      ->group("Diagnostics");
+  command.add_flag("--points", options.points, "Prints the chart of points.bin there, not the image")
+      ->group("Diagnostics");
+}
+
+void AddPrint(CLI::App& app, Command* chosen) {
+  auto options = std::make_shared<PrintOptions>();
+  auto fit = std::make_shared<bool>(true);
+  CLI::App* command =
+      app.add_subcommand("print", "Prints PNG, JPEG and TIFF images to printhead data");
+  command->add_option("INPUT", options->inputs, "Images; each page of each is a page")
+      ->required()
+      ->type_name("");
+  command->add_option("-o,--output", options->output,
+                      "File of a single page, or a folder (made when it ends in /)")
+      ->required()
+      ->type_name("OUT");
+  command->add_option("--format", options->format,
+                      "tiff: a directory for each plane; raw: rows as they left the chain")
+      ->check(CLI::IsMember({"tiff", "raw"}))
+      ->type_name("FORMAT")
+      ->capture_default_str();
+  command->add_flag("--contone", options->contone, "Writes the contone planes beside them");
+  command->add_option("-j,--jobs", options->jobs, "Pages printed at a time")
+      ->type_name("N")
+      ->capture_default_str();
+  command->add_flag("-q,--quiet", options->quiet, "No progress and no summary");
+  command->add_flag("--json", options->json, "The summary as JSON");
+  AddPageSettings(*command, *options);
+  AddPlacing(*command, *options, *fit);
+  AddDiagnostics(*command, *options);
+  command->callback([=] { *chosen = [options, fit] { return RunPrint(*options); }; });
+}
+
+void AddModes(CLI::App& app, Command* chosen) {
+  auto options = std::make_shared<ModesOptions>();
+  CLI::App* command = app.add_subcommand("modes", "Lists the print modes and their planes");
+  command->add_flag("--json", options->json, "As JSON");
+  command->callback([=] { *chosen = [options] { return RunModes(*options); }; });
 }
 
 }  // namespace
@@ -65,6 +183,8 @@ int RunCommandLine(int argc, char** argv) {
   CLI::App app("Drives the Corvane plug-in: from an image to printhead data", "corvane");
   app.require_subcommand(1);
   Command chosen;
+  AddPrint(app, &chosen);
+  AddModes(app, &chosen);
   AddReplay(app, &chosen);
   AddTable(app, &chosen);
 

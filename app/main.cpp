@@ -5,6 +5,7 @@
 
 #include "app/command_line.h"
 #include "app/failure.h"
+#include "app/interrupt.h"
 
 int main(int argc, char** argv) {
   try {
@@ -12,6 +13,8 @@ int main(int argc, char** argv) {
   } catch (const corvane::UsageFailure& failure) {
     std::fprintf(stderr, "corvane: %s\n", failure.what());
     return 2;
+  } catch (const corvane::Interrupted& interrupted) {
+    corvane::DieOf(interrupted);
   } catch (const std::bad_alloc&) {
     std::fputs("corvane: out of memory\n", stderr);
   } catch (const std::exception& failure) {

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#include "app/interrupt.h"
+
+#include <csignal>
+#include <cstdlib>
+
+namespace corvane {
+namespace {
+
+volatile std::sig_atomic_t caught = 0;
+
+constexpr int kCaughtSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void OnSignal(int signal) {
+  if (caught != 0) std::signal(signal, SIG_DFL);
+  caught = signal;
+}
+
+}  // namespace
+
+void CatchInterrupts() {
+  for (const int signal : kCaughtSignals) {
+    // A signal that was ignored when the program began (nohup) stays so.
+    struct sigaction old = {};
+    sigaction(signal, nullptr, &old);
+    if (old.sa_handler == SIG_IGN) continue;
+    struct sigaction action = {};
+    action.sa_handler = &OnSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  // A file beyond the size limit is an error like a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+void ThrowIfInterrupted() {
+  if (caught != 0) throw Interrupted{caught};
+}
+
+void DieOf(const Interrupted& interrupted) {
+  std::signal(interrupted.signal, SIG_DFL);
+  std::raise(interrupted.signal);
+  std::_Exit(128 + interrupted.signal);
+}
+
+}  // namespace corvane

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#include "app/print_report.h"
+
+#include <fmt/format.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace corvane {
+namespace {
+
+std::uint64_t RowsOf(const PrintReport& report) {
+  std::uint64_t rows = 0;
+  for (const PrintedPage& page : report.pages) rows += page.shape.rows;
+  return rows;
+}
+
+double RowsPerSecond(const PrintReport& report) {
+  return report.seconds > 0 ? static_cast<double>(RowsOf(report)) / report.seconds : 0;
+}
+
+// 1234567 as "1 234 567".
+std::string Grouped(std::uint64_t number) {
+  const std::string digits = std::to_string(number);
+  std::string text;
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    if (i > 0 && (digits.size() - i) % 3 == 0) text += ' ';
+    text += digits[i];
+  }
+  return text;
+}
+
+bool IsPrinted(const PageShape& shape, Ink ink) {
+  return std::any_of(shape.planes.begin(), shape.planes.end(),
+                     [&](const PlaneShape& plane) { return plane.ink == ink; });
+}
+
+std::string PageText(const PrintedPage& page) {
+  const PageShape& shape = page.shape;
+  std::string text = fmt::format(
+      "{}\n  mode {} {}{}: {} x {} pixels at {:.0f} x {:.0f} dpi, {} {}\n  drops",
+      fmt::join(page.files, ", "), static_cast<int>(shape.mode->descriptor), shape.mode->name,
+      shape.alternateMode == 0 ? "" : fmt::format(" (alternate {})", shape.alternateMode),
+      shape.planes[0].width, shape.rows, shape.planes[0].horizontalDpi, shape.verticalDpi,
+      shape.planes.size(), shape.planes.size() == 1 ? "plane" : "planes");
+  for (int i = 0; i < kInkCount; ++i) {
+    if (IsPrinted(shape, static_cast<Ink>(i))) {
+      text += fmt::format("  {} {}", kInkNames[i], Grouped(page.drops[static_cast<std::size_t>(i)]));
+    }
+  }
+  return text + '\n';
+}
+
+}  // namespace
+
+std::string ReportText(const PrintReport& report) {
+  std::string text;
+  for (const PrintedPage& page : report.pages) text += PageText(page);
+  constexpr double kMebibyte = 1 << 20;
+  return text + fmt::format("{} {} in {:.2f} s, {:.0f} rows/s, peak memory {:.0f} MiB\n",
+                            report.pages.size(), report.pages.size() == 1 ? "page" : "pages",
+                            report.seconds, RowsPerSecond(report),
+                            static_cast<double>(report.peakMemoryBytes) / kMebibyte);
+}
+
+std::string ReportJson(const PrintReport& report) {
+  using Json = nlohmann::ordered_json;
+  Json pages = Json::array();
+  for (const PrintedPage& page : report.pages) {
+    Json planes = Json::array(), drops = Json::object();
+    for (const PlaneShape& plane : page.shape.planes) {
+      planes.push_back({{"name", plane.name},
+                        {"width", plane.width},
+                        {"horizontalDpi", plane.horizontalDpi}});
+      const char* ink = kInkNames[static_cast<int>(plane.ink)];
+      drops[ink] = page.drops[static_cast<std::size_t>(plane.ink)];
+    }
+    pages.push_back({{"image", page.image},
+                     {"page", page.page + 1},
+                     {"files", page.files},
+                     {"mode", static_cast<int>(page.shape.mode->descriptor)},
+                     {"modeName", page.shape.mode->name},
+                     {"useAlternateModes", page.shape.alternateMode},
+                     {"rows", page.shape.rows},
+                     {"verticalDpi", page.shape.verticalDpi},
+                     {"planes", planes},
+                     {"drops", drops}});
+  }
+  const Json json = {{"pages", pages},
+                     {"seconds", report.seconds},
+                     {"rowsPerSecond", RowsPerSecond(report)},
+                     {"peakMemoryBytes", report.peakMemoryBytes}};
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::uint64_t PeakMemoryBytes() {
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
+}
+
+}  // namespace corvane
