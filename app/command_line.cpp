@@ -61,7 +61,7 @@ void AddTable(CLI::App& app, Command* chosen) {
   AddTableFileCommand(*table, chosen, "show", "Lists the tables of a file", RunTableShow);
   AddTableFileCommand(*table, chosen, "verify", "Decodes every table and compares its checksum",
                       RunTableVerify);
-
+}
 
 void AddPageSettings(CLI::App& command, PrintOptions& options) {
   const auto setting = [&](const char* name, std::string& value, const PageSetting& choices,
@@ -87,27 +87,30 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
           "Colour preference; automatic follows the intent");
   setting("--paper-characteristics", options.paperCharacteristics, kPaperCharacteristics,
           "no-black keeps black ink off the paper in seven-ink modes");
-  command.add_option("--overspray", options.overspray,
-                     "Empty pixels beside the page, left and right")
+  command
+      .add_option("--overspray", options.overspray, "Empty pixels beside the page, left and right")
       ->delimiter(',')
       ->expected(2)
       ->check(CLI::Range(0u, 65535u))
       ->type_name("L,R")
       ->group("Page");
-  command.add_option("--resolution", options.resolution,
-                     "Input resolution, horizontal and vertical; 600 where the mode has it")
+  command
+      .add_option("--resolution", options.resolution,
+                  "Input resolution, horizontal and vertical; 600 where the mode has it")
       ->delimiter(',')
       ->expected(1, 2)
       ->type_name("DPI[,DPI]")
       ->group("Page");
-  command.add_option("--color-table", options.colorTable,
-                     "Colour-table file; without it the one that comes with the program")
+  command
+      .add_option("--color-table", options.colorTable,
+                  "Colour-table file; without it the one that comes with the program")
       ->type_name("FILE")
       ->group("Page");
 }
 
 void AddPlacing(CLI::App& command, PrintOptions& options, bool& fit) {
-  command.add_option("--paper", options.paper, "Sheet: " + PaperSizeNames() + ", or like 210x297mm")
+  command
+      .add_option("--paper", options.paper, "Sheet: " + PaperSizeNames() + ", or like 210x297mm")
       ->type_name("SIZE")
       ->capture_default_str()
       ->group("Placing");
@@ -120,24 +123,28 @@ void AddPlacing(CLI::App& command, PrintOptions& options, bool& fit) {
       ->excludes(fits)
       ->type_name("PERCENT")
       ->group("Placing");
-  command.add_option("--tags", options.tags,
-                     "Grey image of the input's size: 0 and 1 mark graphics, others photos")
+  command
+      .add_option("--tags", options.tags,
+                  "Grey image of the input's size: 0 and 1 mark graphics, others photos")
       ->type_name("MASK")
       ->group("Placing");
 }
 
 void AddDiagnostics(CLI::App& command, PrintOptions& options) {
-  command.add_option("--record", options.record,
-                     "Writes the messages that are sent, for corvane replay")
+  command
+      .add_option("--record", options.record,
+                  "Writes the messages that are sent, for corvane replay")
       ->type_name("FILE")
       ->group("Diagnostics");
-  command.add_option("--diagnostics", options.diagnostics,
-                     "Folder for the plug-in's diagnostic files; writes HTLog.txt")
+  command
+      .add_option("--diagnostics", options.diagnostics,
+                  "Folder for the plug-in's diagnostic files; writes HTLog.txt")
       ->type_name("DIR")
       ->group("Diagnostics");
   command.add_flag("--save-rgb", options.saveRgb, "Writes rgb.raw there as well")
       ->group("Diagnostics");
-  command.add_flag("--points", options.points, "Prints the chart of points.bin there, not the image")
+  command
+      .add_flag("--points", options.points, "Prints the chart of points.bin there, not the image")
       ->group("Diagnostics");
 }
 
@@ -149,12 +156,14 @@ void AddPrint(CLI::App& app, Command* chosen) {
   command->add_option("INPUT", options->inputs, "Images; each page of each is a page")
       ->required()
       ->type_name("");
-  command->add_option("-o,--output", options->output,
-                      "File of a single page, or a folder (made when it ends in /)")
+  command
+      ->add_option("-o,--output", options->output,
+                   "File of a single page, or a folder (made when it ends in /)")
       ->required()
       ->type_name("OUT");
-  command->add_option("--format", options->format,
-                      "tiff: a directory for each plane; raw: rows as they left the chain")
+  command
+      ->add_option("--format", options->format,
+                   "tiff: a directory for each plane; raw: rows as they left the chain")
       ->check(CLI::IsMember({"tiff", "raw"}))
       ->type_name("FORMAT")
       ->capture_default_str();

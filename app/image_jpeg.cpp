@@ -48,7 +48,8 @@ class JpegReader : public ImageReader {
   void ReadRow(std::uint8_t* row) override {
     if (!DecodeRow(row)) Fail();
     if (invertedCmyk_) {
-      for (std::size_t i = 0; i < info_.RowBytes(); ++i) row[i] = static_cast<std::uint8_t>(~row[i]);
+      for (std::size_t i = 0; i < info_.RowBytes(); ++i)
+        row[i] = static_cast<std::uint8_t>(~row[i]);
     }
   }
 
@@ -168,8 +169,8 @@ class JpegReader : public ImageReader {
     std::uint64_t bytes = 0;
     for (int i = 0; i < jpeg_.num_components; ++i) {
       const jpeg_component_info& component = jpeg_.comp_info[i];
-      bytes += std::uint64_t{component.width_in_blocks} * component.height_in_blocks *
-               sizeof(JBLOCK);
+      bytes +=
+          std::uint64_t{component.width_in_blocks} * component.height_in_blocks * sizeof(JBLOCK);
     }
     if (bytes > kMostCoefficientBytes) {
       throw Failure(fmt::format(

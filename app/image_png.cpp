@@ -123,18 +123,17 @@ class PngReader : public ImageReader {
     }
     int intent = 0;
     double gamma = 0;
-    if (png_get_sRGB(png_, pngInfo_, &intent) != 0 ||
-        png_get_gAMA(png_, pngInfo_, &gamma) == 0 || gamma <= 0) {
+    if (png_get_sRGB(png_, pngInfo_, &intent) != 0 || png_get_gAMA(png_, pngInfo_, &gamma) == 0 ||
+        gamma <= 0) {
       return;
     }
     Chromaticities points;
-    const bool given = png_get_cHRM(png_, pngInfo_, &points.whiteX, &points.whiteY, &points.redX,
-                                    &points.redY, &points.greenX, &points.greenY, &points.blueX,
-                                    &points.blueY) != 0;
+    const bool given =
+        png_get_cHRM(png_, pngInfo_, &points.whiteX, &points.whiteY, &points.redX, &points.redY,
+                     &points.greenX, &points.greenY, &points.blueX, &points.blueY) != 0;
     if (!given && std::abs(gamma - kSrgbGamma) < 0.005) return;
-    info_.profile = info_.form.colour == PixelForm::Colour::Rgb
-                        ? MakeRgbProfile(points, 1 / gamma)
-                        : MakeGreyProfile(1 / gamma);
+    info_.profile = info_.form.colour == PixelForm::Colour::Rgb ? MakeRgbProfile(points, 1 / gamma)
+                                                                : MakeGreyProfile(1 / gamma);
   }
 
   void DescribeOrientation() {

@@ -19,9 +19,7 @@ struct PixelForm {
   int bits = 8;        // 8, or 16 in the byte order of the machine
   bool alpha = false;  // not multiplied into the colours
 
-  int ColourChannels() const {
-    return colour == Colour::Grey ? 1 : colour == Colour::Cmyk ? 4 : 3;
-  }
+  int ColourChannels() const { return colour == Colour::Grey ? 1 : colour == Colour::Cmyk ? 4 : 3; }
   int Channels() const { return ColourChannels() + (alpha ? 1 : 0); }
   std::size_t BytesPerPixel() const { return static_cast<std::size_t>(Channels()) * bits / 8; }
 };

@@ -119,8 +119,8 @@ class SrgbRows : public RowSource {
         image_(std::move(image)),
         form_(image_->Info().form),
         transform_(MakeTransform(image_->Info())) {
-    direct_ = !transform_ && form_.colour == PixelForm::Colour::Rgb && form_.bits == 8 &&
-              !form_.alpha;
+    direct_ =
+        !transform_ && form_.colour == PixelForm::Colour::Rgb && form_.bits == 8 && !form_.alpha;
     if (!direct_) stored_.resize(image_->Info().RowBytes());
   }
 

@@ -18,7 +18,8 @@ std::unique_ptr<RowSource> MakeSrgbRows(std::unique_ptr<ImageReader> image);
 std::unique_ptr<RowSource> MakeGreyRows(std::unique_ptr<ImageReader> image);
 
 // The image with its first row at the top and its first column at the left, as its orientation
-// (1 to 8) says. Passes rows on where that keeps their order; else it stores them in a scratch file.
+// (1 to 8) says. Passes rows on where that keeps their order; else it stores them in a scratch
+// file.
 std::unique_ptr<RowSource> MakeUprightRows(std::unique_ptr<RowSource> rows, int orientation);
 
 }  // namespace corvane

@@ -33,8 +33,8 @@ struct CloseTiff {
 using TiffFile = std::unique_ptr<TIFF, CloseTiff>;
 
 [[noreturn]] void Fail(const std::string& path) {
-  throw Failure(fmt::format("{}: damaged TIFF image{}{}", path, lastError.empty() ? "" : ": ",
-                            lastError));
+  throw Failure(
+      fmt::format("{}: damaged TIFF image{}{}", path, lastError.empty() ? "" : ": ", lastError));
 }
 
 TiffFile OpenFile(const std::string& path) {
@@ -90,8 +90,8 @@ Samples ReadSamples(TIFF* file) {
   samples.format = Field<std::uint16_t>(file, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
   if (samples.format == SAMPLEFORMAT_VOID) samples.format = SAMPLEFORMAT_UINT;
   const int guess = samples.perPixel >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
-  samples.photometric = Field<std::uint16_t>(file, TIFFTAG_PHOTOMETRIC,
-                                             static_cast<std::uint16_t>(guess));
+  samples.photometric =
+      Field<std::uint16_t>(file, TIFFTAG_PHOTOMETRIC, static_cast<std::uint16_t>(guess));
   samples.separate = samples.perPixel > 1 &&
                      Field<std::uint16_t>(file, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) ==
                          PLANARCONFIG_SEPARATE;
@@ -139,8 +139,8 @@ class PlainStripRows : public StoredRows {
     rowsPerStrip_ = Field<std::uint32_t>(file, TIFFTAG_ROWSPERSTRIP, height);
     rowsPerStrip_ = std::clamp<std::uint32_t>(rowsPerStrip_, 1, height);
     firstStrip_ = sample * ((height - 1) / rowsPerStrip_ + 1);
-    reversed_ = Field<std::uint16_t>(file, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) ==
-                FILLORDER_LSB2MSB;
+    reversed_ =
+        Field<std::uint16_t>(file, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) == FILLORDER_LSB2MSB;
   }
 
   void Read(std::uint32_t y, std::uint8_t* row) override {
@@ -148,8 +148,8 @@ class PlainStripRows : public StoredRows {
     const std::uint64_t offset =
         TIFFGetStrileOffset(file_, strip) + std::uint64_t{y % rowsPerStrip_} * rowBytes_;
     for (std::size_t done = 0; done < rowBytes_;) {
-      const ssize_t count = pread(TIFFFileno(file_), row + done, rowBytes_ - done,
-                                  static_cast<off_t>(offset + done));
+      const ssize_t count =
+          pread(TIFFFileno(file_), row + done, rowBytes_ - done, static_cast<off_t>(offset + done));
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) throw Failure(path_ + ": the TIFF image is cut short");
       done += static_cast<std::size_t>(count);
@@ -235,7 +235,9 @@ std::uint16_t WideSample(const std::uint8_t* row, std::size_t index, int bits, i
       if (format == SAMPLEFORMAT_IEEEFP) {
         float value;
         std::memcpy(&value, row + 4 * index, sizeof value);
-        return value >= 1 ? 65535 : value > 0 ? static_cast<std::uint16_t>(value * 65535 + 0.5f) : 0;
+        return value >= 1  ? 65535
+               : value > 0 ? static_cast<std::uint16_t>(value * 65535 + 0.5f)
+                           : 0;
       }
       std::uint32_t value;
       std::memcpy(&value, row + 4 * index, sizeof value);
@@ -331,8 +333,8 @@ class TiffReader : public ImageReader {
   void DescribeColour() {
     const auto compression = Field<std::uint16_t>(File(), TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     if (TIFFIsCODECConfigured(compression) == 0) {
-      throw Failure(fmt::format("{}: TIFF compression {} is not supported", info_.path,
-                                compression));
+      throw Failure(
+          fmt::format("{}: TIFF compression {} is not supported", info_.path, compression));
     }
     int colours = 1;
     switch (samples_.photometric) {
@@ -383,9 +385,9 @@ class TiffReader : public ImageReader {
                                 info_.path, samples_.perPixel, samples_.bits));
     }
     info_.form.bits = !palette && (samples_.bits > 8) ? 16 : 8;
-    info_.form.alpha = !palette && samples_.perPixel > colours &&
-                       (samples_.extra == EXTRASAMPLE_ASSOCALPHA ||
-                        samples_.extra == EXTRASAMPLE_UNASSALPHA);
+    info_.form.alpha =
+        !palette && samples_.perPixel > colours &&
+        (samples_.extra == EXTRASAMPLE_ASSOCALPHA || samples_.extra == EXTRASAMPLE_UNASSALPHA);
   }
 
   void ReadPalette() {
@@ -394,7 +396,8 @@ class TiffReader : public ImageReader {
     const std::size_t count = std::size_t{1} << samples_.bits;
     // Some programs store 8 bits where 16 belong.
     std::uint16_t largest = 0;
-    for (std::size_t i = 0; i < count; ++i) largest = std::max({largest, red[i], green[i], blue[i]});
+    for (std::size_t i = 0; i < count; ++i)
+      largest = std::max({largest, red[i], green[i], blue[i]});
     const int shift = largest > 255 ? 8 : 0;
     palette_.resize(3 * count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -412,16 +415,18 @@ class TiffReader : public ImageReader {
       GoToPage(files_.back().get(), info_.path, page);
     }
     const tmsize_t rowBytes = TIFFScanlineSize(File());
-    const std::uint64_t needed = (std::uint64_t{info_.width} * samples_.bits *
-                                      (samples_.separate ? 1 : samples_.perPixel) + 7) / 8;
+    const std::uint64_t needed =
+        (std::uint64_t{info_.width} * samples_.bits * (samples_.separate ? 1 : samples_.perPixel) +
+         7) /
+        8;
     if (rowBytes <= 0 || static_cast<std::uint64_t>(rowBytes) < needed) Fail(info_.path);
     const auto compression = Field<std::uint16_t>(File(), TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     for (int i = 0; i < planes; ++i) {
       const auto sample = static_cast<std::uint16_t>(i);
       TIFF* file = files_[static_cast<std::size_t>(i)].get();
       if (samples_.tiled) {
-        rows_.push_back(std::make_unique<TileRows>(file, sample, info_.width, info_.height,
-                                                   info_.path));
+        rows_.push_back(
+            std::make_unique<TileRows>(file, sample, info_.width, info_.height, info_.path));
       } else if (compression == COMPRESSION_NONE) {
         rows_.push_back(std::make_unique<PlainStripRows>(file, sample, info_.height, samples_.bits,
                                                          info_.path));
@@ -431,8 +436,7 @@ class TiffReader : public ImageReader {
       stored_.emplace_back(static_cast<std::size_t>(rowBytes));
     }
     direct_ = !samples_.separate && samples_.bits == info_.form.bits &&
-              samples_.format == SAMPLEFORMAT_UINT &&
-              samples_.perPixel == info_.form.Channels() &&
+              samples_.format == SAMPLEFORMAT_UINT && samples_.perPixel == info_.form.Channels() &&
               samples_.photometric != PHOTOMETRIC_MINISWHITE &&
               samples_.photometric != PHOTOMETRIC_PALETTE &&
               samples_.photometric != PHOTOMETRIC_CIELAB &&
@@ -513,8 +517,8 @@ class TiffReader : public ImageReader {
       bandHeight_ = Field<std::uint32_t>(File(), TIFFTAG_TILELENGTH, 0);
     } else {
       bandWidth_ = info_.width;
-      bandHeight_ = std::min(Field<std::uint32_t>(File(), TIFFTAG_ROWSPERSTRIP, info_.height),
-                             info_.height);
+      bandHeight_ =
+          std::min(Field<std::uint32_t>(File(), TIFFTAG_ROWSPERSTRIP, info_.height), info_.height);
     }
     constexpr std::uint64_t kMostBandPixels = std::uint64_t{1} << 28;
     if (bandWidth_ == 0 || bandHeight_ == 0 ||
@@ -539,8 +543,9 @@ class TiffReader : public ImageReader {
   void ReadBandRow(std::uint8_t* row) {
     if (y_ % bandHeight_ == 0) LoadBand();
     // The library stores a band bottom row first.
-    const std::uint32_t rows = samples_.tiled ? bandHeight_
-                                              : std::min(bandHeight_, info_.height - y_ / bandHeight_ * bandHeight_);
+    const std::uint32_t rows =
+        samples_.tiled ? bandHeight_
+                       : std::min(bandHeight_, info_.height - y_ / bandHeight_ * bandHeight_);
     const std::uint32_t line = rows - 1 - y_ % bandHeight_;
     for (std::uint32_t x = 0; x < info_.width; ++x) {
       const std::size_t tile = std::size_t{x / bandWidth_} * bandWidth_ * bandHeight_;

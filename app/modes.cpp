@@ -58,13 +58,15 @@ bool Differs(const PrintMode& mode, int a) {
 std::string Notes(const PrintMode& mode, int alternateMode) {
   const ModeGeometry geometry = GeometryOf(mode, alternateMode);
   std::string notes;
-  if (geometry.placesDots) notes = geometry.doublesRows ? "dots placed, two rows a row" : "dots placed";
+  if (geometry.placesDots)
+    notes = geometry.doublesRows ? "dots placed, two rows a row" : "dots placed";
   if (geometry.expandsFurther) notes += ", no black plane";
   return notes;
 }
 
 std::string Table() {
-  constexpr std::string_view kRow = "{:>5}  {:<30} {:<19} {:>11} {:>6} {:>4} {:>6}  {:<11} {:<41} {}";
+  constexpr std::string_view kRow =
+      "{:>5}  {:<30} {:<19} {:>11} {:>6} {:>4} {:>6}  {:<11} {:<41} {}";
   const auto line = [&](auto&&... cells) {
     std::string text = fmt::format(fmt::runtime(kRow), cells...);
     text.erase(text.find_last_not_of(' ') + 1);

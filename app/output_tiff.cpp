@@ -120,7 +120,8 @@ class Directory {
       entries.Put(static_cast<std::uint16_t>(entries_.size()));
     }
     for (const Entry& entry : entries_) {
-      entries.Put(static_cast<std::uint16_t>(entry.tag)).Put(static_cast<std::uint16_t>(entry.type));
+      entries.Put(static_cast<std::uint16_t>(entry.tag))
+          .Put(static_cast<std::uint16_t>(entry.type));
       PutOffset(entries, entry.count);
       if (entry.value.Size() <= room) {
         Bytes inlined = entry.value;
@@ -185,7 +186,8 @@ void TiffSink::StartPage(const PageShape& page) {
   page_ = page;
   for (const PlaneShape& shape : page.planes) {
     Plane plane;
-    plane.rowBytes = (std::size_t{shape.width} * static_cast<std::size_t>(page.bitsPerPixel) + 7) / 8;
+    plane.rowBytes =
+        (std::size_t{shape.width} * static_cast<std::size_t>(page.bitsPerPixel) + 7) / 8;
     plane.rowsPerStrip = static_cast<std::uint32_t>(
         std::clamp<std::size_t>(kStripBytes / plane.rowBytes, 1, std::max(page.rows, 1u)));
     plane.strip.resize(plane.rowBytes * plane.rowsPerStrip);
@@ -195,7 +197,8 @@ void TiffSink::StartPage(const PageShape& page) {
   file_.Append(header, sizeof header);
   // The strips of all planes of the same width fill at the same row.
   encoder_ = std::make_unique<StripEncoder>(
-      threads_, planes_.size(), [this](std::size_t plane, const std::uint8_t* data, std::size_t size) {
+      threads_, planes_.size(),
+      [this](std::size_t plane, const std::uint8_t* data, std::size_t size) {
         planes_[plane].offsets.push_back(file_.Size());
         planes_[plane].sizes.push_back(size);
         file_.Append(data, size);

@@ -17,6 +17,8 @@ namespace corvane {
 namespace {
 
 constexpr double kMillimetresPerInch = 25.4;
+// A side may be this much short of a whole pixel.
+constexpr double kForgivenPixels = 0.3;
 constexpr std::uint8_t kWhite = 255;
 
 // One direction of a placement.
@@ -57,7 +59,9 @@ struct FreeAligned {
 
 constexpr std::size_t kAlignment = 64;
 
-std::size_t Aligned(std::size_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment; }
+std::size_t Aligned(std::size_t bytes) {
+  return (bytes + kAlignment - 1) / kAlignment * kAlignment;
+}
 
 std::unique_ptr<std::uint8_t, FreeAligned> AlignedBytes(std::size_t bytes) {
   auto* memory = static_cast<std::uint8_t*>(
@@ -231,7 +235,8 @@ void CopyRows(RowSource& image, const Placement& placement,
 
 Sheet MakeSheet(const PaperSize& paper, double horizontalDpi, double verticalDpi) {
   const auto pixels = [](double millimetres, double dpi) {
-    return static_cast<std::uint32_t>(std::max(1.0, std::floor(millimetres / kMillimetresPerInch * dpi + 0.25)));
+    return static_cast<std::uint32_t>(
+        std::max(1.0, std::floor(millimetres / kMillimetresPerInch * dpi + kForgivenPixels)));
   };
   return {pixels(paper.widthMm, horizontalDpi), pixels(paper.heightMm, verticalDpi), horizontalDpi,
           verticalDpi};

@@ -13,8 +13,8 @@
 
 namespace corvane {
 
-// The sheet as a grid of input pixels. A side that is no whole number of them loses the rest, unless
-// less than a quarter of a pixel is missing: A4 at 600 dpi has the usual 4960 x 7016.
+// The sheet as a grid of input pixels. A side that is no whole number of them loses the rest,
+// unless less than a third of a pixel is missing: A4 at 600 dpi has the usual 4960 x 7016.
 struct Sheet {
   std::uint32_t width = 0;   // pixels
   std::uint32_t height = 0;  // pixels
@@ -35,8 +35,8 @@ struct ImageSize {
 
 // Where an image shows on the sheet, and which part of it.
 struct Placement {
-  std::uint32_t left = 0, top = 0, width = 0, height = 0;      // on the sheet, pixels
-  double sourceLeft = 0, sourceTop = 0;                        // in the image, pixels
+  std::uint32_t left = 0, top = 0, width = 0, height = 0;  // on the sheet, pixels
+  double sourceLeft = 0, sourceTop = 0;                    // in the image, pixels
   double sourceWidth = 0, sourceHeight = 0;
   bool sameSize = false;  // pixels are copied; the source figures are whole numbers
 };

@@ -52,8 +52,7 @@ PageSettings SettingsFrom(const PrintOptions& options) {
   settings.printQuality = SettingValue(kPrintQuality, options.quality);
   settings.pageIntent = SettingValue(kPageIntent, options.intent);
   settings.colorPreference = SettingValue(kColorPreference, options.preference);
-  settings.paperCharacteristics =
-      SettingValue(kPaperCharacteristics, options.paperCharacteristics);
+  settings.paperCharacteristics = SettingValue(kPaperCharacteristics, options.paperCharacteristics);
   settings.points = options.points;
   if (!options.overspray.empty()) {
     settings.leftOverspray = options.overspray[0];
@@ -189,8 +188,7 @@ class PageFiles {
     };
     if (options.format == "raw") {
       StagedFile& rows = add(page.path);
-      Take(receivers.binary,
-           std::make_unique<RawSink>(rows, add(fs::path(page.base) += ".json")));
+      Take(receivers.binary, std::make_unique<RawSink>(rows, add(fs::path(page.base) += ".json")));
     } else {
       Take(receivers.binary, std::make_unique<TiffSink>(add(page.path), threads));
     }
@@ -245,8 +243,7 @@ class PrintRun {
 
   PrintReport Run() {
     const auto start = std::chrono::steady_clock::now();
-    const std::size_t threads =
-        std::min(static_cast<std::size_t>(options_.jobs), pages_.size());
+    const std::size_t threads = std::min(static_cast<std::size_t>(options_.jobs), pages_.size());
     std::vector<std::thread> helpers;
     for (std::size_t i = 1; i < threads; ++i) helpers.emplace_back([this] { PrintPages(); });
     PrintPages();

@@ -45,10 +45,10 @@ class SheetReader {
     ImageInfo info;
     image_ = OpenUpright(job.image, job.page, false, info);
     const bool turned = info.orientation >= 5;
-    placement_ = PlaceImage({image_->Width(), image_->Height(),
-                             turned ? info.verticalDpi : info.horizontalDpi,
-                             turned ? info.horizontalDpi : info.verticalDpi},
-                            sheet, job.scale);
+    placement_ = PlaceImage(
+        {image_->Width(), image_->Height(), turned ? info.verticalDpi : info.horizontalDpi,
+         turned ? info.horizontalDpi : info.verticalDpi},
+        sheet, job.scale);
     if (!job.tags.empty()) OpenTags(job);
     queue_ = std::make_unique<RowQueue>(BytesPerPixel() * sheet.width);
     thread_ = std::thread([this] { Read(); });
@@ -118,8 +118,7 @@ class PageOutput {
       : job_(job), chain_(chain), receivers_(receivers), binary_(ShapeOf(job)) {
     binary_.title = job.title;
     contone_ = ContonePageShape(*job.settings.mode, job.settings.alternateMode, sheet.width,
-                                sheet.height, job.settings.horizontalDpi,
-                                job.settings.verticalDpi);
+                                sheet.height, job.settings.horizontalDpi, job.settings.verticalDpi);
     contone_.title = job.title;
     placesDots_ = GeometryOf(*job.settings.mode, job.settings.alternateMode).placesDots;
     // K is left out, but announced.
@@ -143,8 +142,8 @@ class PageOutput {
 
   void Finish() {
     if (rows_ != binary_.rows) {
-      throw Failure(fmt::format("{}: the chain sent {} rows instead of {}", job_.image, rows_,
-                                binary_.rows));
+      throw Failure(
+          fmt::format("{}: the chain sent {} rows instead of {}", job_.image, rows_, binary_.rows));
     }
     for (PageSink* sink : receivers_.binary) sink->EndPage();
     for (PageSink* sink : receivers_.contone) sink->EndPage();
@@ -188,10 +187,11 @@ class PageOutput {
     message.Properties.GetProperty("EObjectName", element, sizeof element, "", "Standard");
     // What fails in the colour element's page set-up is the table: the settings are checked before.
     const bool ofColor = std::string_view(element) == chain_.ElementNames()[kColorElement];
-    throw Failure(fmt::format("{}: {} (error {})",
-                              ofColor ? job_.colorTable + ": no table for this page"
-                                      : fmt::format("mode {}", static_cast<int>(binary_.mode->descriptor)),
-                              text, number));
+    throw Failure(
+        fmt::format("{}: {} (error {})",
+                    ofColor ? job_.colorTable + ": no table for this page"
+                            : fmt::format("mode {}", static_cast<int>(binary_.mode->descriptor)),
+                    text, number));
   }
 
   const PageJob& job_;
@@ -241,7 +241,8 @@ void PrintPage(const PageJob& job, Chain& chain, const PageReceivers& receivers)
     ThrowIfInterrupted();
     output.StartRow();
     raster.Data = row;
-    if (send(raster) == 0) throw Failure(fmt::format("{}: the chain refused row {}", job.image, raster.Row));
+    if (send(raster) == 0)
+      throw Failure(fmt::format("{}: the chain refused row {}", job.image, raster.Row));
     ++raster.Row;
     if (receivers.progress) receivers.progress(1);
   }

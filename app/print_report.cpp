@@ -46,7 +46,8 @@ std::string PageText(const PrintedPage& page) {
       shape.planes.size(), shape.planes.size() == 1 ? "plane" : "planes");
   for (int i = 0; i < kInkCount; ++i) {
     if (IsPrinted(shape, static_cast<Ink>(i))) {
-      text += fmt::format("  {} {}", kInkNames[i], Grouped(page.drops[static_cast<std::size_t>(i)]));
+      text +=
+          fmt::format("  {} {}", kInkNames[i], Grouped(page.drops[static_cast<std::size_t>(i)]));
     }
   }
   return text + '\n';
@@ -70,9 +71,8 @@ std::string ReportJson(const PrintReport& report) {
   for (const PrintedPage& page : report.pages) {
     Json planes = Json::array(), drops = Json::object();
     for (const PlaneShape& plane : page.shape.planes) {
-      planes.push_back({{"name", plane.name},
-                        {"width", plane.width},
-                        {"horizontalDpi", plane.horizontalDpi}});
+      planes.push_back(
+          {{"name", plane.name}, {"width", plane.width}, {"horizontalDpi", plane.horizontalDpi}});
       const char* ink = kInkNames[static_cast<int>(plane.ink)];
       drops[ink] = page.drops[static_cast<std::size_t>(plane.ink)];
     }

@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cctype>
+#include <charconv>
 #include <optional>
 
 #include "app/failure.h"
@@ -65,7 +65,8 @@ const PrintMode& ParsePrintMode(const std::string& text) {
   for (const PrintMode& mode : kPrintModes) {
     const bool withBlack = std::string_view(mode.printedInks).find('K') != std::string_view::npos;
     if (text == mode.name && (found == nullptr || withBlack)) {
-      if (found == nullptr || std::string_view(found->printedInks).find('K') == std::string_view::npos) {
+      if (found == nullptr ||
+          std::string_view(found->printedInks).find('K') == std::string_view::npos) {
         found = &mode;
       }
     }

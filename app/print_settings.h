@@ -49,10 +49,10 @@ struct PageSettings {
   int pageIntent = 1;
   int colorPreference = 3;
   int paperCharacteristics = 0;
-  std::uint32_t leftOverspray = 0, rightOverspray = 0;    // input pixels
-  std::uint32_t horizontalDpi = 0, verticalDpi = 0;       // of the input
-  bool tagged = false;                                    // with a tag per pixel
-  bool points = false;                                    // the points chart instead of the page
+  std::uint32_t leftOverspray = 0, rightOverspray = 0;  // input pixels
+  std::uint32_t horizontalDpi = 0, verticalDpi = 0;     // of the input
+  bool tagged = false;                                  // with a tag per pixel
+  bool points = false;                                  // the points chart instead of the page
 };
 
 // The input resolution that a mode is given unless another is asked for: 600, or less where the
