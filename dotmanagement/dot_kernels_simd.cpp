@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// One body for every instruction level. Only two steps differ between them: the running parity of a
-// word, and spreading the halves of 64 pixels into 128 sub-dots.
+// One body for every instruction level. Only the running parity of a word differs between them.
 #include <immintrin.h>
 
 #include "dotmanagement/dot_kernels.h"
@@ -70,31 +69,24 @@ CORVANE_INLINE void ForEachWord(const std::uint8_t* const (&in)[kPlanes], std::u
   }
 }
 
-#if CORVANE_SIMD_LEVEL >= 2
-
-// Sub-dots by carry-less squares, which put a zero in front of every bit.
-CORVANE_INLINE __m128i Spread(Word left, Word right) {
-  const __m128i halves =
-      _mm_set_epi64x(static_cast<long long>(left), static_cast<long long>(right));
-  const __m128i rights = _mm_clmulepi64_si128(halves, halves, 0x00);
-  const __m128i lefts = _mm_clmulepi64_si128(halves, halves, 0x11);
-  const __m128i bits = _mm_or_si128(_mm_add_epi64(lefts, lefts), rights);
-  return _mm_shuffle_epi8(bits,
-                          _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0));
-}
-
 // For each pixel the parity of the bits `kStride`, 2 `kStride`, ... columns before it.
 template <int kStride>
 CORVANE_INLINE Word ParityBefore(Word bits) {
-  constexpr long long kOnes = kStride == 1 ? -1 : 0x5555555555555555;
+#if CORVANE_SIMD_LEVEL >= 2
+  // The high half of a carry-less product sums what lies above each bit.
+  constexpr long long kAddends = kStride == 1 ? -1 : 0x5555555555555555;
   const __m128i product = _mm_clmulepi64_si128(_mm_cvtsi64_si128(static_cast<long long>(bits)),
-                                               _mm_set1_epi64x(kOnes), 0x00);
+                                               _mm_set1_epi64x(kAddends), 0x00);
   return static_cast<Word>(_mm_extract_epi64(product, 1));
+#else
+  bits >>= kStride;
+  for (int distance = kStride; distance < 64; distance *= 2) bits ^= bits >> distance;
+  return bits;
+#endif
 }
 
-#else
-
-// Sub-dots by look-up: four pixels, the first in bit 3, to four sub-dots of one side.
+// The 128 sub-dots of 64 pixels, in the order of the output's bytes: four pixels of a half, the
+// first in bit 3, look up their byte.
 CORVANE_INLINE __m128i Spread(Word left, Word right) {
   const __m128i rightOf = _mm_setr_epi8(0x00, 0x01, 0x04, 0x05, 0x10, 0x11, 0x14, 0x15, 0x40, 0x41,
                                         0x44, 0x45, 0x50, 0x51, 0x54, 0x55);
@@ -107,15 +99,6 @@ CORVANE_INLINE __m128i Spread(Word left, Word right) {
   return _mm_or_si128(_mm_shuffle_epi8(leftOf, _mm_unpacklo_epi8(first, second)),
                       _mm_shuffle_epi8(rightOf, _mm_unpackhi_epi8(first, second)));
 }
-
-template <int kStride>
-CORVANE_INLINE Word ParityBefore(Word bits) {
-  bits >>= kStride;
-  for (int distance = kStride; distance < 64; distance *= 2) bits ^= bits >> distance;
-  return bits;
-}
-
-#endif
 
 // Writes the sub-dots of the word's pixels, as far as there are pixels.
 CORVANE_INLINE void StoreWord(std::uint8_t* out, std::int64_t count, Word left, Word right) {

@@ -40,14 +40,15 @@ class PatternRing {
 };
 
 // A word of 64 pixels from `node` on, the first in bit 63: bit `bit` of what each pixel's table
-// holds at `index`. Rings have 2, 4 or 8 nodes.
-template <class Entry>
+// holds at `index`. `kNodes` is the number of the ring's nodes.
+template <unsigned kNodes, class Entry>
 std::uint64_t RingMask(const PatternNode<Entry>* node, unsigned index, unsigned bit) {
-  std::uint64_t byte = 0;
-  for (int pixel = 0; pixel < 8; ++pixel, node = node->next) {
-    byte = byte << 1 | (node->table[index] >> bit & 1u);
+  constexpr std::uint64_t kRepeat = ~std::uint64_t{0} / ((1u << kNodes) - 1);
+  std::uint64_t period = 0;
+  for (unsigned i = 0; i < kNodes; ++i, node = node->next) {
+    period = period << 1 | (node->table[index] >> bit & 1u);
   }
-  return byte * 0x0101010101010101u;
+  return period * kRepeat;
 }
 
 }  // namespace corvane

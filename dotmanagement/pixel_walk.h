@@ -16,13 +16,18 @@ class PixelWindow {
   void LookAhead(std::uint8_t nextByte) { bits_ |= std::uint32_t{nextByte} << kNextByte; }
   void Slide() { bits_ <<= 1; }
 
-  unsigned Pixel() const { return bits_ >> kPixel & 1; }
+  unsigned Pixel() const { return Ahead<0>(); }
+
+  // The pixel `kDistance` columns to the right.
+  template <unsigned kDistance>
+  unsigned Ahead() const {
+    return bits_ >> (kPixel - kDistance) & 1;
+  }
 
   // (pixel `kDistance` columns to the left, pixel, pixel `kDistance` columns to the right)
   template <unsigned kDistance>
   unsigned Neighbourhood() const {
-    return (bits_ >> (kPixel + kDistance) & 1) << 2 | Pixel() << 1 |
-           (bits_ >> (kPixel - kDistance) & 1);
+    return (bits_ >> (kPixel + kDistance) & 1) << 2 | Pixel() << 1 | Ahead<kDistance>();
   }
 
   // Whether a pixel `kDistance` columns to the left or right is set.

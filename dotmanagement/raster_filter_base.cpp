@@ -74,12 +74,3 @@ void RasterFilterBase::RunBlackPass(const RowPlanes& planes, std::uint8_t number
   ringCursor_ = ring;
   FilterBlackPlane(planes.byteCount);
 }
-
-corvane::FixedPass RasterFilterBase::TakeBlackPass(unsigned short byteCount, unsigned index) {
-  const corvane::FixedPass pass = {blackIn_, firstRowOut_[3], byteCount,
-                                   corvane::RingMask(ringCursor_, index, 5),
-                                   corvane::RingMask(ringCursor_, index, 4)};
-  blackIn_ += byteCount;
-  firstRowOut_[3] += 2 * byteCount;
-  return pass;
-}

@@ -104,9 +104,10 @@ class CORVANE_API RasterFilterBase {
   void EmptyAccumulators();
 
   // The pass that the cursors describe, which move on behind it. `index` is the table entry where
-  // every ink prints on its default side.
-  template <std::size_t kInks>
+  // every ink prints on its default side, `kNodes` the number of the ring's nodes.
+  template <std::size_t kInks, unsigned kNodes>
   corvane::SidePass<kInks> TakeSidePass(unsigned short byteCount, unsigned index);
+  template <unsigned kNodes>
   corvane::FixedPass TakeBlackPass(unsigned short byteCount, unsigned index);
 
   // Puts `kCount` codes, the first one `kShift` bits up, into the accumulators from `kPosition` on.
@@ -158,24 +159,32 @@ void RasterFilterBase::StoreCodes(unsigned char code, bool firstRow) {
     return;
   }
   std::array<std::uint8_t*, 4>& out = firstRow ? firstRowOut_ : secondRowOut_;
-  for (unsigned i = kPosition; i < kPosition + kCount; ++i) {
-    *out[i]++ = bytes[i];
-    bytes[i] = 0;
-  }
+  for (unsigned i = kPosition; i < kPosition + kCount; ++i) *out[i]++ = bytes[i];
+  for (unsigned i = kPosition; i < kPosition + kCount; ++i) bytes[i] = 0;
   pixels = 0;
 }
 
-template <std::size_t kInks>
+template <std::size_t kInks, unsigned kNodes>
 corvane::SidePass<kInks> RasterFilterBase::TakeSidePass(unsigned short byteCount, unsigned index) {
   corvane::SidePass<kInks> pass;
   pass.byteCount = byteCount;
-  for (std::size_t ink = 0; ink < kInks; ++ink) {
+  for (unsigned ink = 0; ink < kInks; ++ink) {
+    const unsigned leftBit = 2 * (kInks - ink) - 1;
     pass.in[ink] = colorIn_[ink];
     pass.out[ink] = firstRowOut_[ink];
-    pass.left[ink] =
-        corvane::RingMask(ringCursor_, index, static_cast<unsigned>(2 * (kInks - ink) - 1));
+    pass.left[ink] = corvane::RingMask<kNodes>(ringCursor_, index, leftBit);
     colorIn_[ink] += byteCount;
     firstRowOut_[ink] += 2 * byteCount;
   }
+  return pass;
+}
+
+template <unsigned kNodes>
+corvane::FixedPass RasterFilterBase::TakeBlackPass(unsigned short byteCount, unsigned index) {
+  const corvane::FixedPass pass = {blackIn_, firstRowOut_[3], byteCount,
+                                   corvane::RingMask<kNodes>(ringCursor_, index, 5),
+                                   corvane::RingMask<kNodes>(ringCursor_, index, 4)};
+  blackIn_ += byteCount;
+  firstRowOut_[3] += 2 * byteCount;
   return pass;
 }

@@ -17,6 +17,13 @@ constexpr unsigned kBothSet = 0x0F;
 constexpr std::size_t kKeptPlanes = 6;
 constexpr std::size_t kSpannedPlanes = 12;
 
+// The pixels `kDistance` columns to the right, in the last bits of three neighbourhoods.
+template <unsigned kDistance>
+unsigned IndexOfThree(const std::array<corvane::PixelWindow, 3>& windows) {
+  return windows[0].Ahead<kDistance>() << 6 | windows[1].Ahead<kDistance>() << 3 |
+         windows[2].Ahead<kDistance>();
+}
+
 }  // namespace
 
 RasterFilterBestGlossy::RasterFilterBestGlossy(corvane::CpuLevel level) : RasterFilterBase(level) {}
@@ -56,18 +63,22 @@ void RasterFilterBestGlossy::FilterCurrentRaster(unsigned char** data, unsigned 
 void RasterFilterBestGlossy::FilterColorPlanes(unsigned short byteCount) {
   if (byteCount == 0) return;
   if (kernels_ != nullptr) {
-    const auto states = kernels_->placeBestGlossy(TakeSidePass<3>(byteCount, kAllSet));
+    const auto states = kernels_->placeBestGlossy(TakeSidePass<3, 4>(byteCount, kAllSet));
     evenState_ = states.even;
     oddState_ = states.odd;
     return;
   }
-  corvane::WalkPixels(colorIn_, byteCount, [this](unsigned x, const auto& windows) {
+  // The neighbourhoods of the three inks, as the tables are indexed. Two pixels on, what was the
+  // pixel is the left one, so each parity's slide by one bit.
+  constexpr unsigned kStaying = 0b011'011'011;
+  unsigned neighbourhoods[2] = {};
+  corvane::WalkPixels(colorIn_, byteCount, [&](unsigned x, const auto& windows) {
+    unsigned& around = neighbourhoods[x & 1];
     unsigned char* const state = x & 1 ? &oddState_ : &evenState_;
+    if (x < 2) around = IndexOfThree<0>(windows);
+    around = (around & kStaying) << 1 | IndexOfThree<2>(windows);
     const unsigned met = x < 2 ? 0 : *state >> 7;
-    const unsigned index = met << 9 | windows[0].template Neighbourhood<2>() << 6 |
-                           windows[1].template Neighbourhood<2>() << 3 |
-                           windows[2].template Neighbourhood<2>();
-    StoreTwoBitsEachCMY(ringCursor_->table[index], state);
+    StoreTwoBitsEachCMY(ringCursor_->table[met << 9 | around], state);
     ringCursor_ = ringCursor_->next;
   });
 }
@@ -75,15 +86,15 @@ void RasterFilterBestGlossy::FilterColorPlanes(unsigned short byteCount) {
 void RasterFilterBestGlossy::FilterBlackPlane(unsigned short byteCount) {
   if (byteCount == 0) return;
   if (kernels_ != nullptr) {
-    kernels_->placeFixed(TakeBlackPass(byteCount, kAllSet));
+    kernels_->placeFixed(TakeBlackPass<4>(byteCount, kAllSet));
     evenState_ = 0;
     oddState_ = 0;
     return;
   }
   std::array<const std::uint8_t*, 1> in = {blackIn_};
   corvane::WalkPixels(in, byteCount, [this](unsigned x, const auto& windows) {
-    const unsigned index = windows[0].template Neighbourhood<2>() << 6;
-    StoreTwoKBits(ringCursor_->table[index], x & 1 ? &oddState_ : &evenState_);
+    const unsigned neighbourhood = windows[0].template Neighbourhood<2>();
+    StoreTwoKBits(ringCursor_->table[neighbourhood << 6], x & 1 ? &oddState_ : &evenState_);
     ringCursor_ = ringCursor_->next;
   });
   blackIn_ = in[0];
@@ -111,8 +122,8 @@ void RasterFilterBestGlossy::RasterSecondExpansion(unsigned char** data, unsigne
 
 void RasterFilterBestGlossy::FiltercmKPlanes(unsigned short byteCount) {
   if (kernels_ != nullptr) {
-    secondExpansionState_ =
-        kernels_->placeSecondExpansion(TakeSidePass<2>(byteCount, kBothSet), secondExpansionState_);
+    secondExpansionState_ = kernels_->placeSecondExpansion(TakeSidePass<2, 8>(byteCount, kBothSet),
+                                                           secondExpansionState_);
     return;
   }
   std::array<const std::uint8_t*, 2> in = {colorIn_[0], colorIn_[1]};

@@ -47,7 +47,7 @@ void RasterFilterBetterGlossy::FilterCurrentRaster(unsigned char** data, unsigne
 void RasterFilterBetterGlossy::FilterColorPlanes(unsigned short byteCount) {
   if (byteCount == 0) return;
   if (kernels_ != nullptr) {
-    evenState_ = kernels_->placeBetterGlossy(TakeSidePass<3>(byteCount, kAllSet));
+    evenState_ = kernels_->placeBetterGlossy(TakeSidePass<3, 2>(byteCount, kAllSet));
     return;
   }
   corvane::WalkPixels(colorIn_, byteCount, [this](unsigned x, const auto& windows) {
@@ -62,7 +62,7 @@ void RasterFilterBetterGlossy::FilterColorPlanes(unsigned short byteCount) {
 void RasterFilterBetterGlossy::FilterBlackPlane(unsigned short byteCount) {
   if (byteCount == 0) return;
   if (kernels_ != nullptr) {
-    kernels_->placeFixed(TakeBlackPass(byteCount, kAllSet));
+    kernels_->placeFixed(TakeBlackPass<2>(byteCount, kAllSet));
     evenState_ = 0;
     return;
   }

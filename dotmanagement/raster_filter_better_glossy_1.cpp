@@ -37,8 +37,9 @@ CellMasks CellMasksAt(const corvane::PatternNode<std::uint16_t>* ring, unsigned 
                       unsigned ink) {
   const unsigned left = 5 - 2 * ink;
   const unsigned right = left - 1;
-  return {{corvane::RingMask(ring, index, 8 + left), corvane::RingMask(ring, index, 8 + right),
-           corvane::RingMask(ring, index, left), corvane::RingMask(ring, index, right)}};
+  return {{corvane::RingMask<4>(ring, index, 8 + left),
+           corvane::RingMask<4>(ring, index, 8 + right), corvane::RingMask<4>(ring, index, left),
+           corvane::RingMask<4>(ring, index, right)}};
 }
 
 }  // namespace
