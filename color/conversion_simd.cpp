@@ -43,7 +43,9 @@ inline Twin MakeTwin(__m128i low, __m128i high) {
 }
 inline __m128i Low(Twin a) { return _mm256_castsi256_si128(a); }
 inline __m128i High(Twin a) { return _mm256_extracti128_si256(a, 1); }
-inline Twin Or(Twin a, Twin b) { return _mm256_or_si256(a, b); }
+inline Twin And(Twin a, Twin b) { return _mm256_and_si256(a, b); }
+// Bytes of `b` where the mask has its top bit set, of `a` elsewhere.
+inline Twin Choose(Twin a, Twin b, Twin mask) { return _mm256_blendv_epi8(a, b, mask); }
 
 #define CORVANE_TWIN_BINARY(Name, suffix) \
   inline Twin Name(Twin a, Twin b) { return _mm256_##suffix(a, b); }
@@ -60,8 +62,11 @@ struct Twin {
 inline Twin MakeTwin(__m128i low, __m128i high) { return {low, high}; }
 inline __m128i Low(const Twin& a) { return a.low; }
 inline __m128i High(const Twin& a) { return a.high; }
-inline Twin Or(const Twin& a, const Twin& b) {
-  return {_mm_or_si128(a.low, b.low), _mm_or_si128(a.high, b.high)};
+inline Twin And(const Twin& a, const Twin& b) {
+  return {_mm_and_si128(a.low, b.low), _mm_and_si128(a.high, b.high)};
+}
+inline Twin Choose(const Twin& a, const Twin& b, const Twin& mask) {
+  return {_mm_blendv_epi8(a.low, b.low, mask.low), _mm_blendv_epi8(a.high, b.high, mask.high)};
 }
 
 #define CORVANE_TWIN_BINARY(Name, suffix)                              \
@@ -76,8 +81,6 @@ inline Twin Or(const Twin& a, const Twin& b) {
 #endif
 
 CORVANE_TWIN_BINARY(Add16, add_epi16)
-CORVANE_TWIN_BINARY(Subtract8, sub_epi8)
-CORVANE_TWIN_BINARY(AddSaturated8, adds_epu8)
 CORVANE_TWIN_BINARY(Multiply16, mullo_epi16)
 CORVANE_TWIN_BINARY(MultiplyAddPairs, madd_epi16)
 CORVANE_TWIN_BINARY(AddPairs32, hadd_epi32)
@@ -90,6 +93,7 @@ CORVANE_TWIN_BINARY(UnpackLow16, unpacklo_epi16)
 CORVANE_TWIN_BINARY(UnpackHigh16, unpackhi_epi16)
 CORVANE_TWIN_BINARY(UnpackLow32, unpacklo_epi32)
 CORVANE_TWIN_BINARY(UnpackHigh32, unpackhi_epi32)
+CORVANE_TWIN_SHIFT(ShiftLeft16, slli_epi16)
 CORVANE_TWIN_SHIFT(ShiftRight16, srli_epi16)
 CORVANE_TWIN_SHIFT(ShiftRight32, srli_epi32)
 
@@ -137,6 +141,7 @@ struct Rgb {
   static constexpr std::size_t kSecondLoad = 8;
   static constexpr bool kTagged = false;
   static constexpr ChannelShuffles kShuffles = MakeShuffles(3, 0, 8, true);
+  static constexpr int kLuminanceWeights = 0x00010403;  // a byte each, the first one lowest
 };
 
 struct Xrgb {
@@ -145,6 +150,7 @@ struct Xrgb {
   static constexpr std::size_t kSecondLoad = 16;
   static constexpr bool kTagged = false;
   static constexpr ChannelShuffles kShuffles = MakeShuffles(4, 1, 16, false);
+  static constexpr int kLuminanceWeights = 0x01040300;
 };
 
 struct RgbTag {
@@ -153,6 +159,7 @@ struct RgbTag {
   static constexpr std::size_t kSecondLoad = 16;
   static constexpr bool kTagged = true;
   static constexpr ChannelShuffles kShuffles = MakeShuffles(4, 0, 16, true);
+  static constexpr int kLuminanceWeights = 0x00010403;
 };
 
 template <class Layout>
@@ -215,7 +222,7 @@ inline __m128i ChooseStep(__m128i isFirst, int first, __m128i isSecond, int seco
 }
 
 template <class Layout, int kPlanes>
-inline void PlanBlock(const unsigned char* pixels, BlockPlan* plan) {
+[[gnu::always_inline]] inline void PlanBlock(const unsigned char* pixels, BlockPlan* plan) {
   const __m128i loaded1 = Load128(pixels);
   const __m128i loaded2 = Load128(pixels + Layout::kSecondLoad);
   const __m128i all = _mm_set1_epi16(255);
@@ -275,11 +282,17 @@ inline void PlanBlock(const unsigned char* pixels, BlockPlan* plan) {
   }
 }
 
+// The tables of a row: the one for all pixels, or those by tag.
+struct RowTables {
+  const InterleavedTable* only;
+  const InterleavedTable* const* byTag;
+};
+
 template <class Layout>
-inline const InterleavedTable* TableOf(const ConversionRow& row, const unsigned char* pixels,
-                                       unsigned pixel) {
-  if constexpr (!Layout::kTagged) return row.interleavedTables[0];
-  return row.interleavedTables[pixels[pixel * Layout::kBytesPerPixel + 3]];
+inline const InterleavedTable* TableOf(const RowTables& tables, const unsigned char* pixels,
+                                       int pixel) {
+  if constexpr (!Layout::kTagged) return tables.only;
+  return tables.byTag[pixels[pixel * 4 + 3]];
 }
 
 inline const unsigned char* NodeAt(const InterleavedTable* table, std::uint16_t twiceNumber) {
@@ -294,9 +307,9 @@ inline Twin SpreadWeight(const Twin& weights, int pixelInLane, int node) {
 
 // The first eight channels of pixel i and pixel i + 4, as words.
 template <class Layout>
-inline Twin MixPixels(const ConversionRow& row, const BlockPlan& plan, const Twin& weights, int i) {
-  const InterleavedTable* const a = TableOf<Layout>(row, plan.pixels, i);
-  const InterleavedTable* const b = TableOf<Layout>(row, plan.pixels, i + 4);
+inline Twin MixPixels(const RowTables& tables, const BlockPlan& plan, const Twin& weights, int i) {
+  const InterleavedTable* const a = TableOf<Layout>(tables, plan.pixels, i);
+  const InterleavedTable* const b = TableOf<Layout>(tables, plan.pixels, i + 4);
   const unsigned char* const baseA = NodeAt(a, plan.base[i]);
   const unsigned char* const baseB = NodeAt(b, plan.base[i + 4]);
   constexpr std::size_t kOpposite = kStepAll * sizeof(InterleavedTable::nodes[0]);
@@ -338,13 +351,13 @@ inline void StoreHigh(unsigned char* target, __m128i bytes) {
 
 // Channel 8 of the eight pixels, in the low eight bytes.
 template <class Layout>
-inline __m128i MixChannel8(const ConversionRow& row, const BlockPlan& plan) {
-  const auto cell = [&](unsigned i) {
-    const InterleavedTable* const table = TableOf<Layout>(row, plan.pixels, i);
+inline __m128i MixChannel8(const RowTables& tables, const BlockPlan& plan) {
+  const auto cell = [&](int i) {
+    const InterleavedTable* const table = TableOf<Layout>(tables, plan.pixels, i);
     return Load64(reinterpret_cast<const unsigned char*>(table->cells) +
                   std::size_t{plan.base[i]} * (kLanes / 2));
   };
-  const auto cells = [&](unsigned i) { return _mm_unpacklo_epi64(cell(i), cell(i + 1)); };
+  const auto cells = [&](int i) { return _mm_unpacklo_epi64(cell(i), cell(i + 1)); };
   const Twin nodes01 = ShuffleBytes(MakeTwin(cells(0), cells(4)), plan.corners01);
   const Twin nodes23 = ShuffleBytes(MakeTwin(cells(2), cells(6)), plan.corners23);
   const Twin sums = AddPairs32(MultiplyAddPairs(nodes01, plan.weights01),
@@ -355,11 +368,12 @@ inline __m128i MixChannel8(const ConversionRow& row, const BlockPlan& plan) {
 }
 
 template <class Layout, int kPlanes>
-inline void MixBlock(const ConversionRow& row, const BlockPlan& plan, unsigned char* target) {
-  const Twin pixels0 = MixPixels<Layout>(row, plan, plan.weights01, 0);
-  const Twin pixels1 = MixPixels<Layout>(row, plan, plan.weights01, 1);
-  const Twin pixels2 = MixPixels<Layout>(row, plan, plan.weights23, 2);
-  const Twin pixels3 = MixPixels<Layout>(row, plan, plan.weights23, 3);
+[[gnu::always_inline]] inline void MixBlock(const RowTables& tables, const BlockPlan& plan,
+                                            unsigned char* target, std::size_t stride) {
+  const Twin pixels0 = MixPixels<Layout>(tables, plan, plan.weights01, 0);
+  const Twin pixels1 = MixPixels<Layout>(tables, plan, plan.weights01, 1);
+  const Twin pixels2 = MixPixels<Layout>(tables, plan, plan.weights23, 2);
+  const Twin pixels3 = MixPixels<Layout>(tables, plan, plan.weights23, 3);
 
   const Twin packed01 = Pack16(pixels0, pixels1);
   const Twin packed23 = Pack16(pixels2, pixels3);
@@ -368,7 +382,6 @@ inline void MixBlock(const ConversionRow& row, const BlockPlan& plan, unsigned c
   const FourPlanes low = MergeHalves(UnpackLow8(even, odd));
   const FourPlanes high = MergeHalves(UnpackHigh8(even, odd));
 
-  const std::size_t stride = row.planeStride;
   StoreLow(target, low.first);
   StoreHigh(target + stride, low.first);
   StoreLow(target + 2 * stride, low.second);
@@ -378,7 +391,7 @@ inline void MixBlock(const ConversionRow& row, const BlockPlan& plan, unsigned c
   StoreLow(target + 6 * stride, high.second);
   if constexpr (kPlanes > static_cast<int>(kLanes)) {
     StoreHigh(target + 7 * stride, high.second);
-    StoreLow(target + 8 * stride, MixChannel8<Layout>(row, plan));
+    StoreLow(target + 8 * stride, MixChannel8<Layout>(tables, plan));
   }
 }
 
@@ -395,8 +408,13 @@ inline void FillBlocks(unsigned char* target, std::size_t stride, std::size_t co
 template <class Layout, int kPlanes>
 void ConvertBlocks(const ConversionRow& row) {
   constexpr std::size_t kBytes = Layout::kBytesPerPixel;
+  // Kept apart from `row`, which the stores to the planes might change for all the compiler knows.
+  const RowTables tables = {row.interleavedTables[0], row.interleavedTables};
   const unsigned char* const pixels = row.pixels;
-  const std::uint32_t last = row.end - kBlock;
+  unsigned char* const planes = row.planes;
+  const std::size_t stride = row.planeStride;
+  const std::uint32_t end = row.end;
+  const std::uint32_t last = end - kBlock;
 
   BlockPlan plans[2];
   int current = 0;
@@ -406,14 +424,13 @@ void ConvertBlocks(const ConversionRow& row) {
     const std::uint32_t runStart = x + kBlock;
     std::uint32_t next = runStart;
     while (next <= last && RepeatsPreviousPixel<Layout>(pixels + next * kBytes)) next += kBlock;
-    const bool more = next < row.end;
+    // Behind the last block this one is planned once more, which saves a branch.
     const std::uint32_t planned = next <= last ? next : last;
-    if (more) PlanBlock<Layout, kPlanes>(pixels + planned * kBytes, &plans[1 - current]);
+    PlanBlock<Layout, kPlanes>(pixels + planned * kBytes, &plans[1 - current]);
 
-    MixBlock<Layout, kPlanes>(row, plans[current], row.planes + x);
-    if (next > runStart)
-      FillBlocks<kPlanes>(row.planes + runStart, row.planeStride, next - runStart);
-    if (!more) return;
+    MixBlock<Layout, kPlanes>(tables, plans[current], planes + x, stride);
+    if (next > runStart) FillBlocks<kPlanes>(planes + runStart, stride, next - runStart);
+    if (next >= end) return;
     x = planned;
     current = 1 - current;
   }
@@ -427,13 +444,10 @@ void ConvertFew(const ConversionRow& row, std::uint32_t count) {
   unsigned char planes[kBlock * kPlanes];
   for (std::size_t i = 0; i < count * kBytes; ++i) pixels[i] = row.pixels[row.first * kBytes + i];
 
-  ConversionRow block = row;
-  block.pixels = pixels;
-  block.planes = planes;
-  block.planeStride = kBlock;
   BlockPlan plan;
   PlanBlock<Layout, kPlanes>(pixels, &plan);
-  MixBlock<Layout, kPlanes>(block, plan, planes);
+  MixBlock<Layout, kPlanes>({row.interleavedTables[0], row.interleavedTables}, plan, planes,
+                            kBlock);
   for (std::size_t k = 0; k < kPlanes; ++k) {
     unsigned char* const target = row.planes + k * row.planeStride + row.first;
     for (std::uint32_t i = 0; i < count; ++i) target[i] = planes[k * kBlock + i];
@@ -452,21 +466,25 @@ void ConvertInks(const ConversionRow& row) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Black: 32 pixels at a time, the curve of 256 bytes looked up 16 bytes at a time.
+// Black: 32 pixels at a time.
 
 constexpr std::uint32_t kBlackBlock = 32;
 
 // 255 - luminance of eight pixels, as words.
 template <class Layout>
 inline __m128i DarknessOf(const unsigned char* pixels) {
-  const __m128i first = Load128(pixels);
-  const __m128i second = Load128(pixels + Layout::kSecondLoad);
-  const __m128i r = ReadChannel<Layout>(first, second, 0);
-  const __m128i g = ReadChannel<Layout>(first, second, 1);
-  const __m128i b = ReadChannel<Layout>(first, second, 2);
-  const __m128i threeRed = _mm_add_epi16(r, _mm_add_epi16(r, r));
-  const __m128i sum = _mm_add_epi16(_mm_add_epi16(threeRed, b), _mm_slli_epi16(g, 2));
-  return _mm_xor_si128(_mm_srli_epi16(sum, 3), _mm_set1_epi16(255));
+  __m128i first = Load128(pixels);
+  __m128i second = Load128(pixels + Layout::kSecondLoad);
+  if constexpr (Layout::kBytesPerPixel == 3) {
+    // To four bytes a pixel; the second load begins four bytes before pixel 4.
+    const __m128i spread = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+    first = _mm_shuffle_epi8(first, spread);
+    second = _mm_shuffle_epi8(_mm_srli_si128(second, 4), spread);
+  }
+  const __m128i weights = _mm_set1_epi32(Layout::kLuminanceWeights);
+  const __m128i sums =
+      _mm_hadd_epi16(_mm_maddubs_epi16(first, weights), _mm_maddubs_epi16(second, weights));
+  return _mm_xor_si128(_mm_srli_epi16(sums, 3), _mm_set1_epi16(255));
 }
 
 template <class Layout>
@@ -475,28 +493,38 @@ inline __m128i DarknessOf16(const unsigned char* pixels) {
                           DarknessOf<Layout>(pixels + 8 * Layout::kBytesPerPixel));
 }
 
-inline Twin LookUp(const unsigned char* curve, Twin index) {
-  // A shuffle reads the low four bits of an index below 128 and gives 0 above: adding 112 with
-  // saturation keeps the low bits of 0 to 15 and lifts all others above.
-  const Twin lift = Both(_mm_set1_epi8(112));
-  const Twin sixteen = Both(_mm_set1_epi8(16));
-  Twin result = Both(_mm_setzero_si128());
-  for (int part = 0; part < 16; ++part) {
-    const Twin values = Both(Load128(curve + 16 * part));
-    result = Or(result, ShuffleBytes(values, AddSaturated8(index, lift)));
-    index = Subtract8(index, sixteen);
+// Looks 32 indices up in a part of a curve, 16 << kBits bytes of it, by the low 4 + kBits bits of
+// an index: a shuffle for every 16 bytes, then one choice a bit. `lowBits` are the indices without
+// their upper bits, `bits[j]` has bit 4 + j of every index on top of its byte.
+template <int kBits>
+inline Twin LookUp(const unsigned char* curve, const Twin& lowBits, const Twin* bits) {
+  if constexpr (kBits == 0) {
+    return ShuffleBytes(Both(Load128(curve)), lowBits);
+  } else {
+    const Twin lower = LookUp<kBits - 1>(curve, lowBits, bits);
+    const Twin upper = LookUp<kBits - 1>(curve + (8 << kBits), lowBits, bits);
+    return Choose(lower, upper, bits[kBits - 1]);
   }
-  return result;
 }
 
-// The curve that all pixels of a block use, or null when they use different ones.
+inline Twin LookUpCurve(const unsigned char* curve, const Twin& indices) {
+  const Twin bits[4] = {ShiftLeft16(indices, 3), ShiftLeft16(indices, 2), ShiftLeft16(indices, 1),
+                        indices};
+  return LookUp<4>(curve, And(indices, Both(_mm_set1_epi8(15))), bits);
+}
+
+// True when all pixels of a block have the tag of the first.
 template <class Layout>
-inline const unsigned char* CommonCurve(const ConversionRow& row, const unsigned char* pixels) {
-  if constexpr (!Layout::kTagged) return row.tables[0];
-  const unsigned char* const curve = row.tables[pixels[3]];
-  bool same = true;
-  for (std::uint32_t i = 1; i < kBlackBlock; ++i) same &= row.tables[pixels[4 * i + 3]] == curve;
-  return same ? curve : nullptr;
+inline bool HasOneTag(const unsigned char* pixels) {
+  if constexpr (!Layout::kTagged) return true;
+  std::int32_t firstPixel;
+  __builtin_memcpy(&firstPixel, pixels, sizeof firstPixel);
+  const __m128i expected = _mm_set1_epi32(firstPixel);
+  __m128i differences = _mm_setzero_si128();
+  for (std::uint32_t i = 0; i < kBlackBlock; i += 4) {
+    differences = _mm_or_si128(differences, _mm_xor_si128(Load128(pixels + 4 * i), expected));
+  }
+  return _mm_testz_si128(differences, _mm_set1_epi32(static_cast<int>(0xFF000000u))) != 0;
 }
 
 template <class Layout>
@@ -513,14 +541,15 @@ void ConvertBlack(const ConversionRow& row) {
   std::uint32_t x = row.first;
   for (; x < row.end && row.end - x >= kBlackBlock; x += kBlackBlock) {
     const unsigned char* const pixels = row.pixels + x * kBytes;
-    if (const unsigned char* const curve = CommonCurve<Layout>(row, pixels)) {
-      const Twin black = LookUp(curve, MakeTwin(DarknessOf16<Layout>(pixels),
-                                                DarknessOf16<Layout>(pixels + 16 * kBytes)));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(row.planes + x), Low(black));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(row.planes + x + 16), High(black));
-    } else {
+    if (!HasOneTag<Layout>(pixels)) {
       ConvertBlackPlain<Layout>(row, x, x + kBlackBlock);
+      continue;
     }
+    const unsigned char* const curve = row.tables[Layout::kTagged ? pixels[3] : 0];
+    const Twin black = LookUpCurve(
+        curve, MakeTwin(DarknessOf16<Layout>(pixels), DarknessOf16<Layout>(pixels + 16 * kBytes)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row.planes + x), Low(black));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row.planes + x + 16), High(black));
   }
   ConvertBlackPlain<Layout>(row, x, row.end);
 }
