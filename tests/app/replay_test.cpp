@@ -143,6 +143,31 @@ TEST_F(Replay, WritesAllPlanesOfADoubledRow) {
   }
 }
 
+// The place of the data decides how a line is read, not what it says.
+TEST(MessageJson, DataMayStandAnywhere) {
+  for (
+      const char* text : {
+          R"({"kind":5,"raster":{"Row":1},"data":"AQID"})",
+          R"({"kind":5,"raster":{"Row":1},"data":"AQID"} )",
+          R"({"kind":5,"raster":{"Row":1}, "data" : "AQID"})",
+          R"({"data":"AQID","kind":5,"raster":{"Row":1}})",
+          R"({"kind":5,"data":"AQID","raster":{"Row":1}})",
+          R"({"kind":5,"raster":{"Row":1},"data":"AQ\u0049D"})",
+          R"({"kind":5,"raster":{"Row":1},"data":"AQID","from":"a"})",
+          R"({"kind":5,"raster":{"Row":1},"properties":{"S":{"a":",\"data\":\"b"}},"data":"AQID"})",
+      }) {
+    auto line = std::get<ScriptMessage>(ParseScriptLine(text));
+    EXPECT_EQ(AsRaster(*line.message)->Row, 1u) << text;
+    EXPECT_THAT(line.data, ElementsAre(1, 2, 3)) << text;
+  }
+  for (const char* text :
+       {R"({"kind":5,"raster":{"Row":1,"data":"AQID"})", R"({"kind":3,"data":"AQID"})",
+        R"({"host":{},"data":"AQID"})", R"({"kind":5,"data":"AQID)",
+        R"({"kind":5,"from":",\"data\":\"AQID"}})"}) {
+    EXPECT_THROW(ParseScriptLine(text), Failure) << text;
+  }
+}
+
 TEST(MessageJson, IntegersTakeTheNarrowestType) {
   auto line = ParseScriptLine(
       R"({"kind":2,"pageProperties":{"G":{"a":2147483647,"b":2147483648,"c":-2147483648,"d":"5"}}})");
