@@ -56,6 +56,24 @@ void AddTable(CLI::App& app, Command* chosen) {
   build->add_option("-o,--output", options->output, "Colour-table file")
       ->required()
       ->type_name("FILE");
+  build->add_option("--inks", options->inks, "Ink data, in place of the built-in set")
+      ->type_name("FILE");
+  build->add_option("--curves", options->curves, "Linearisation of the inks")->type_name("FILE");
+  build->add_option("--icc", options->iccProfile, "Printer profile that separates the colours")
+      ->type_name("PROFILE");
+  build
+      ->add_option("--ink-limit", options->inkLimit,
+                   "Total ink; 100 is one ink at full strength; without it the medium's")
+      ->type_name("PERCENT");
+  build
+      ->add_option("--black-strength", options->blackStrength,
+                   "How much grey black replaces, 0 to 1; without it the quality's")
+      ->type_name("PART");
+  build->add_option("-j,--jobs", options->jobs, "Tables made at a time; 0: one a processor")
+      ->check(CLI::Range(0, 1024))
+      ->type_name("N")
+      ->capture_default_str();
+  build->add_flag("-q,--quiet", options->quiet, "No summary");
   build->callback([=] { *chosen = [options] { return RunTableBuild(*options); }; });
 
   AddTableFileCommand(*table, chosen, "show", "Lists the tables of a file", RunTableShow);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/ink_model.h"
+#include "app/table_file.h"
 
 namespace corvane {
 
@@ -25,7 +26,7 @@ struct TableKey {
   friend auto operator<=>(const TableKey&, const TableKey&) = default;
 };
 
-inline constexpr int kTableExtents[5] = {4, 6, 2, 4, 2};
+// Tables of a whole file, one for every tuple of `kTableExtents`.
 inline constexpr int kTableCount = 4 * 6 * 2 * 4 * 2;
 
 // The tuple of a table's place in the file: the last index varies fastest.

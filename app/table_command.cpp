@@ -4,15 +4,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
+#include <atomic>
 #include <cstdio>
+#include <future>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <thread>
 #include <tuple>
 #include <utility>
 
 #include "app/failure.h"
 #include "app/output_file.h"
+#include "app/table_builder.h"
 #include "app/table_encoder.h"
 #include "app/table_file.h"
 #include "color/decoder.h"
@@ -28,7 +32,7 @@ constexpr std::uint32_t kSmallestCodedBytes = 5;
 // ---------------------------------------------------------------------------------------------
 // Names of index values
 
-constexpr const char* kInkSetNames[] = {"K", "CcMmYyK, paper 3", "CcMmYyK", "CcMmYyKcm"};
+constexpr const char* kInkSetNames[] = {"K", "CcMmYyK without K", "CcMmYyK", "CcMmYyKcm"};
 constexpr const char* kPreferenceNames[] = {"natural", "vivid"};
 constexpr const char* kQualityNames[] = {"draft", "normal", "high", "best"};
 constexpr const char* kIntentNames[] = {"perceptual", "colorimetric"};
@@ -221,69 +225,58 @@ std::vector<std::uint8_t> Store(const std::vector<std::uint8_t>& table) {
   return std::move(*stored);
 }
 
-// The amount of a dark ink and of its light ink that stand for one tone: the light ink alone up to
-// a third, then less of it as the dark one takes over.
-std::pair<double, double> SplitTone(double tone) {
-  constexpr double kStart = 1.0 / 3;
-  const double dark = std::max(0.0, (tone - kStart) / (1 - kStart));
-  const double light = std::min(1.0, tone / kStart) * 0.7 * (1 - dark * dark * 0.8);
-  return {dark, light};
+// The tables of the given places, several at a time.
+std::vector<std::vector<std::uint8_t>> BuildTables(const TableBuilder& builder,
+                                                   const std::vector<int>& places, int jobs) {
+  std::vector<std::vector<std::uint8_t>> stored(places.size());
+  std::atomic<std::size_t> next = 0;
+  const auto work = [&] {
+    for (std::size_t i; (i = next++) < places.size();) {
+      stored[i] = Store(builder.Build(TableKeyOf(places[i])));
+    }
+  };
+  std::vector<std::future<void>> workers;
+  for (int i = 0; i < jobs; ++i) workers.push_back(std::async(std::launch::async, work));
+  for (auto& worker : workers) worker.get();
+  return stored;
 }
 
-// Ink amounts of a node, planes C c M m Y y K and cd md. Black takes over grey from the mid-tones
-// on.
-std::array<double, 9> NodeInks(double c, double m, double y) {
-  const double grey = std::min({c, m, y});
-  const double black = std::pow(std::max(0.0, (grey - 0.3) / 0.7), 1.6);
-  const double kept = 1 - 0.85 * black;
-  const auto [C, lightC] = SplitTone(c * kept);
-  const auto [M, lightM] = SplitTone(m * kept);
-  const auto [Y, lightY] = SplitTone(y * kept);
-  std::array<double, 9> inks{C, lightC, M, lightM, Y, lightY, black, lightC * 0.5, lightM * 0.5};
-  double total = 0;
-  for (const double ink : inks) total += ink;
-  constexpr double kLimit = 3.0;
-  for (double& ink : inks) ink *= std::min(1.0, kLimit / total);
-  return inks;
-}
-
-std::vector<std::uint8_t> BuildTable(std::uint32_t inkSet) {
-  std::vector<std::uint8_t> table(DecodedTableBytes(inkSet));
-  if (table.size() == kBlackCurveBytes) {
-    for (int i = 0; i < 256; ++i) {
-      table[i] = static_cast<std::uint8_t>(std::lround(255 * std::pow(i / 255.0, 1.3)));
-    }
-    return table;
-  }
-  for (std::size_t node = 0; node < kCubeBytes; ++node) {
-    const auto axis = [](std::size_t index) {
-      return static_cast<double>(index) / (kCubeEdge - 1);
-    };
-    const auto inks = NodeInks(axis(node / kCubeRows), axis(node / kCubeEdge % kCubeEdge),
-                               axis(node % kCubeEdge));
-    for (std::size_t plane = 0; plane * kCubeBytes < table.size(); ++plane) {
-      table[plane * kCubeBytes + node] = static_cast<std::uint8_t>(std::lround(255 * inks[plane]));
-    }
-  }
-  return table;
+TableBuilder MakeBuilder(const TableBuildOptions& options) {
+  TableSettings settings;
+  if (options.inkLimit) settings.inkLimit = *options.inkLimit / 100;
+  settings.blackStrength = options.blackStrength;
+  if (!options.curves.empty()) settings.curves = ReadInkCurves(options.curves);
+  settings.iccProfile = options.iccProfile;
+  return TableBuilder(options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks),
+                      std::move(settings));
 }
 
 }  // namespace
 
 int RunTableBuild(const TableBuildOptions& options) {
-  std::vector<std::vector<std::uint8_t>> distinct;
-  for (std::uint32_t inkSet = 0; inkSet < kTableExtents[0]; ++inkSet) {
-    distinct.push_back(Store(BuildTable(inkSet)));
+  const TableBuilder builder = MakeBuilder(options);
+  std::vector<int> places;           // of the tables that differ
+  std::map<int, std::size_t> known;  // where in `places` a place stands
+  std::vector<std::size_t> sources;  // of every table of the file
+  for (int place = 0; place < kTableCount; ++place) {
+    const int representative = PlaceOf(builder.Representative(TableKeyOf(place)));
+    const auto [found, isNew] = known.try_emplace(representative, places.size());
+    if (isNew) places.push_back(representative);
+    sources.push_back(found->second);
   }
-  std::size_t tables = 1;
-  for (const std::uint32_t extent : kTableExtents) tables *= extent;
-  std::vector<const std::vector<std::uint8_t>*> stored(tables);
-  for (std::size_t i = 0; i < tables; ++i) stored[i] = &distinct[i / (tables / kTableExtents[0])];
 
+  const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  const auto distinct = BuildTables(builder, places, options.jobs > 0 ? options.jobs : processors);
+  std::vector<const std::vector<std::uint8_t>*> stored;
+  for (const std::size_t source : sources) stored.push_back(&distinct[source]);
   const std::vector<std::uint8_t> file = MakeTableFile(kTableExtents, stored);
   OutputFile output(options.output);
   output.Write({reinterpret_cast<const char*>(file.data()), file.size()});
   output.Commit();
+  if (!options.quiet) {
+    fmt::print(stderr, "{}: {} tables, {} of them different, {} bytes\n", options.output,
+               stored.size(), distinct.size(), file.size());
+  }
   return 0;
 }
 

@@ -3,12 +3,20 @@
 // `corvane table`: makes, lists and checks colour-table files.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace corvane {
 
 struct TableBuildOptions {
   std::string output;
+  std::string inks;                     // ink data; empty: the built-in set
+  std::string curves;                   // linearisation; empty: none
+  std::string iccProfile;               // separates colours instead of the ink model; empty: none
+  std::optional<double> inkLimit;       // per cent, 100 = one ink at full strength
+  std::optional<double> blackStrength;  // 0 to 1
+  int jobs = 0;                         // tables made at a time; 0: as many as processors
+  bool quiet = false;
 };
 
 struct TableFileOptions {
@@ -16,7 +24,7 @@ struct TableFileOptions {
   bool json = false;
 };
 
-// Writes a file with a table for every index tuple. Throws Failure.
+// Writes a file with a table for every index tuple, and a line that sums it up. Throws Failure.
 int RunTableBuild(const TableBuildOptions& options);
 
 // Lists what the directory holds. Throws Failure.
