@@ -8,6 +8,7 @@
 #include "halftone/engine.h"
 #include "halftone/routine_table.h"
 #include "halftone/threshold_tables.h"
+#include "plugin/cpu.h"
 #include "plugin/element_frame.h"
 
 using corvane::ForwardMessage;
@@ -64,12 +65,14 @@ std::uint32_t ContonePlanesOf(const corvane::Kernel& kernel) {
 // What a page holds until its end.
 struct EHalftoneModule::PageBuffers {
   ~PageBuffers() {
+    corvane::DeleteFastPage(fastPage);
     std::free(outputRow);
     for (std::int16_t* line : errorLines) std::free(line);
   }
 
   unsigned char* outputRow = nullptr;
   std::int16_t* errorLines[kInkCount] = {};
+  corvane::FastPage* fastPage = nullptr;  // null: the plain engine runs
 };
 
 // ---- Life
@@ -149,7 +152,7 @@ unsigned long EHalftoneModule::HalftoneGetRoutine(unsigned short alternateMode) 
   if (routine == nullptr) return 0;
 
   kernel_ = OperationOf(routine->kernel);
-  contonePlanes_ = ContonePlanesOf(corvane::KernelOf(routine->kernel));
+  kernelData_ = &corvane::KernelOf(routine->kernel);
   // Without an input resolution there is no NumPix; the buffers are refused then.
   NumPix = inputResolution_ == 0 ? 0 : routine->baseResolution / inputResolution_;
   BothDirections = routine->BothDirections ? 1 : 0;
@@ -181,6 +184,7 @@ unsigned long EHalftoneModule::HalftoneAllocateMemory(unsigned short alternateMo
     ErrorRows[index] = buffers_->errorLines[index];
     if (ErrorRows[index] == nullptr) return 0;
   }
+  buffers_->fastPage = corvane::NewFastPage(*kernelData_, PageState(), corvane::SelectedCpuLevel());
   return 1;
 }
 
@@ -210,7 +214,7 @@ std::uint32_t EHalftoneModule::StrideOf(const QRaster& contone) const {
 // A row whose RowBytes are 0 does not say what it holds and is trusted.
 bool EHalftoneModule::CanConvert(const QRaster& contone) const {
   if (!pageIsReady_ || contone.Data == nullptr) return false;
-  const std::uint64_t bytes = std::uint64_t{contonePlanes_} * StrideOf(contone);
+  const std::uint64_t bytes = std::uint64_t{ContonePlanesOf(*kernelData_)} * StrideOf(contone);
   return contone.RowBytes == 0 || contone.RowBytes >= bytes;
 }
 
@@ -221,25 +225,32 @@ unsigned char EHalftoneModule::HalftoneConvert(unsigned char* data, unsigned lon
   return (this->*kernel_)(data, row, first, end);
 }
 
+corvane::RowState EHalftoneModule::PageState() {
+  corvane::RowState state{};
+  state.ShiftCMY = ShiftCMY;
+  state.Shiftcmy = Shiftcmy;
+  state.ShiftK = ShiftK;
+  state.BothDirections = BothDirections != 0;
+  state.NumPix = NumPix;
+  state.width = width_;
+  state.ErrorRows = ErrorRows;
+  state.CarriedError = CarriedError;
+  state.DotCount = DotCount;
+  state.RowPhase = &RowPhase;
+  state.output = outputRaster_.Data;
+  return state;
+}
+
 unsigned char EHalftoneModule::RunKernel(KernelName name, unsigned char* data, unsigned long row,
                                          unsigned long first, unsigned long end) {
-  const corvane::RowState state = {.ShiftCMY = ShiftCMY,
-                                   .Shiftcmy = Shiftcmy,
-                                   .ShiftK = ShiftK,
-                                   .BothDirections = BothDirections != 0,
-                                   .NumPix = NumPix,
-                                   .width = width_,
-                                   .outputWidth = outputRaster_.Width,
-                                   .ErrorRows = ErrorRows,
-                                   .CarriedError = CarriedError,
-                                   .DotCount = DotCount,
-                                   .RowPhase = &RowPhase,
-                                   .output = outputRaster_.Data,
-                                   .data = data,
-                                   .stride = contoneStride_,
-                                   .row = static_cast<std::uint32_t>(row),
-                                   .first = static_cast<std::uint32_t>(first),
-                                   .end = static_cast<std::uint32_t>(end)};
+  corvane::RowState state = PageState();
+  state.outputWidth = outputRaster_.Width;
+  state.fastPage = buffers_->fastPage;
+  state.data = data;
+  state.stride = contoneStride_;
+  state.row = static_cast<std::uint32_t>(row);
+  state.first = static_cast<std::uint32_t>(first);
+  state.end = static_cast<std::uint32_t>(end);
   outputRaster_.RowBytes = corvane::RunKernel(corvane::KernelOf(name), state);
   return 1;
 }

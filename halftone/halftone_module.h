@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "halftone/engine.h"
 #include "halftone/kernel_table.h"
 #include "host/framework.h"
 #include "host/raster.h"
@@ -62,6 +63,8 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
   CORVANE_HALFTONE_KERNELS(CORVANE_DECLARE_KERNEL)
 #undef CORVANE_DECLARE_KERNEL
 
+  // The page's part of what a kernel works on.
+  corvane::RowState PageState();
   static KernelOperation OperationOf(corvane::KernelName name);
   unsigned char RunKernel(corvane::KernelName name, unsigned char* data, unsigned long row,
                           unsigned long first, unsigned long end);
@@ -90,7 +93,7 @@ class CORVANE_API EHalftoneModule final : public ZCOM::EObject {
   KernelOperation kernel_ = nullptr;
 
   std::shared_ptr<PageBuffers> buffers_;
-  bool pageIsReady_ = false;         // the page has its kernel and all its buffers
-  std::uint32_t contonePlanes_ = 0;  // that the kernel reads
+  bool pageIsReady_ = false;  // the page has its kernel and all its buffers
+  const corvane::Kernel* kernelData_ = nullptr;
   std::uint32_t contoneStride_ = 0;  // bytes from plane to plane of the row being halftoned
 };
