@@ -13,6 +13,7 @@
 #include "app/print.h"
 #include "app/print_settings.h"
 #include "app/replay.h"
+#include "app/swaths.h"
 #include "app/table_command.h"
 
 namespace corvane {
@@ -204,6 +205,29 @@ void AddModes(CLI::App& app, Command* chosen) {
   command->callback([=] { *chosen = [options] { return RunModes(*options); }; });
 }
 
+void AddSwaths(CLI::App& app, Command* chosen) {
+  auto options = std::make_shared<SwathsOptions>();
+  CLI::App* command = app.add_subcommand(
+      "swaths", "Feeds a page with the movement object and lists, checks and draws its swaths");
+  command->add_option("--mode", options->mode, "Print mode, by number or name")
+      ->required()
+      ->type_name("MODE");
+  command->add_option("--uam", options->useAlternateModes, "UseAlternateModes; feeds alike")
+      ->check(CLI::Range(0, 2))
+      ->capture_default_str();
+  command->add_option("--paper", options->paper, PaperSizeNames() + ", or WIDTHxHEIGHTmm")
+      ->type_name("SIZE")
+      ->capture_default_str();
+  command->add_flag("--end-to-end", options->endToEnd, "Prints from edge to edge of the sheet");
+  command->add_option("--head", options->head, "Description of the printhead and its paper path")
+      ->type_name("FILE.json");
+  CLI::Option* json = command->add_flag("--json", options->json, "Prints JSON");
+  command->add_flag("--csv", options->csv, "Prints one line of values a swath")->excludes(json);
+  command->add_option("--svg", options->svg, "Draws the plan into this file")->type_name("FILE");
+  command->add_option("--png", options->png, "Draws the plan into this file")->type_name("FILE");
+  command->callback([=] { *chosen = [options] { return RunSwaths(*options); }; });
+}
+
 }  // namespace
 
 int RunCommandLine(int argc, char** argv) {
@@ -213,6 +237,7 @@ int RunCommandLine(int argc, char** argv) {
   AddPrint(app, &chosen);
   AddModes(app, &chosen);
   AddReplay(app, &chosen);
+  AddSwaths(app, &chosen);
   AddTable(app, &chosen);
 
   try {
