@@ -56,6 +56,13 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   // error.
   enum class Step { Done, WrongTableSize, Failed };
 
+  static constexpr std::uint32_t kNoInkSet = 0xFFFFFFFF;
+  bool HasInkSet() const { return m_eAlgorithmType != kNoInkSet; }
+  corvane::InkSet PageInkSet() const { return static_cast<corvane::InkSet>(m_eAlgorithmType); }
+  std::uint32_t PagePlanes() const {
+    return static_cast<std::uint32_t>(corvane::PlanesOf(PageInkSet()));
+  }
+
   unsigned long StartPage(QStartPage* page);
   unsigned long ConvertRow(QRaster* raster);
   void ReleasePage();
@@ -75,6 +82,7 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   bool Interleave(LoadedTable* loaded);
   void UseTable(const LoadedTable& loaded, int firstTag, int lastTag);
   Step AllocateRowBuffer();
+  void SendRasterFormatError();
   void SendCreationError();
 
   // Finds a table in the directory: 0 when found, 1 for another number of indices than the
@@ -114,9 +122,6 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   template <class View>
   short RunInkConverter(const corvane::RowConverter* converters, View* view, unsigned long first,
                         unsigned long end);
-  bool HasInkSet() const;
-  corvane::InkSet PageInkSet() const;
-  std::uint32_t PagePlanes() const;
   void ClearRow();
   void SetRowBytes();
 
@@ -130,7 +135,7 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   std::uint32_t RowRepeatCount = 0;  // output rows per input row
   std::uint32_t VerticalInputResolution = 0;
   std::int32_t ZRXRasterFormat = 0;
-  std::uint32_t m_eAlgorithmType;  // a corvane::InkSet, or all ones for none
+  std::uint32_t m_eAlgorithmType = kNoInkSet;  // a corvane::InkSet, or kNoInkSet
   std::int32_t CMYKBinaryDescriptor = 0;
   std::int32_t MediaType = 0;
   std::int32_t ColorPreference = 0;
@@ -148,5 +153,5 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   bool pageIsReady_ = false;
   LoadedTable tables_[2];  // the page's table, or its graphic and its photo table
   const corvane::InterleavedTable* interleavedTables_[corvane::kTags] = {};
-  const corvane::Converters* converters_;
+  const corvane::Converters* converters_ = &corvane::ConvertersFor(corvane::SelectedCpuLevel());
 };
