@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "app/failure.h"
+#include "tests/harness/paths.h"
 #include "tests/harness/scratch_text.h"
 
 namespace corvane {
@@ -89,8 +90,8 @@ TEST(DropVolume, LaysTheSameInkPerAreaInEveryMode) {
 }
 
 TEST(InkFile, TheExampleIsTheDefaultSet) {
-  const InkData read =
-      ReadInkData(std::filesystem::path(CORVANE_SOURCE_DIR) / "examples/inks.json");
+  const InkData read = ReadInkData(std::filesystem::path(corvane::testing::SourceDirectory()) /
+                                   "examples/inks.json");
   const InkData& built = DefaultInkData();
   EXPECT_EQ(read.name, built.name);
   EXPECT_EQ(read.measured, built.measured);
@@ -121,7 +122,8 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 }
 
 TEST(InkFile, NamesTheEntryThatIsWrong) {
-  std::ifstream stream(std::filesystem::path(CORVANE_SOURCE_DIR) / "examples/inks.json");
+  std::ifstream stream(std::filesystem::path(corvane::testing::SourceDirectory()) /
+                       "examples/inks.json");
   const std::string good((std::istreambuf_iterator<char>(stream)), {});
   const struct {
     const char *from, *to, *error;

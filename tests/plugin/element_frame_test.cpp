@@ -9,6 +9,7 @@
 
 #include "plugin/factories.h"
 #include "tests/harness/element_harness.h"
+#include "tests/harness/paths.h"
 
 namespace corvane {
 namespace {
@@ -27,7 +28,7 @@ class EveryElement : public ::testing::TestWithParam<const char*> {
 
   EveryElement() : harness_(Create()) {
     // Any file that opens serves as a colour table as long as no page starts.
-    harness_.host.SetProperty("ColorTableFilename", CORVANE_PLUGIN_FILE, "Standard");
+    harness_.host.SetProperty("ColorTableFilename", testing::PluginFile().c_str(), "Standard");
   }
 
   ElementHarness harness_;

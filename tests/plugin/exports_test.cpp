@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/harness/paths.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 // The tool help functions need the types of windows.h.
@@ -22,11 +24,13 @@
 
 namespace {
 
+using corvane::testing::PluginFile;
+
 #if defined(_WIN32)
 
 class LoadedPlugin {
  public:
-  LoadedPlugin() : module_(LoadLibraryA(CORVANE_PLUGIN_FILE)) {}
+  LoadedPlugin() : module_(LoadLibraryA(PluginFile().c_str())) {}
   ~LoadedPlugin() { FreeLibrary(module_); }
 
   explicit operator bool() const { return module_ != nullptr; }
@@ -90,7 +94,7 @@ int RunningThreads() {
 
 class LoadedPlugin {
  public:
-  LoadedPlugin() : handle_(dlopen(CORVANE_PLUGIN_FILE, RTLD_NOW)) {}
+  LoadedPlugin() : handle_(dlopen(PluginFile().c_str(), RTLD_NOW)) {}
   ~LoadedPlugin() { dlclose(handle_); }
 
   explicit operator bool() const { return handle_ != nullptr; }
@@ -114,11 +118,11 @@ std::vector<std::string> Matches(const std::string& command, const char* pattern
 }
 
 std::vector<std::string> ExportedNames() {
-  return Matches("nm -D --defined-only " CORVANE_PLUGIN_FILE, "[A-Za-z] (\\S+)\\s*$");
+  return Matches("nm -D --defined-only " + PluginFile(), "[A-Za-z] (\\S+)\\s*$");
 }
 
 std::vector<std::string> NeededLibraries() {
-  return Matches("readelf -d " CORVANE_PLUGIN_FILE, "\\(NEEDED\\).*\\[(.*)\\]");
+  return Matches("readelf -d " + PluginFile(), "\\(NEEDED\\).*\\[(.*)\\]");
 }
 
 constexpr const char* kAllowedLibraries =
