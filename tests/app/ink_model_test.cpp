@@ -140,8 +140,8 @@ TEST(InkFile, NamesTheEntryThatIsWrong) {
   for (const auto& mutation : mutations) {
     const ScratchText file("inks.json", Replaced(good, mutation.from, mutation.to));
     const std::string error = ErrorOf([&] { ReadInkData(file.Path()); });
-    EXPECT_THAT(error, testing::HasSubstr(mutation.error));
-    EXPECT_THAT(error, testing::HasSubstr(file.Path().string()));
+    EXPECT_THAT(error, ::testing::HasSubstr(mutation.error));
+    EXPECT_THAT(error, ::testing::HasSubstr(file.Path().string()));
   }
   EXPECT_THAT(ErrorOf([] { ReadInkData("/nowhere/inks.json"); }),
               testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
