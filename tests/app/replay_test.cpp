@@ -5,13 +5,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "app/default_table.h"
 #include "app/failure.h"
 #include "app/message_json.h"
 #include "app/message_recorder.h"
+#include "app/table_encoder.h"
+#include "app/table_file.h"
 #include "tests/harness/scratch_folder.h"
 
 namespace corvane {
@@ -107,6 +112,114 @@ TEST_F(Replay, RefusesWhatItCannotSend) {
       EXPECT_EQ(failure.what(), folder_.Path("script.jsonl").string() + ": line 3: " + problem);
     }
     EXPECT_FALSE(std::filesystem::exists(folder_.Path("out.jsonl"))) << line;
+  }
+}
+
+TEST_F(Replay, AnElementThatIsNotReadyEndsIt) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_THROW(Run(R"({"host":{"Standard":{"ColorTableFilename":"/no/such.cvt"}}})"), Failure);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "EColorInline::Initialize: Could not open colortable: /no/such.cvt\n");
+  EXPECT_FALSE(std::filesystem::exists(folder_.Path("out.jsonl")));
+}
+
+// A short form of output lines: who sent what, errors with their number and text.
+std::string Digest(const std::vector<std::string>& lines) {
+  std::string digest;
+  for (const std::string& text : lines) {
+    const auto line = nlohmann::json::parse(text);
+    if (line.contains("result")) {
+      digest += fmt::format("={} ", line["result"].get<int>());
+      continue;
+    }
+    digest += fmt::format("{}{}", line["from"].get<std::string>()[1], line["kind"].get<int>());
+    if (line["kind"] == 8) {
+      const auto& error = line["properties"]["Standard"];
+      digest += fmt::format("({}{})", error["ErrorID"].get<int>(),
+                            error.contains("m_eAlgorithmType") ? " with type" : "");
+    }
+    digest += ' ';
+  }
+  return digest;
+}
+
+std::string PageStart(const std::string& properties, const std::string& pageProperties) {
+  return R"({"kind":2,"properties":{"Standard":{)" + properties +
+         R"(}},"pageProperties":{"Standard":{)" + pageProperties + "}}}\n";
+}
+
+// C, H and D stand for the three elements, = for the result.
+TEST_F(Replay, ErrorsTravelDownTheChain) {
+  const std::string whole =
+      R"("PrintableWidth":8,"MediaType":1,"PrintQuality":1,"VerticalInputResolution":600,)"
+      R"("HorizontalInputResolution":600,"ZRXRasterFormat":)";
+  const std::string seven = R"("CMYKBinaryDescriptor":53)";
+  const std::string row = R"({"kind":5,"raster":{"RasterFormat":1,"EndPixel":8}})";
+  const struct {
+    const char* name;
+    std::string script;
+    const char* digest;
+  } cases[] = {
+      {"a page", PageStart(whole + "1", seven) + row + R"({"kind":3})",
+       "C2 H2 D2 =1 C6 H7 D7 C6 H7 D7 =1 C3 H3 D3 =1 "},
+      {"no format", PageStart("", seven), "C8(28) H8(28) D8(28) =0 "},
+      {"an unknown format", PageStart(whole + "8", seven) + row + R"({"kind":3})",
+       "C8(28) H8(28) D8(28) =0 =0 C3 H3 D3 =1 "},
+      {"no print mode", PageStart(whole + "1", R"("CMYKBinaryDescriptor":9)"),
+       "C8(44 with type) H8(44 with type) D8(44 with type) "
+       "C8(8 with type) H8(8 with type) D8(8 with type) =0 "},
+      {"an index outside its range",
+       PageStart(R"("MediaType":7,"PrintQuality":1,"ZRXRasterFormat":1)", seven),
+       "C8(8) H8(8) D8(8) =0 "},
+      {"no horizontal resolution",
+       PageStart(whole + R"(1,"HorizontalInputResolution":0)", seven) + row,
+       "C2 H8(8) D8(8) H2 D2 =0 C6 H6 D6 C6 H6 D6 =1 "},
+      {"a row without a page", row, "=0 "},
+      {"a message that is not looked at", R"({"kind":2,"passThrough":1})", "C2 H2 D2 =1 "},
+  };
+  for (const auto& [name, script, digest] : cases) {
+    std::string separated = script;
+    for (std::size_t at = 0; (at = separated.find("}{", at)) != std::string::npos; at += 2) {
+      separated.insert(at + 1, "\n");
+    }
+    EXPECT_EQ(Digest(Run(separated)), digest) << name;
+  }
+}
+
+// The default file, the element's look-up and its decoder agree on every table that is asked for.
+TEST_F(Replay, ThePageStartNamesTheTableOfItsSettings) {
+  TableFile file(DefaultColorTable());
+  const struct {
+    int descriptor, paper, media, preference, intent, quality;
+    TableIndices indices;
+  } cases[] = {
+      {8, 0, 1, 0, 0, 1, {0, 0, 0, 0, 0}},   {6, 0, 2, 1, 2, 3, {2, 1, 1, 2, 1}},
+      {6, 0, 2, 2, 2, 3, {2, 1, 0, 2, 1}},   {6, 0, 2, 3, 2, 3, {2, 1, 1, 2, 1}},
+      {6, 3, 6, 3, 1, 4, {1, 5, 0, 3, 0}},   {109, 3, 6, 1, 2, 4, {3, 5, 1, 3, 1}},
+      {104, 0, 1, 0, 0, 1, {3, 0, 0, 0, 0}},
+  };
+  for (const auto& c : cases) {
+    const auto lines =
+        Run(R"({"chain":["EColorInline"]})"
+            "\n" +
+            PageStart(fmt::format(R"("PaperCharacteristics":{},"MediaType":{},)"
+                                  R"("ColorPreference":{},"PageIntent":{},)"
+                                  R"("PrintQuality":{},"ZRXRasterFormat":1,)"
+                                  R"("VerticalInputResolution":300)",
+                                  c.paper, c.media, c.preference, c.intent, c.quality),
+                      fmt::format(R"("CMYKBinaryDescriptor":{})", c.descriptor)));
+    const auto published = nlohmann::json::parse(lines[0])["properties"]["Standard"];
+    const auto entry = std::find_if(file.Entries().begin(), file.Entries().end(),
+                                    [&](const auto& e) { return e.indices == c.indices; });
+    EXPECT_EQ(published["CTOffset"], fmt::format("{}", entry->offset));
+    if (entry->size == 256) {
+      EXPECT_EQ(published["CTCompression"], "OFF");
+    } else {
+      const auto stored = file.Read(*entry);
+      const auto key = entry->size == 128 ? 0 : InspectCodedTable(stored).checksum;
+      EXPECT_EQ(published["CTCompressionKey"], fmt::format("0x{:08x}", key));
+      EXPECT_EQ(published["CTCompression"], "ON");
+    }
   }
 }
 
