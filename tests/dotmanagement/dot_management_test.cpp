@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+#include "dotmanagement/dot_management.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/dotmanagement/glossy_row.h"
+#include "tests/harness/element_harness.h"
+
+namespace corvane {
+namespace {
+
+using testing::CountDots;
+using testing::ElementHarness;
+using testing::GlossyRow;
+using testing::SentMessage;
+
+// A page's settings: 100 pixels at 600 dpi, margins included, so 13 bytes a plane.
+struct Page {
+  int descriptor;
+  unsigned long alternateMode, planes, slot1 = 1200;
+  unsigned long slot2 = 0, resolution = 600, width = 92;
+
+  QStartPage Message() const {
+    QStartPage start;
+    start.PageProperties.SetProperty("CMYKBinaryDescriptor", descriptor, "Standard");
+    start.PageProperties.SetProperty("NumberOfPlanes", planes, "Standard");
+    start.PageProperties.SetProperty("Slot1HorizontalRes", slot1, "Standard");
+    start.PageProperties.SetProperty("Slot2HorizontalRes", slot2, "Standard");
+    start.Properties.SetProperty("LeftOverSprayPixels", 3, "Standard");
+    start.Properties.SetProperty("RightOverSprayPixels", 5, "Standard");
+    start.Properties.SetProperty("PrintableWidth", width, "Standard");
+    start.Properties.SetProperty("HorizontalInputResolution", resolution, "Standard");
+    start.Properties.SetProperty("UseAlternateModes", alternateMode, "Standard");
+    return start;
+  }
+};
+
+// A row with dots everywhere, also outside of its first and end pixel.
+struct BinaryRow {
+  BinaryRow(unsigned planes, unsigned planeBytes) : dots(planes, planeBytes) {
+    std::mt19937 random(planes);
+    dots.Scatter(random, 30);
+    raster.RasterFormat = 77;
+    raster.PassThroughValue = 88;
+    raster.Row = 7;
+    raster.FirstPixel = 13;
+    raster.EndPixel = 8 * planeBytes - 12;
+    raster.Width = 8 * planeBytes - 3;
+    raster.RowBytes = planes * planeBytes + planes - 1;  // a remainder belongs to no plane
+    dots.bytes.resize(raster.RowBytes);
+    raster.Data = dots.bytes.data();
+  }
+  // Dots of a plane in the bytes that are filtered.
+  unsigned Dots(unsigned plane) const {
+    return CountDots(&dots.bytes[plane * dots.planeBytes + 1], dots.planeBytes - 2);
+  }
+  // Dots of two planes that hold a drop count: a second-plane dot counts two.
+  unsigned CellDots(unsigned plane) const {
+    unsigned count = 2 * Dots(plane + 1);
+    for (unsigned byte = 1; byte + 1 < dots.planeBytes; ++byte) {
+      const unsigned first = dots.bytes[plane * dots.planeBytes + byte];
+      const unsigned second = dots.bytes[(plane + 1) * dots.planeBytes + byte];
+      count += static_cast<unsigned>(__builtin_popcount(first & ~second));
+    }
+    return count;
+  }
+
+  GlossyRow dots;
+  QCMYKBinaryRaster raster;
+};
+
+class DotManagement : public ::testing::Test {
+ protected:
+  DotManagement() { harness_.Start(); }
+
+  void StartPage(const Page& page) {
+    QStartPage start = page.Message();
+    ASSERT_EQ(harness_.Push(start), 1u);
+    harness_.TakeSent();
+  }
+
+  void ExpectUnchanged(BinaryRow& row, const std::string& why) {
+    harness_.next.result = 0;
+    EXPECT_EQ(harness_.Push(row.raster), 1u) << why;
+    harness_.next.result = 1;
+    const auto sent = harness_.TakeSent();
+    ASSERT_EQ(sent.size(), 1u) << why;
+    EXPECT_EQ(sent[0].row, row.raster.Row) << why;
+    EXPECT_EQ(sent[0].firstPixel, row.raster.FirstPixel) << why;
+    EXPECT_EQ(sent[0].endPixel, row.raster.EndPixel) << why;
+    EXPECT_EQ(sent[0].width, row.raster.Width) << why;
+    EXPECT_EQ(sent[0].rowBytes, row.raster.RowBytes) << why;
+    if (row.raster.Data != nullptr) {
+      EXPECT_EQ(sent[0].data, row.dots.bytes) << why;
+    }
+  }
+
+  std::vector<SentMessage> Filter(BinaryRow& row) {
+    EXPECT_EQ(harness_.Push(row.raster), 1u);
+    return harness_.TakeSent();
+  }
+
+  ElementHarness harness_{new ECorvaneDotManagement};
+};
+
+TEST_F(DotManagement, KeepsTheDotsOfOneRow) {
+  const struct {
+    Page page;
+    unsigned planeBytes;
+  } cases[] = {{{82, 0, 6, 4800}, 26},
+               {{83, 0, 7, 4800}, 26},
+               {{52, 1, 6}, 13},
+               {{54, 1, 7}, 13},
+               {{108, 1, 9}, 13}};
+  for (const auto& c : cases) {
+    StartPage(c.page);
+    BinaryRow row(static_cast<unsigned>(c.page.planes), c.planeBytes);
+    const auto sent = Filter(row);
+    ASSERT_EQ(sent.size(), 1u) << c.page.descriptor;
+    EXPECT_EQ(sent[0].rasterFormat, 77u);
+    EXPECT_EQ(sent[0].passThroughValue, 88u);
+    EXPECT_EQ(sent[0].row, 7u);
+    EXPECT_EQ(sent[0].firstPixel, 26u);
+    EXPECT_EQ(sent[0].endPixel, 2 * row.raster.EndPixel);
+    EXPECT_EQ(sent[0].width, 2 * row.raster.Width);
+    ASSERT_EQ(sent[0].rowBytes, 2 * c.page.planes * c.planeBytes);
+    for (unsigned plane = 0; plane < c.page.planes; ++plane) {
+      EXPECT_EQ(CountDots(&sent[0].data[2 * plane * c.planeBytes], 2 * c.planeBytes),
+                row.Dots(plane))
+          << c.page.descriptor << " " << plane;
+    }
+  }
+}
+
+TEST_F(DotManagement, MakesTwoRowsWithTheDotsOfCells) {
+  const struct {
+    Page page;
+    unsigned planesIn;
+  } cases[] = {{{52, 2, 6}, 12}, {{54, 2, 7}, 13}, {{108, 2, 9}, 18}};
+  for (const auto& c : cases) {
+    StartPage(c.page);
+    BinaryRow row(c.planesIn, 13);
+    const auto sent = Filter(row);
+    ASSERT_EQ(sent.size(), 2u) << c.page.descriptor;
+    for (unsigned i = 0; i < 2; ++i) {
+      EXPECT_EQ(sent[i].row, 14u + i);
+      EXPECT_EQ(sent[i].firstPixel, 26u);
+      EXPECT_EQ(sent[i].width, 2 * row.raster.Width);
+      ASSERT_EQ(sent[i].rowBytes, 26 * c.page.planes);
+    }
+    for (unsigned plane = 0; plane < c.page.planes; ++plane) {
+      const unsigned dots =
+          CountDots(&sent[0].data[26 * plane], 26) + CountDots(&sent[1].data[26 * plane], 26);
+      EXPECT_EQ(dots, plane == 6 && c.planesIn == 13 ? row.Dots(12) : row.CellDots(2 * plane))
+          << c.page.descriptor << " " << plane;
+    }
+  }
+  // The result is that of the second row, which is sent whatever the first one met.
+  harness_.next.result = 0;
+  BinaryRow row(18, 13);
+  EXPECT_EQ(harness_.Push(row.raster), 0u);
+  EXPECT_EQ(harness_.TakeSent().size(), 2u);
+}
+
+// Looks at all twelve planes that the second expansion spans.
+class TwelvePlanes final : public ZCOM::EObject {
+ public:
+  explicit TwelvePlanes(unsigned planeBytes) : pad(this, 0), bytes(12 * planeBytes) {}
+  unsigned long DataArrived(ZCOM::QObject* message, unsigned short) override {
+    const auto& raster = static_cast<QCMYKBinaryRaster&>(*message);
+    firstPixel = raster.FirstPixel;
+    rowBytes = raster.RowBytes;
+    width = raster.Width;
+    std::copy_n(raster.Data, bytes.size(), bytes.begin());
+    return 1;
+  }
+
+  ZCOM::SINKPAD pad;
+  std::uint32_t firstPixel = 0, rowBytes = 0, width = 0;
+  std::vector<std::uint8_t> bytes;
+};
+
+TEST_F(DotManagement, ExpandsCdAndMdOnceMoreAndSendsNoBlack) {
+  for (const unsigned factor : {1u, 2u}) {  // of the first expansion: "UseAlternateModes" 0 and 1
+    StartPage({109, factor - 1, 9, 4800});
+    const unsigned planeBytes = 52 / factor;
+    BinaryRow row(9, planeBytes);
+    TwelvePlanes next(52);
+    harness_.Element().GetSourcePad(0)->Link(&next.pad);
+    ASSERT_EQ(harness_.Push(row.raster), 1u);
+    harness_.Element().GetSourcePad(0)->Link(&harness_.next.pad);
+
+    EXPECT_EQ(next.firstPixel, factor * row.raster.FirstPixel);
+    EXPECT_EQ(next.width, factor * row.raster.Width);
+    EXPECT_EQ(next.rowBytes, 9u * 52);
+    if (factor == 1) {
+      EXPECT_TRUE(std::equal(&next.bytes[0], &next.bytes[6 * 52], row.dots.bytes.begin()));
+    } else {
+      for (unsigned plane = 0; plane < 6; ++plane) {
+        EXPECT_EQ(CountDots(&next.bytes[plane * 52], 52), row.Dots(plane)) << plane;
+      }
+    }
+    EXPECT_EQ(CountDots(&next.bytes[6 * 52], 104), row.Dots(6));
+    EXPECT_EQ(CountDots(&next.bytes[8 * 52], 104), row.Dots(7));
+    EXPECT_EQ(CountDots(&next.bytes[10 * 52], 104), 0u);
+  }
+}
+
+TEST_F(DotManagement, LeavesOtherPagesAlone) {
+  const std::vector<std::pair<const char*, Page>> pages = {
+      {"no such filter", {83, 1, 7, 4800}},
+      {"no such filter", {82, 2, 6, 4800}},
+      {"no such filter", {109, 2, 9, 4800}},
+      {"no such filter", {108, 0, 9}},
+      {"not glossy", {53, 1, 7}},
+      {"no print mode", {0, 1, 7}},
+      {"no planes", {54, 1, 256}},
+      {"no resolution", {54, 1, 7, 1200, 0, 0}},
+      {"too wide", {54, 1, 7, 4000000000u, 0, 1, 4000000000u}},
+  };
+  for (const auto& [why, page] : pages) {
+    StartPage({54, 1, 7});  // its filter goes with the page start
+    StartPage(page);
+    BinaryRow row(7, 13);
+    ExpectUnchanged(row, std::string(why) + " " + std::to_string(page.descriptor));
+  }
+  StartPage({54, 1, 7});
+  harness_.Push(kEndPageMessage);
+  harness_.TakeSent();
+  BinaryRow row(7, 13);
+  ExpectUnchanged(row, "page end");
+}
+
+TEST_F(DotManagement, LeavesRowsAloneThatLeadOutsideOfMemory) {
+  const Page best = {83, 0, 7, 4800}, second = {109, 0, 9, 4800}, both = {109, 1, 9, 4800};
+  const struct {
+    const char* why;
+    Page page;
+    unsigned planes, planeBytes;
+    std::function<void(QCMYKBinaryRaster&)> change;
+  } cases[] = {
+      {"end beyond the plane", best, 7, 26, [](auto& row) { row.EndPixel = 209; }},
+      {"end near 32 bits", best, 7, 26, [](auto& row) { row.EndPixel = 0xFFFFFFFF; }},
+      {"no data", best, 7, 26, [](auto& row) { row.Data = nullptr; }},
+      {"too long for the buffer", best, 7, 27, [](auto&) {}},
+      {"too few planes to read", {83, 0, 6, 4800}, 6, 22, [](auto&) {}},
+      {"too few planes for the second expansion", {109, 0, 7, 4800}, 7, 26, [](auto&) {}},
+      {"a factor halved for 4800", {83, 0, 7, 4800, 0, 1200}, 7, 26, [](auto&) {}},
+      {"one plane takes slot 2", {52, 2, 1, 9600, 1200}, 12, 13, [](auto&) {}},
+      {"too long for the second expansion", second, 9, 53, [](auto&) {}},
+      {"too long for both expansions", both, 9, 27, [](auto&) {}},
+      {"more bytes than 16 bits", {52, 1, 6, 1200, 0, 600, 600000}, 6, 75001, [](auto&) {}},
+  };
+  for (const auto& c : cases) {
+    StartPage(c.page);
+    BinaryRow row(c.planes, c.planeBytes);
+    c.change(row.raster);
+    ExpectUnchanged(row, c.why);
+  }
+}
+
+TEST_F(DotManagement, TakesWhatJustFits) {
+  const struct {
+    const char* what;
+    Page page;
+    unsigned planes, planeBytes;
+  } cases[] = {
+      {"all of 16 bits", {52, 1, 6, 1200, 0, 600, 540000}, 6, 65537},
+      {"1200 dpi without halving", {83, 0, 7, 2400, 0, 1200}, 7, 13},
+      {"one plane and slot 2", {52, 2, 1, 0, 7200}, 12, 13},
+      {"more planes than are read", {52, 1, 9}, 9, 13},
+  };
+  for (const auto& c : cases) {
+    StartPage(c.page);
+    BinaryRow row(c.planes, c.planeBytes);
+    const auto sent = Filter(row);
+    ASSERT_FALSE(sent.empty());
+    EXPECT_EQ(sent[0].firstPixel, 2 * row.raster.FirstPixel) << c.what;
+    EXPECT_EQ(sent[0].rowBytes, c.page.planes * 2 * c.planeBytes) << c.what;
+  }
+}
+
+TEST_F(DotManagement, SendsAClearRowForAStartBeyondTheEnd) {
+  StartPage({83, 0, 7, 4800});
+  BinaryRow row(7, 26);
+  row.raster.FirstPixel = 4000000000u;
+  const auto sent = Filter(row);
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].firstPixel, 3705032704u);  // twice, in 32 bits
+  EXPECT_EQ(CountDots(sent[0].data.data(), sent[0].rowBytes), 0u);
+}
+
+TEST_F(DotManagement, GivesTheNextElementsResultForAFilteredRow) {
+  StartPage({83, 0, 7, 4800});
+  BinaryRow row(7, 26);
+  harness_.next.result = 0;
+  EXPECT_EQ(harness_.Push(row.raster), 0u);
+  EXPECT_EQ(harness_.Push(kEndPageMessage), 0u);
+}
+
+}  // namespace
+}  // namespace corvane
