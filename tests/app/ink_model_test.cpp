@@ -144,7 +144,7 @@ TEST(InkFile, NamesTheEntryThatIsWrong) {
     EXPECT_THAT(error, ::testing::HasSubstr(file.Path().string()));
   }
   EXPECT_THAT(ErrorOf([] { ReadInkData("/nowhere/inks.json"); }),
-              testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
+              ::testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
 }
 
 TEST(InkCurveFile, JoinsPointsAndRefusesCurvesThatFall) {
@@ -168,7 +168,7 @@ TEST(InkCurveFile, JoinsPointsAndRefusesCurvesThatFall) {
   };
   for (const auto& curve : bad) {
     const ScratchText file("curves.json", curve.text);
-    EXPECT_THAT(ErrorOf([&] { ReadInkCurves(file.Path()); }), testing::HasSubstr(curve.error));
+    EXPECT_THAT(ErrorOf([&] { ReadInkCurves(file.Path()); }), ::testing::HasSubstr(curve.error));
   }
 }
 
