@@ -71,6 +71,7 @@ std::uint64_t LayOut(FastPage& page, std::byte* start) {
   const std::uint64_t binaryWidth = std::uint64_t{page.numPix} * page.width;
   BlockLayout layout(start);
   layout.Place(page.line, (binaryWidth + 2) * lanes * 2);
+  layout.Place(page.planes, std::uint64_t{page.width} * kInkCount);
   layout.Place(page.levels, (page.width + 2 + kPadding) * lanes);
   layout.Place(page.lookUps, (std::uint64_t{page.width} + 2) * lanes * 4);
   layout.Place(page.drops, (binaryWidth / 8 + 1 + kPadding) * lanes);

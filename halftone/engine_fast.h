@@ -53,6 +53,7 @@ struct FastPage {
 
   // Arrays of the page, in one block. A pixel or entry takes 8 or 16 lanes.
   std::uint16_t* line;     // error lines, one vector an entry: numPix * width + 2
+  std::uint8_t* planes;    // the row's contone planes, `width` bytes each
   std::uint8_t* levels;    // levels of the row, a byte a lane, with a pixel before the first
   std::uint16_t* lookUps;  // bias and meta vector of each pixel of the row
   std::uint8_t* drops;     // drops decided, a byte a lane for every 8 binary pixels

@@ -76,6 +76,14 @@ struct Vector<Lanes8> {
   static CORVANE_INLINE Lanes8 Repeat(std::uint32_t word) {
     return _mm_set1_epi32(static_cast<int>(word));
   }
+  // By a load alone where there is one.
+  static CORVANE_INLINE Lanes8 LoadRepeated(const std::uint32_t* word) {
+#if CORVANE_SIMD_LEVEL >= 2
+    return _mm_castps_si128(_mm_broadcast_ss(reinterpret_cast<const float*>(word)));
+#else
+    return Repeat(*word);
+#endif
+  }
   // The same 16 bytes in each half.
   static CORVANE_INLINE Lanes8 Table(__m128i table) { return table; }
   template <int kBits>
@@ -118,6 +126,9 @@ struct Vector<Lanes16> {
   static CORVANE_INLINE Lanes16 Repeat(std::uint32_t word) {
     return _mm256_set1_epi32(static_cast<int>(word));
   }
+  static CORVANE_INLINE Lanes16 LoadRepeated(const std::uint32_t* word) {
+    return _mm256_castps_si256(_mm256_broadcast_ss(reinterpret_cast<const float*>(word)));
+  }
   static CORVANE_INLINE Lanes16 Table(__m128i table) { return _mm256_broadcastsi128_si256(table); }
   template <int kBits>
   static CORVANE_INLINE Lanes16 ShiftRight(Lanes16 v) {
@@ -148,6 +159,7 @@ struct Vector<Lanes16> {
     const __m128i half = _mm_set1_epi32(static_cast<int>(word));
     return {half, half};
   }
+  static CORVANE_INLINE Lanes16 LoadRepeated(const std::uint32_t* word) { return Repeat(*word); }
   static CORVANE_INLINE Lanes16 Table(__m128i table) { return {table, table}; }
   template <int kBits>
   static CORVANE_INLINE Lanes16 ShiftRight(const Lanes16& v) {
@@ -179,11 +191,6 @@ struct Vector<Lanes16> {
     return _mm_movemask_epi8(equal) == 0xFFFF;
   }
 };
-
-template <class V>
-CORVANE_INLINE V Select(V mask, V a, V b) {
-  return Or(And(mask, a), AndNot(mask, b));
-}
 
 // ---------------------------------------------------------------------------------------------
 // Interleaving the levels by ink, and taking the drops apart again
@@ -219,62 +226,107 @@ CORVANE_INLINE __m128i Fold(__m128i dark, __m128i light) {
   return _mm_packus_epi16(_mm_srli_epi16(low, 2), _mm_srli_epi16(high, 2));
 }
 
+// Where the levels of a lane come from.
+struct PlaneSource {
+  const std::uint8_t* dark;   // null: no ink
+  const std::uint8_t* light;  // folded into dark, or null
+
+  CORVANE_INLINE __m128i Load(std::uint32_t x, std::size_t count) const {
+    if (dark == nullptr) return _mm_setzero_si128();
+    const __m128i levels = LoadPart(dark + x, count);
+    return light == nullptr ? levels : Fold(levels, LoadPart(light + x, count));
+  }
+};
+
 // The levels of a pixel, from -1 to the row's width.
 std::uint8_t* LevelsAt(const FastPage& page, std::int64_t x) {
   return page.levels + static_cast<std::size_t>(x + 1) * (page.wide ? 16 : 8);
 }
 
-// Writes 16 pixels of 8 lanes into every kLanes-th byte group and reports where they differ from
-// what stood there.
+// Interleaves 16 pixels, of which the first `count` exist, by ink.
 template <int kLanes>
-CORVANE_INLINE __m128i StorePixels(std::uint8_t* to, const __m128i (&v)[8], __m128i differences) {
-  for (int i = 0; i < 8; ++i) {
-    if constexpr (kLanes == 8) {
-      __m128i* const place = reinterpret_cast<__m128i*>(to + 16 * i);
-      differences = _mm_or_si128(differences, _mm_xor_si128(_mm_loadu_si128(place), v[i]));
-      _mm_storeu_si128(place, v[i]);
-    } else {
-      __m128i* const even = reinterpret_cast<__m128i*>(to + 32 * i);
-      __m128i* const odd = reinterpret_cast<__m128i*>(to + 32 * i + 16);
-      const __m128i old = _mm_unpacklo_epi64(_mm_loadl_epi64(even), _mm_loadl_epi64(odd));
-      differences = _mm_or_si128(differences, _mm_xor_si128(old, v[i]));
-      _mm_storel_epi64(even, v[i]);
-      _mm_storeh_pd(reinterpret_cast<double*>(odd), _mm_castsi128_pd(v[i]));
-    }
+CORVANE_INLINE void InterleavePixels(const PlaneSource (&planes)[kMaxLanes], std::uint32_t x,
+                                     std::size_t count, std::uint8_t* to) {
+  __m128i v[8];
+  for (int lane = 0; lane < 8; ++lane) v[lane] = planes[lane].Load(x, count);
+  for (int step = 0; step < 3; ++step) TransposeStep(v);
+  if constexpr (kLanes == 8) {
+    for (int i = 0; i < 8; ++i) _mm_storeu_si128(reinterpret_cast<__m128i*>(to) + i, v[i]);
+  } else {
+    // Only two of the upper lanes are in use.
+    const __m128i cd = planes[8].Load(x, count);
+    const __m128i md = planes[9].Load(x, count);
+    const __m128i pairs[2] = {_mm_unpacklo_epi8(cd, md), _mm_unpackhi_epi8(cd, md)};
+    const auto store = [&]<int kPair>() {
+      const __m128i upper = _mm_cvtepu16_epi64(_mm_srli_si128(pairs[kPair / 4], kPair % 4 * 4));
+      __m128i* const place = reinterpret_cast<__m128i*>(to) + 2 * kPair;
+      _mm_storeu_si128(place, _mm_unpacklo_epi64(v[kPair], upper));
+      _mm_storeu_si128(place + 1, _mm_unpackhi_epi64(v[kPair], upper));
+    };
+    store.template operator()<0>();
+    store.template operator()<1>();
+    store.template operator()<2>();
+    store.template operator()<3>();
+    store.template operator()<4>();
+    store.template operator()<5>();
+    store.template operator()<6>();
+    store.template operator()<7>();
   }
-  return differences;
 }
 
-// Interleaves the row's levels and returns whether they are those that were there.
-template <int kLanes>
-bool Interleave(FastPage& page, const RowState& state) {
+// Calls visit(plane's bytes from the first pixel on, where the page keeps them) for the contone
+// planes that the kernel reads, until it returns false.
+template <typename Visit>
+CORVANE_INLINE bool AllPlanes(const FastPage& page, const RowState& state, Visit visit) {
   const Kernel& kernel = *page.kernel;
-  const std::uint8_t* dark[kMaxLanes] = {};
-  const std::uint8_t* light[kMaxLanes] = {};
+  std::uint8_t* kept = page.planes + state.first;
+  for (int i = 0; i < kernel.inkCount; ++i) {
+    for (const std::uint8_t plane : {kernel.inks[i].contonePlane, kernel.inks[i].foldedPlane}) {
+      if (plane == kNoPlane) continue;
+      if (!visit(state.data + std::size_t{plane} * state.stride + state.first, kept)) return false;
+      kept += page.width;
+    }
+  }
+  return true;
+}
+
+bool IsSameRow(const FastPage& page, const RowState& state) {
+  if (!page.keepsLookUps || page.keptFirst != state.first || page.keptEnd != state.end) {
+    return false;
+  }
+  const std::size_t count = state.end - state.first;
+  return AllPlanes(page, state, [count](const std::uint8_t* levels, const std::uint8_t* kept) {
+    return std::memcmp(levels, kept, count) == 0;
+  });
+}
+
+// Interleaves the row's levels, and keeps them as they came to know the row again.
+template <int kLanes>
+void Interleave(FastPage& page, const RowState& state) {
+  const Kernel& kernel = *page.kernel;
+  PlaneSource planes[kMaxLanes] = {};
   for (int i = 0; i < kernel.inkCount; ++i) {
     const KernelInk& ink = kernel.inks[i];
-    const int lane = LaneOf(ink.ink);
-    dark[lane] = state.data + std::size_t{ink.contonePlane} * state.stride;
+    PlaneSource& source = planes[LaneOf(ink.ink)];
+    source.dark = state.data + std::size_t{ink.contonePlane} * state.stride;
     if (ink.foldedPlane != kNoPlane) {
-      light[lane] = state.data + std::size_t{ink.foldedPlane} * state.stride;
+      source.light = state.data + std::size_t{ink.foldedPlane} * state.stride;
     }
   }
-  __m128i differences = _mm_setzero_si128();
-  for (std::uint32_t x = state.first; x < state.end; x += 16) {
-    const std::size_t count = state.end - x;
-    for (int group = 0; group < kLanes; group += 8) {
-      __m128i v[8];
-      for (int i = 0; i < 8; ++i) {
-        const std::uint8_t* const plane = dark[group + i];
-        const std::uint8_t* const folded = light[group + i];
-        v[i] = plane == nullptr ? _mm_setzero_si128() : LoadPart(plane + x, count);
-        if (folded != nullptr) v[i] = Fold(v[i], LoadPart(folded + x, count));
-      }
-      for (int step = 0; step < 3; ++step) TransposeStep(v);
-      differences = StorePixels<kLanes>(LevelsAt(page, x) + group, v, differences);
-    }
+  std::uint32_t x = state.first;
+  for (; state.end - x >= 16; x += 16) {
+    InterleavePixels<kLanes>(planes, x, 16, LevelsAt(page, x));
   }
-  return _mm_testz_si128(differences, differences) != 0;
+  if (x < state.end) InterleavePixels<kLanes>(planes, x, state.end - x, LevelsAt(page, x));
+
+  const std::size_t count = state.end - state.first;
+  AllPlanes(page, state, [count](const std::uint8_t* levels, std::uint8_t* kept) {
+    std::memcpy(kept, levels, count);
+    return true;
+  });
+  page.keptFirst = state.first;
+  page.keptEnd = state.end;
+  page.keepsLookUps = true;
 }
 
 // The bytes of lanes group..group + 7 in 16 columns, by lane.
@@ -402,10 +454,10 @@ struct LookUp {
   V meta;
 };
 
-CORVANE_INLINE LookUp<Lanes8> Unpack(__m128i first, __m128i second) {
-  const __m128i low = _mm_set1_epi32(0xFFFF);
-  return {_mm_packus_epi32(_mm_and_si128(first, low), _mm_and_si128(second, low)),
-          _mm_packus_epi32(_mm_srli_epi32(first, 16), _mm_srli_epi32(second, 16))};
+// Four packed rules: the biases in the low half, the meta words in the high one.
+CORVANE_INLINE __m128i SplitRules(int first, int second, int third, int fourth) {
+  return _mm_shuffle_epi8(_mm_setr_epi32(first, second, third, fourth),
+                          _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15));
 }
 
 CORVANE_INLINE std::uint64_t LowHalf(__m128i v) {
@@ -426,20 +478,22 @@ CORVANE_INLINE LookUp<V> LookUpRules(const FastPage& page, __m128i levels) {
   };
   using enum InkGroup;
   const std::uint64_t low = LowHalf(levels);
-  const LookUp<Lanes8> lowLanes = Unpack(
-      _mm_setr_epi32(rule(CMY, low, 0), rule(cmy, low, 1), rule(CMY, low, 2), rule(cmy, low, 3)),
-      _mm_setr_epi32(rule(CMY, low, 4), rule(cmy, low, 5), rule(Black, low, 6), 0));
+  const __m128i first =
+      SplitRules(rule(CMY, low, 0), rule(cmy, low, 1), rule(CMY, low, 2), rule(cmy, low, 3));
+  const __m128i second = SplitRules(rule(CMY, low, 4), rule(cmy, low, 5), rule(Black, low, 6), 0);
+  const Lanes8 bias = _mm_unpacklo_epi64(first, second);
+  const Lanes8 meta = _mm_unpackhi_epi64(first, second);
   if constexpr (Vector<V>::kLanes == 8) {
-    return lowLanes;
+    return {bias, meta};
   } else {
     const std::uint64_t high = LowHalf(_mm_srli_si128(levels, 8));
-    const LookUp<Lanes8> highLanes = Unpack(
-        _mm_setr_epi32(rule(Black, high, 0), rule(Black, high, 1), 0, 0), _mm_setzero_si128());
+    const __m128i third = SplitRules(rule(Black, high, 0), rule(Black, high, 1), 0, 0);
+    const Lanes8 highBias = _mm_move_epi64(third);
+    const Lanes8 highMeta = _mm_srli_si128(third, 8);
 #if CORVANE_SIMD_LEVEL >= 2
-    return {_mm256_set_m128i(highLanes.bias, lowLanes.bias),
-            _mm256_set_m128i(highLanes.meta, lowLanes.meta)};
+    return {_mm256_set_m128i(highBias, bias), _mm256_set_m128i(highMeta, meta)};
 #else
-    return {{lowLanes.bias, highLanes.bias}, {lowLanes.meta, highLanes.meta}};
+    return {{bias, highBias}, {meta, highMeta}};
 #endif
   }
 }
@@ -572,19 +626,20 @@ struct Pixel {
   V dropAhead;
 };
 
-template <class V>
+template <class V, bool kTwoDrop>
 CORVANE_INLINE V InputOf(const FastPage& page, V levels) {
   using Vec = Vector<V>;
-  return MultiplyLow(And(levels, Vec::Load(page.inputMask.lane)), Vec::Load(page.inputScale.lane));
+  if constexpr (kTwoDrop) levels = And(levels, Vec::Load(page.inputMask.lane));
+  return MultiplyLow(levels, Vec::Load(page.inputScale.lane));
 }
 
 template <class V, bool kCoupled, bool kTwoDrop>
-CORVANE_INLINE void SetPixel(const FastPage& page, __m128i levels, const LookUp<V>& lookUp,
+CORVANE_INLINE void SetPixel(const FastPage& page, __m128i levels, V input, const LookUp<V>& lookUp,
                              Pixel<V>& pixel) {
   using Vec = Vector<V>;
   const V words = Vec::Widen(levels);
   const V zero = Vec::Repeat(0);
-  pixel.input = InputOf(page, words);
+  pixel.input = input;
   pixel.zeroLevel = Equal(words, zero);
   pixel.bias = lookUp.bias;
   pixel.modulationFactor =
@@ -617,13 +672,15 @@ struct Chain {
   V drops;  // of the current 8 binary pixels, a bit each
 };
 
-// The error of lanes with level 0: a half or 31/32 of it, rounded toward zero.
+// Takes a half or a 32nd off the error in the lanes of level 0, so that the rest is rounded toward
+// zero: with y = error - 1 where it is not negative, y - (y >> s) is exact.
 template <class V>
-CORVANE_INLINE V Decay(V error, V halve) {
+CORVANE_INLINE V Decay(V error, V zeroLevel, V halve) {
   using Vec = Vector<V>;
-  // Less 1 where it is not negative: then y - (y >> s) is exact.
-  const V y = Add(error, Equal(Greater(Vec::Repeat(0), error), Vec::Repeat(0)));
-  return Sub(y, Select(halve, Vec::template ShiftRight<1>(y), Vec::template ShiftRight<5>(y)));
+  const V y = Add(error, And(zeroLevel, Greater(error, Vec::Repeat(0xFFFFFFFFu))));
+  const V half = And(And(zeroLevel, halve), Vec::template ShiftRight<1>(y));
+  const V part = And(AndNot(halve, zeroLevel), Vec::template ShiftRight<5>(y));
+  return Sub(Sub(y, half), part);
 }
 
 // One binary pixel of all inks. `next` is the next pixel's input and entry.
@@ -649,7 +706,7 @@ CORVANE_INLINE void Step(const FastPage& page, const Pixel<V>& pixel, V threshol
   }
   if constexpr (kDecays) {
     drop = AndNot(pixel.zeroLevel, drop);
-    error = Select(pixel.zeroLevel, Decay(error, Vec::Load(page.halfDecay.lane)), error);
+    error = Decay(error, pixel.zeroLevel, Vec::Load(page.halfDecay.lane));
   }
   const V below = pixel.shares.Below(error);
   const V behind = pixel.shares.Behind(error);
@@ -713,7 +770,9 @@ void Diffuse(FastPage& page, const RowState& state, bool kept, RowErrors& errors
   Pixel<V> pixel;
   LookUp<V> lookUp = GetLookUp<V, kCoupled>(page, kept, Vec::LoadBytes(levels), stored);
   if (!kept) StoreLookUp(stored, lookUp);
-  SetPixel<V, kCoupled, kTwoDrop>(page, Vec::LoadBytes(levels), lookUp, pixel);
+  const __m128i firstLevels = Vec::LoadBytes(levels);
+  SetPixel<V, kCoupled, kTwoDrop>(
+      page, firstLevels, InputOf<V, kTwoDrop>(page, Vec::Widen(firstLevels)), lookUp, pixel);
 
   Chain<V> chain;
   chain.below = Vec::Repeat(0);
@@ -727,8 +786,11 @@ void Diffuse(FastPage& page, const RowState& state, bool kept, RowErrors& errors
     stored += kStep * 2 * kLanes;
     const bool changes = !Vec::SameBytes(levels, levels - kStep * kLanes);
     const __m128i nextLevels = Vec::LoadBytes(levels);
-    const V nextInput = InputOf<V>(page, Vec::Widen(nextLevels));
-    if (changes) lookUp = GetLookUp<V, kCoupled>(page, kept, nextLevels, stored);
+    V nextInput = pixel.input;
+    if (changes) {
+      nextInput = InputOf<V, kTwoDrop>(page, Vec::Widen(nextLevels));
+      lookUp = GetLookUp<V, kCoupled>(page, kept, nextLevels, stored);
+    }
     if (!kept) StoreLookUp(stored, lookUp);
 
     // A lane of level 0 in which there is no error at all needs nothing: it gets no drop, as
@@ -740,7 +802,7 @@ void Diffuse(FastPage& page, const RowState& state, bool kept, RowErrors& errors
     const auto step = [&]<bool kDecays>(int k) {
       const std::uint32_t p = place + static_cast<std::uint32_t>(k * kStep);
       const std::uint32_t at = kNumPix != 0 ? phase + k : (phase + k) % kModulationLength;
-      const V modulation = Vec::Repeat(page.modulation[at]);
+      const V modulation = Vec::LoadRepeated(&page.modulation[at]);
       const V threshold = Add(pixel.bias, MultiplyLow(modulation, pixel.modulationFactor));
       const V next =
           Add(k + 1 < numPix ? pixel.input : nextInput, Vec::Load(entry + kStep * kLanes));
@@ -764,7 +826,7 @@ void Diffuse(FastPage& page, const RowState& state, bool kept, RowErrors& errors
     }
     place += static_cast<std::uint32_t>(kStep * numPix);
     phase = (phase + static_cast<std::uint32_t>(numPix)) % kModulationLength;
-    if (changes) SetPixel<V, kCoupled, kTwoDrop>(page, nextLevels, lookUp, pixel);
+    if (changes) SetPixel<V, kCoupled, kTwoDrop>(page, nextLevels, nextInput, lookUp, pixel);
   }
 
   // The chain is one input and one entry ahead.
@@ -779,7 +841,6 @@ void Diffuse(FastPage& page, const RowState& state, bool kept, RowErrors& errors
     }
   }
   *state.RowPhase = phase;
-  std::memset(beyond, 0, kLanes);
 }
 
 using DiffuseFunction = void (*)(FastPage&, const RowState&, bool kept, RowErrors&);
@@ -840,16 +901,9 @@ void RunPass(FastPage& page, const RowState& state, bool kept, RowErrors& errors
 bool IsWhite(const FastPage& page, const RowState& state) {
   if (state.first >= state.end) return true;
   const std::size_t count = state.end - state.first;
-  const auto isEmpty = [&](std::uint8_t plane) {
-    const std::uint8_t* const levels = state.data + std::size_t{plane} * state.stride + state.first;
+  return AllPlanes(page, state, [count](const std::uint8_t* levels, const std::uint8_t*) {
     return levels[0] == 0 && std::memcmp(levels, levels + 1, count - 1) == 0;
-  };
-  for (int i = 0; i < page.kernel->inkCount; ++i) {
-    const KernelInk& ink = page.kernel->inks[i];
-    if (!isEmpty(ink.contonePlane)) return false;
-    if (ink.foldedPlane != kNoPlane && !isEmpty(ink.foldedPlane)) return false;
-  }
-  return true;
+  });
 }
 
 bool IsZero(const std::uint16_t* words, std::size_t count) {
@@ -877,17 +931,16 @@ void RunRowIn(FastPage& page, const RowState& state) {
     return;
   }
 
-  const bool sameLevels = Interleave<kLanes>(page, state);
-  bool kept =
-      sameLevels && page.keepsLookUps && page.keptFirst == state.first && page.keptEnd == state.end;
+  bool kept = true;
+  if (state.first < state.end && !IsSameRow(page, state)) {
+    Interleave<kLanes>(page, state);
+    kept = false;
+  }
   if (passes.forward) {
     RunPass<V, +1>(page, state, kept, errors);
     kept = true;
   }
   if (passes.backward) RunPass<V, -1>(page, state, kept, errors);
-  page.keepsLookUps = state.first < state.end;
-  page.keptFirst = state.first;
-  page.keptEnd = state.end;
   page.linesEmpty =
       white && IsZero(page.line, (std::size_t{page.width} * page.numPix + 2) * kLanes);
 
