@@ -9,9 +9,6 @@ namespace {
 
 constexpr double kSquareMicrometresPerSquareInch = 25400.0 * 25400.0;
 
-// Overprints are known for solids; thicker layers than this add nothing more to their interplay.
-constexpr double kMostOverprint = 1.5;
-
 // The mean n-th root of what `layers` on average let pass, `root` being that of a single layer.
 //
 // Drops that lie as error diffusion lays them overlap less than by chance: the number of layers at
@@ -28,7 +25,7 @@ double MeanDensity(double layers, double layerDensity, double n, double clusteri
 }
 
 // The density of an evenly spread dye whose halftoned solid has the density `solid`.
-double DyeDensity(double solid, double layers, double n, double clustering) {
+double EvenDensity(double solid, double layers, double n, double clustering) {
   double low = 0.0, high = 20.0;
   for (int step = 0; step < 60; ++step) {
     const double middle = (low + high) / 2.0;
@@ -50,8 +47,8 @@ const InkData& DefaultInkData() {
     InkData data;
     data.name = "Photo dyes, three strengths";
     data.measured = false;
-    data.yuleNielsen = 5.0;
-    data.clustering = 0.6;
+    data.yuleNielsen = 8.0;
+    data.clustering = 0.5;
     data.fullLoad = 3600.0;
     data.spotArea = 283.0;
     data.solids = {{{54, -37, -50}, {48, 75, -5}, {90, -7, 96}, {7, 0, 0}}};
@@ -96,7 +93,7 @@ PrintModel::PrintModel(const InkData& inks, int media)
     solids[dye] = DensityOfLab(inks.solids[dye]);
     for (int band = 0; band < 3; ++band) {
       dyeDensity_[dye][band] =
-          medium.density * DyeDensity(solids[dye][band], referenceLayers, n_, clustering_);
+          medium.density * EvenDensity(solids[dye][band], referenceLayers, n_, clustering_);
     }
   }
 

@@ -104,6 +104,12 @@ class PrintModel {
   Triple OverprintDensity(const std::array<double, kDyeCount>& dyes,
                           std::array<Triple, 3>* slopes = nullptr) const;
   bool HasOverprints() const { return hasOverprints_; }
+  // The factors of CM, CY, MY and CMY in that, and the largest amount that counts in it.
+  const std::array<Triple, 4>& Overprints() const { return overprint_; }
+  static constexpr double kMostOverprint = 1.5;
+
+  // The density of the dye of a solid, spread evenly, per band.
+  const Triple& DyeDensity(Dye dye) const { return dyeDensity_[static_cast<int>(dye)]; }
 
   // One layer of an ink: its density per band, and its part of the dye of a solid.
   Triple LayerDensity(Ink ink) const;

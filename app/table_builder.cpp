@@ -124,7 +124,9 @@ TableKey TableBuilder::Representative(const TableKey& key) const {
   return first;
 }
 
-double TableBuilder::InkLimit(const TableKey& key) const { return state_->RulesOf(key).inkLimit; }
+const InkData& TableBuilder::Inks() const { return state_->inks; }
+
+SeparationRules TableBuilder::RulesOf(const TableKey& key) const { return state_->RulesOf(key); }
 
 SeparationRules TableBuilder::State::RulesOf(const TableKey& key) const {
   SeparationRules rules;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/ink_model.h"
+#include "app/table_builder_separation.h"
 #include "app/table_file.h"
 
 namespace corvane {
@@ -55,8 +56,12 @@ class TableBuilder {
   // The table of a tuple, channel after channel. Several threads may build at a time.
   std::vector<std::uint8_t> Build(const TableKey& key) const;
 
-  // The largest sum of the ink amounts of a pixel, 1 = one ink at full strength.
-  double InkLimit(const TableKey& key) const;
+  const InkData& Inks() const;
+
+  // How colours become ink amounts in a table, and the largest sum of these, 1 = one ink at full
+  // strength.
+  SeparationRules RulesOf(const TableKey& key) const;
+  double InkLimit(const TableKey& key) const { return RulesOf(key).inkLimit; }
 
  private:
   struct State;

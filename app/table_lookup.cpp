@@ -9,13 +9,12 @@ namespace {
 constexpr int kNodes = 17 * 17 * 17;
 constexpr int kAxisSteps[3] = {289, 17, 1};
 
-}  // namespace
-
-Contone LookUp(std::span<const std::uint8_t> table, const Rgb8& rgb) {
-  Contone contone{};
+// The values of a colour's inks in 256ths.
+std::array<int, kInkCount> Interpolate(std::span<const std::uint8_t> table, const Rgb8& rgb) {
+  std::array<int, kInkCount> values{};
   if (table.size() == 256) {
-    contone[static_cast<int>(Ink::K)] = table[255 - ((3 * rgb[0] + 4 * rgb[1] + rgb[2]) >> 3)];
-    return contone;
+    values[static_cast<int>(Ink::K)] = 256 * table[255 - ((3 * rgb[0] + 4 * rgb[1] + rgb[2]) >> 3)];
+    return values;
   }
 
   // The walk from the base node towards the opposite corner of its cell, along the axis with the
@@ -38,11 +37,25 @@ Contone LookUp(std::span<const std::uint8_t> table, const Rgb8& rgb) {
                           axes[1].fraction - axes[2].fraction, axes[2].fraction};
   const int planes = static_cast<int>(table.size()) / kNodes;
   for (int plane = 0; plane < planes; ++plane) {
-    int sum = 0;
-    for (int i = 0; i < 4; ++i) sum += weights[i] * table[plane * kNodes + nodes[i]];
-    contone[plane] = static_cast<std::uint8_t>(sum >> 8);
+    for (int i = 0; i < 4; ++i) values[plane] += weights[i] * table[plane * kNodes + nodes[i]];
   }
+  return values;
+}
+
+}  // namespace
+
+Contone LookUp(std::span<const std::uint8_t> table, const Rgb8& rgb) {
+  const std::array<int, kInkCount> values = Interpolate(table, rgb);
+  Contone contone;
+  for (int i = 0; i < kInkCount; ++i) contone[i] = static_cast<std::uint8_t>(values[i] >> 8);
   return contone;
+}
+
+InkAmounts InterpolatedAmounts(std::span<const std::uint8_t> table, const Rgb8& rgb) {
+  const std::array<int, kInkCount> values = Interpolate(table, rgb);
+  InkAmounts amounts;
+  for (int i = 0; i < kInkCount; ++i) amounts[i] = values[i] / (256.0 * 255.0);
+  return amounts;
 }
 
 InkAmounts AmountsOf(const Contone& contone) {

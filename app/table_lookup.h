@@ -20,4 +20,8 @@ Contone LookUp(std::span<const std::uint8_t> table, const Rgb8& rgb);
 
 InkAmounts AmountsOf(const Contone& contone);
 
+// The same before the result is cut to 8 bits: the table itself, without the steps of contone
+// values.
+InkAmounts InterpolatedAmounts(std::span<const std::uint8_t> table, const Rgb8& rgb);
+
 }  // namespace corvane

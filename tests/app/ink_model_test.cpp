@@ -62,7 +62,7 @@ TEST(PrintModel, DarkensWithInkAndLessWithLighterInks) {
 TEST(PrintModel, ApproachesEvenInkAsLightSpreads) {
   InkData inks = DefaultInkData();
   double last = 0.0;
-  for (const double n : {2.0, 5.0, 50.0}) {
+  for (const double n : {3.0, 8.0, 60.0}) {
     inks.yuleNielsen = n;
     const double density = PrintModel(inks, kGlossy).InkDensity(Ink::K, 0.5)[1];
     EXPECT_GT(density, last);
@@ -130,7 +130,7 @@ TEST(InkFile, NamesTheEntryThatIsWrong) {
   } mutations[] = {
       {"\"name\"", "name", "is not JSON"},
       {"\"solids\"", "\"solid\"", "\"solids\" is missing"},
-      {"\"yuleNielsen\": 5", "\"yuleNielsen\": 0.5", "yuleNielsen: is not in 1 to 100"},
+      {"\"yuleNielsen\": 8", "\"yuleNielsen\": 0.5", "yuleNielsen: is not in 1 to 100"},
       {"\"C\": {\"lab\": [54, -37, -50]}", "\"C\": {\"lab\": [54, -37]}",
        "C: lab: is not a list of 3"},
       {"\"K\": {\"lab\"", "\"K\": {\"rgb\"", "K: holds neither \"lab\" nor \"xyz\""},

@@ -89,7 +89,7 @@ TEST(TableBuilder, UsesLightInksInHighlightsAndBlackInShadowsOnly) {
   for (int grey = 140; grey < 256; ++grey)
     EXPECT_EQ(ink(static_cast<std::uint8_t>(grey), Ink::K), 0);
   EXPECT_GT(ink(40, Ink::K), 80);
-  EXPECT_EQ(ink(0, Ink::K), 255);
+  EXPECT_GE(ink(0, Ink::K), 250);
   for (int grey = 0; grey < 255; ++grey) {
     EXPECT_GE(ink(static_cast<std::uint8_t>(grey), Ink::K),
               ink(static_cast<std::uint8_t>(grey + 1), Ink::K));
