@@ -1,0 +1,510 @@
+// SPDX-License-Identifier: MIT
+//
+// The vector code of the fast engines: vectors of words, what a pixel's levels decide, and the step
+// of the chain from one binary pixel to the next. Included by files that are compiled once per
+// instruction level; everything has internal linkage, so that no level gets another's code.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "halftone/engine_fast.h"
+#include "halftone/weight_maps.h"
+
+namespace corvane::CORVANE_SIMD_NAMESPACE {
+namespace {
+
+// Vector types lose attributes as template arguments; what they lose, their alignment, is not used.
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+
+#define CORVANE_INLINE inline __attribute__((always_inline))
+
+// ---------------------------------------------------------------------------------------------
+// Vectors of 8 or 16 words. Only sse4 has to make the latter of two.
+
+using Lanes8 = __m128i;
+#if CORVANE_SIMD_LEVEL >= 2
+using Lanes16 = __m256i;
+#else
+struct Lanes16 {
+  __m128i low;
+  __m128i high;
+};
+#endif
+
+#if CORVANE_SIMD_LEVEL >= 2
+#define CORVANE_BINARY(Name, op128, op256)                                     \
+  CORVANE_INLINE Lanes8 Name(Lanes8 a, Lanes8 b) { return _mm_##op128(a, b); } \
+  CORVANE_INLINE Lanes16 Name(Lanes16 a, Lanes16 b) { return _mm256_##op256(a, b); }
+#else
+#define CORVANE_BINARY(Name, op128, op256)                                     \
+  CORVANE_INLINE Lanes8 Name(Lanes8 a, Lanes8 b) { return _mm_##op128(a, b); } \
+  CORVANE_INLINE Lanes16 Name(const Lanes16& a, const Lanes16& b) {            \
+    return {_mm_##op128(a.low, b.low), _mm_##op128(a.high, b.high)};           \
+  }
+#endif
+CORVANE_BINARY(Add, add_epi16, add_epi16)
+CORVANE_BINARY(Sub, sub_epi16, sub_epi16)
+CORVANE_BINARY(AddSaturated, adds_epi16, adds_epi16)
+CORVANE_BINARY(SubSaturated, subs_epi16, subs_epi16)
+CORVANE_BINARY(And, and_si128, and_si256)
+CORVANE_BINARY(AndNot, andnot_si128, andnot_si256)  // ~a & b
+CORVANE_BINARY(Or, or_si128, or_si256)
+CORVANE_BINARY(Greater, cmpgt_epi16, cmpgt_epi16)
+CORVANE_BINARY(Equal, cmpeq_epi16, cmpeq_epi16)
+CORVANE_BINARY(MultiplyLow, mullo_epi16, mullo_epi16)
+CORVANE_BINARY(MultiplyHigh, mulhi_epi16, mulhi_epi16)
+CORVANE_BINARY(MultiplyHighUnsigned, mulhi_epu16, mulhi_epu16)
+CORVANE_BINARY(ShuffleBytes, shuffle_epi8, shuffle_epi8)
+#undef CORVANE_BINARY
+
+// What depends on the number of lanes. `Bytes` holds a byte for each lane, in its low end.
+template <class V>
+struct Vector;
+
+template <>
+struct Vector<Lanes8> {
+  static constexpr int kLanes = 8;
+
+  static CORVANE_INLINE Lanes8 Load(const void* from) {
+    return _mm_load_si128(static_cast<const __m128i*>(from));
+  }
+  static CORVANE_INLINE void Store(void* to, Lanes8 v) {
+    _mm_store_si128(static_cast<__m128i*>(to), v);
+  }
+  static CORVANE_INLINE Lanes8 Repeat(std::uint32_t word) {
+    return _mm_set1_epi32(static_cast<int>(word));
+  }
+  // By a load alone where there is one.
+  static CORVANE_INLINE Lanes8 LoadRepeated(const std::uint32_t* word) {
+#if CORVANE_SIMD_LEVEL >= 2
+    return _mm_castps_si128(_mm_broadcast_ss(reinterpret_cast<const float*>(word)));
+#else
+    return Repeat(*word);
+#endif
+  }
+  // The same 16 bytes in each half.
+  static CORVANE_INLINE Lanes8 Table(__m128i table) { return table; }
+  template <int kBits>
+  static CORVANE_INLINE Lanes8 ShiftRight(Lanes8 v) {
+    return _mm_srai_epi16(v, kBits);
+  }
+  template <int kBits>
+  static CORVANE_INLINE Lanes8 ShiftRightUnsigned(Lanes8 v) {
+    return _mm_srli_epi16(v, kBits);
+  }
+  static CORVANE_INLINE bool Overlap(Lanes8 a, Lanes8 b) { return !_mm_testz_si128(a, b); }
+  static CORVANE_INLINE __m128i LoadBytes(const std::uint8_t* from) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
+  }
+  // Words that are all at most 255.
+  static CORVANE_INLINE void StoreAsBytes(std::uint8_t* to, Lanes8 v) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_packus_epi16(v, v));
+  }
+  static CORVANE_INLINE Lanes8 Widen(__m128i bytes) { return _mm_cvtepu8_epi16(bytes); }
+  static CORVANE_INLINE Lanes8 WidenMask(__m128i bytes) { return _mm_cvtepi8_epi16(bytes); }
+  static CORVANE_INLINE bool SameBytes(const std::uint8_t* a, const std::uint8_t* b) {
+    std::uint64_t first, second;
+    std::memcpy(&first, a, 8);
+    std::memcpy(&second, b, 8);
+    return first == second;
+  }
+};
+
+template <>
+struct Vector<Lanes16> {
+  static constexpr int kLanes = 16;
+
+#if CORVANE_SIMD_LEVEL >= 2
+  static CORVANE_INLINE Lanes16 Load(const void* from) {
+    return _mm256_load_si256(static_cast<const __m256i*>(from));
+  }
+  static CORVANE_INLINE void Store(void* to, Lanes16 v) {
+    _mm256_store_si256(static_cast<__m256i*>(to), v);
+  }
+  static CORVANE_INLINE Lanes16 Repeat(std::uint32_t word) {
+    return _mm256_set1_epi32(static_cast<int>(word));
+  }
+  static CORVANE_INLINE Lanes16 LoadRepeated(const std::uint32_t* word) {
+    return _mm256_castps_si256(_mm256_broadcast_ss(reinterpret_cast<const float*>(word)));
+  }
+  static CORVANE_INLINE Lanes16 Table(__m128i table) { return _mm256_broadcastsi128_si256(table); }
+  static CORVANE_INLINE Lanes16 Join(Lanes8 low, Lanes8 high) {
+    return _mm256_set_m128i(high, low);
+  }
+  template <int kBits>
+  static CORVANE_INLINE Lanes16 ShiftRight(Lanes16 v) {
+    return _mm256_srai_epi16(v, kBits);
+  }
+  template <int kBits>
+  static CORVANE_INLINE Lanes16 ShiftRightUnsigned(Lanes16 v) {
+    return _mm256_srli_epi16(v, kBits);
+  }
+  static CORVANE_INLINE bool Overlap(Lanes16 a, Lanes16 b) { return !_mm256_testz_si256(a, b); }
+  static CORVANE_INLINE void StoreAsBytes(std::uint8_t* to, Lanes16 v) {
+    _mm_store_si128(reinterpret_cast<__m128i*>(to),
+                    _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
+  }
+  static CORVANE_INLINE Lanes16 Widen(__m128i bytes) { return _mm256_cvtepu8_epi16(bytes); }
+  static CORVANE_INLINE Lanes16 WidenMask(__m128i bytes) { return _mm256_cvtepi8_epi16(bytes); }
+#else
+  static CORVANE_INLINE Lanes16 Load(const void* from) {
+    const __m128i* const halves = static_cast<const __m128i*>(from);
+    return {_mm_load_si128(halves), _mm_load_si128(halves + 1)};
+  }
+  static CORVANE_INLINE void Store(void* to, const Lanes16& v) {
+    __m128i* const halves = static_cast<__m128i*>(to);
+    _mm_store_si128(halves, v.low);
+    _mm_store_si128(halves + 1, v.high);
+  }
+  static CORVANE_INLINE Lanes16 Repeat(std::uint32_t word) {
+    const __m128i half = _mm_set1_epi32(static_cast<int>(word));
+    return {half, half};
+  }
+  static CORVANE_INLINE Lanes16 LoadRepeated(const std::uint32_t* word) { return Repeat(*word); }
+  static CORVANE_INLINE Lanes16 Table(__m128i table) { return {table, table}; }
+  static CORVANE_INLINE Lanes16 Join(Lanes8 low, Lanes8 high) { return {low, high}; }
+  template <int kBits>
+  static CORVANE_INLINE Lanes16 ShiftRight(const Lanes16& v) {
+    return {_mm_srai_epi16(v.low, kBits), _mm_srai_epi16(v.high, kBits)};
+  }
+  template <int kBits>
+  static CORVANE_INLINE Lanes16 ShiftRightUnsigned(const Lanes16& v) {
+    return {_mm_srli_epi16(v.low, kBits), _mm_srli_epi16(v.high, kBits)};
+  }
+  static CORVANE_INLINE bool Overlap(const Lanes16& a, const Lanes16& b) {
+    const __m128i both = _mm_or_si128(_mm_and_si128(a.low, b.low), _mm_and_si128(a.high, b.high));
+    return !_mm_testz_si128(both, both);
+  }
+  static CORVANE_INLINE void StoreAsBytes(std::uint8_t* to, const Lanes16& v) {
+    _mm_store_si128(reinterpret_cast<__m128i*>(to), _mm_packus_epi16(v.low, v.high));
+  }
+  static CORVANE_INLINE Lanes16 Widen(__m128i bytes) {
+    return {_mm_cvtepu8_epi16(bytes), _mm_cvtepu8_epi16(_mm_srli_si128(bytes, 8))};
+  }
+  static CORVANE_INLINE Lanes16 WidenMask(__m128i bytes) {
+    return {_mm_cvtepi8_epi16(bytes), _mm_cvtepi8_epi16(_mm_srli_si128(bytes, 8))};
+  }
+#endif
+  static CORVANE_INLINE __m128i LoadBytes(const std::uint8_t* from) {
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(from));
+  }
+  static CORVANE_INLINE bool SameBytes(const std::uint8_t* a, const std::uint8_t* b) {
+    const __m128i equal = _mm_cmpeq_epi8(LoadBytes(a), LoadBytes(b));
+    return _mm_movemask_epi8(equal) == 0xFFFF;
+  }
+};
+
+// One step of a byte transpose: interleaves the bytes of the vectors i and i + 4. Seen as an
+// address of 3 bits for the vector and 4 for the byte, each byte's address turns left by one bit;
+// three steps turn 8 planes of 16 pixels into 16 pixels of 8 lanes, four steps more turn it back.
+CORVANE_INLINE void TransposeStep(__m128i (&v)[8]) {
+  __m128i turned[8];
+  for (int i = 0; i < 4; ++i) {
+    turned[2 * i] = _mm_unpacklo_epi8(v[i], v[i + 4]);
+    turned[2 * i + 1] = _mm_unpackhi_epi8(v[i], v[i + 4]);
+  }
+  for (int i = 0; i < 8; ++i) v[i] = turned[i];
+}
+
+// Bits set in each 64-bit half.
+CORVANE_INLINE __m128i CountBits(__m128i v) {
+  const __m128i counts = _mm_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
+  const __m128i nibble = _mm_set1_epi8(15);
+  const __m128i low = _mm_shuffle_epi8(counts, _mm_and_si128(v, nibble));
+  const __m128i high = _mm_shuffle_epi8(counts, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
+  return _mm_sad_epu8(_mm_add_epi8(low, high), _mm_setzero_si128());
+}
+
+// ---------------------------------------------------------------------------------------------
+// What a pixel's levels decide
+
+// Coupled pairs: c and m in lanes 1 and 3, cd and md in lanes 8 and 9. Each lane's partner, by
+// byte and by word; 0x80 gives 0.
+CORVANE_INLINE __m128i PartnerBytes() {
+  return _mm_setr_epi8(-1, 3, -1, 1, -1, -1, -1, -1, 9, 8, -1, -1, -1, -1, -1, -1);
+}
+template <class V>
+CORVANE_INLINE V PartnerWords();
+template <>
+CORVANE_INLINE Lanes8 PartnerWords<Lanes8>() {
+  return _mm_setr_epi8(-1, -1, 6, 7, -1, -1, 2, 3, -1, -1, -1, -1, -1, -1, -1, -1);
+}
+CORVANE_INLINE __m128i PartnerWordsOfHighLanes() {
+  return _mm_setr_epi8(2, 3, 0, 1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+}
+template <>
+CORVANE_INLINE Lanes16 PartnerWords<Lanes16>() {
+  return Vector<Lanes16>::Join(PartnerWords<Lanes8>(), PartnerWordsOfHighLanes());
+}
+
+// 1 in the second lane of each pair, which wins a tie.
+alignas(32) constexpr LaneWords kSecondOfPair = {{0, 0, 0, 1, 0, 0, 0, 0, 0, 1}};
+
+// The pairs whose levels are both low enough for a joint decision, as a byte mask.
+CORVANE_INLINE __m128i JointPairs(__m128i levels) {
+  const __m128i limit = _mm_set1_epi8(kJointLevelLimit - 1);
+  const __m128i pairs = _mm_setr_epi8(0, -1, 0, -1, 0, 0, 0, 0, -1, -1, 0, 0, 0, 0, 0, 0);
+  const __m128i larger = _mm_max_epu8(levels, _mm_shuffle_epi8(levels, PartnerBytes()));
+  return _mm_and_si128(_mm_cmpeq_epi8(_mm_min_epu8(larger, limit), larger), pairs);
+}
+
+// Bias and meta word (see PackRule) of each lane.
+template <class V>
+struct LookUp {
+  V bias;
+  V meta;
+};
+
+// Four packed rules: the biases go to the low half, the meta words to the high one.
+CORVANE_INLINE __m128i SplitRules(__m128i rules) {
+  return _mm_shuffle_epi8(rules,
+                          _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15));
+}
+
+// Packed rules of lanes 0..3 and 4..7.
+CORVANE_INLINE LookUp<Lanes8> Unpack(__m128i first, __m128i second) {
+  const __m128i low = SplitRules(first);
+  const __m128i high = SplitRules(second);
+  return {_mm_unpacklo_epi64(low, high), _mm_unpackhi_epi64(low, high)};
+}
+
+CORVANE_INLINE std::uint64_t LowHalf(__m128i v) {
+#ifdef __x86_64__
+  return static_cast<std::uint64_t>(_mm_cvtsi128_si64(v));
+#else
+  return static_cast<std::uint32_t>(_mm_cvtsi128_si32(v)) |
+         std::uint64_t{static_cast<std::uint32_t>(_mm_extract_epi32(v, 1))} << 32;
+#endif
+}
+
+// The terms of the shares by class of weights, as tables for byte shuffles.
+struct ClassTable {
+  alignas(16) std::uint8_t byClass[16];
+};
+enum class Term { Below, SecondBelow, Behind, SecondBehind };
+inline constexpr int kTermCount = 4;
+
+constexpr std::uint8_t ShiftOfTerm(const ErrorWeights& weights, Term term) {
+  switch (term) {
+    case Term::Below:
+      return weights.below.firstShift;
+    case Term::SecondBelow:
+      return weights.below.secondShift;
+    case Term::Behind:
+      return weights.behind.firstShift;
+    default:
+      return weights.behind.secondShift;
+  }
+}
+
+// Of each term the shift (0: absent), and the high byte of the factor whose high product is the
+// shifted value (0: absent).
+constexpr ClassTable MakeShiftTable(Term term) {
+  ClassTable table{};
+  for (int i = 0; i < kWeightClassCount; ++i) {
+    table.byClass[i] = ShiftOfTerm(kErrorWeights[i], term);
+  }
+  return table;
+}
+constexpr ClassTable MakeFactorTable(Term term) {
+  ClassTable table = MakeShiftTable(term);
+  for (std::uint8_t& entry : table.byClass) {
+    entry = static_cast<std::uint8_t>(entry == 0 ? 0 : 0x100 >> entry);
+  }
+  return table;
+}
+constexpr ClassTable kFactors[kTermCount] = {
+    MakeFactorTable(Term::Below), MakeFactorTable(Term::SecondBelow), MakeFactorTable(Term::Behind),
+    MakeFactorTable(Term::SecondBehind)};
+
+// The factors of a term; the index is in the high byte of each word.
+template <class V>
+CORVANE_INLINE V FactorsOf(Term term, V index) {
+  const ClassTable& table = kFactors[static_cast<int>(term)];
+  return ShuffleBytes(
+      Vector<V>::Table(_mm_load_si128(reinterpret_cast<const __m128i*>(table.byClass))), index);
+}
+
+// Both shares of an error, each the sum of two terms.
+#if CORVANE_SIMD_LEVEL == 3
+constexpr ClassTable kShifts[kTermCount] = {
+    MakeShiftTable(Term::Below), MakeShiftTable(Term::SecondBelow), MakeShiftTable(Term::Behind),
+    MakeShiftTable(Term::SecondBehind)};
+
+CORVANE_INLINE __m128i ShiftTerm(__m128i error, __m128i shift) {
+  return _mm_srav_epi16(error, shift);
+}
+CORVANE_INLINE __m256i ShiftTerm(__m256i error, __m256i shift) {
+  return _mm256_srav_epi16(error, shift);
+}
+CORVANE_INLINE __m128i ShiftTerm(__mmask8 present, __m128i error, __m128i shift) {
+  return _mm_maskz_srav_epi16(present, error, shift);
+}
+CORVANE_INLINE __m256i ShiftTerm(__mmask16 present, __m256i error, __m256i shift) {
+  return _mm256_maskz_srav_epi16(present, error, shift);
+}
+CORVANE_INLINE __mmask8 NonZero(__m128i v) { return _mm_test_epi16_mask(v, v); }
+CORVANE_INLINE __mmask16 NonZero(__m256i v) { return _mm256_test_epi16_mask(v, v); }
+
+template <class V>
+struct Shares {
+  V shifts[kTermCount];
+  decltype(NonZero(V())) secondBelow;
+  decltype(NonZero(V())) secondBehind;
+
+  CORVANE_INLINE void Set(V meta) {
+    const V index = Or(meta, Vector<V>::Repeat(0x80008000u));
+    for (int term = 0; term < kTermCount; ++term) {
+      const void* const table = kShifts[term].byClass;
+      shifts[term] =
+          ShuffleBytes(Vector<V>::Table(_mm_load_si128(static_cast<const __m128i*>(table))), index);
+    }
+    secondBelow = NonZero(shifts[1]);
+    secondBehind = NonZero(shifts[3]);
+  }
+  CORVANE_INLINE V Below(V error) const {
+    return Add(ShiftTerm(error, shifts[0]), ShiftTerm(secondBelow, error, shifts[1]));
+  }
+  CORVANE_INLINE V Behind(V error) const {
+    return Add(ShiftTerm(error, shifts[2]), ShiftTerm(secondBehind, error, shifts[3]));
+  }
+};
+#else
+template <class V>
+struct Shares {
+  V factors[kTermCount];
+
+  CORVANE_INLINE void Set(V meta) {
+    const V index = Or(meta, Vector<V>::Repeat(0x00800080u));
+    for (int term = 0; term < kTermCount; ++term) {
+      factors[term] = FactorsOf(static_cast<Term>(term), index);
+    }
+  }
+  CORVANE_INLINE V Below(V error) const {
+    return Add(MultiplyHigh(error, factors[0]), MultiplyHigh(error, factors[1]));
+  }
+  CORVANE_INLINE V Behind(V error) const {
+    return Add(MultiplyHigh(error, factors[2]), MultiplyHigh(error, factors[3]));
+  }
+};
+#endif
+
+// All that the binary pixels of a contone pixel need.
+template <class V>
+struct Pixel {
+  V input;
+  V bias;
+  V modulationFactor;
+  V zeroLevel;  // mask
+  V partner;    // byte shuffle: the partner's error in the lanes of joint pairs, 0 elsewhere
+  V certain;    // mask: lanes with a certain drop
+  Shares<V> shares;
+  // What a drop takes from the share below, from the share behind and from what goes ahead.
+  V dropBelow;
+  V dropBehind;
+  V dropAhead;
+};
+
+template <class V, bool kTwoDrop = false>
+CORVANE_INLINE V InputOf(const FastPage& page, V levels) {
+  using Vec = Vector<V>;
+  if constexpr (kTwoDrop) levels = And(levels, Vec::Load(page.inputMask.lane));
+  return MultiplyLow(levels, Vec::Load(page.inputScale.lane));
+}
+
+template <class V, bool kCoupled, bool kTwoDrop>
+CORVANE_INLINE void SetPixel(const FastPage& page, __m128i levels, V input, const LookUp<V>& lookUp,
+                             Pixel<V>& pixel) {
+  using Vec = Vector<V>;
+  const V words = Vec::Widen(levels);
+  const V zero = Vec::Repeat(0);
+  pixel.input = input;
+  pixel.zeroLevel = Equal(words, zero);
+  pixel.bias = lookUp.bias;
+  pixel.modulationFactor =
+      And(Vec::template ShiftRightUnsigned<4>(lookUp.meta), Vec::Repeat(0x00070007u));
+  if constexpr (kCoupled) {
+    const V apart = Equal(Vec::WidenMask(JointPairs(levels)), zero);
+    pixel.partner = Or(PartnerWords<V>(), apart);
+  }
+  if constexpr (kTwoDrop) {
+    pixel.certain = Greater(And(words, Vec::Load(page.certainBit.lane)), zero);
+  }
+  pixel.shares.Set(lookUp.meta);
+  const V index = Or(lookUp.meta, Vec::Repeat(0x00800080u));
+  const V drop = Vec::Load(page.dropSize.lane);
+  pixel.dropBelow = MultiplyHighUnsigned(
+      Add(FactorsOf(Term::Below, index), FactorsOf(Term::SecondBelow, index)), drop);
+  pixel.dropBehind = MultiplyHighUnsigned(
+      Add(FactorsOf(Term::Behind, index), FactorsOf(Term::SecondBehind, index)), drop);
+  pixel.dropAhead = Sub(Sub(drop, pixel.dropBelow), pixel.dropBehind);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The step from pixel to pixel
+
+// What runs along the row.
+template <class V>
+struct Chain {
+  V error;  // of the current binary pixel, its input and its entry included
+  V below;  // share of the pixel before it, which has still to get this one's share behind
+  V drops;  // of the current 8 binary pixels, a bit each
+};
+
+// Takes a half or a 32nd off the error in the lanes of level 0, so that the rest is rounded toward
+// zero: with y = error - 1 where it is not negative, y - (y >> s) is exact.
+template <class V>
+CORVANE_INLINE V Decay(V error, V zeroLevel, V halve) {
+  using Vec = Vector<V>;
+  const V y = Add(error, And(zeroLevel, Greater(error, Vec::Repeat(0xFFFFFFFFu))));
+  const V half = And(And(zeroLevel, halve), Vec::template ShiftRight<1>(y));
+  const V part = And(AndNot(halve, zeroLevel), Vec::template ShiftRight<5>(y));
+  return Sub(Sub(y, half), part);
+}
+
+// One binary pixel of all inks. `next` is the next pixel's input and entry.
+template <class V, bool kCoupled, bool kDecays>
+CORVANE_INLINE void Step(const FastPage& page, const Pixel<V>& pixel, V threshold, V next, V bit,
+                         std::uint16_t* entryBehind, Chain<V>& chain) {
+  using Vec = Vector<V>;
+  V error = chain.error;
+  V drop;
+  if constexpr (kCoupled) {
+    // A joint decision compares the sum of the errors; the larger gets the drop. Saturation does
+    // not change either comparison.
+    const V partner = ShuffleBytes(error, pixel.partner);
+    V wins = Greater(error, SubSaturated(partner, Vec::Load(kSecondOfPair.lane)));
+    if constexpr (kDecays) {
+      // An ink that is not there leaves the drop to the second of the pair.
+      const V second = Equal(Vec::Load(kSecondOfPair.lane), Vec::Repeat(0x00010001u));
+      wins = Or(wins, And(second, ShuffleBytes(pixel.zeroLevel, PartnerWords<V>())));
+    }
+    drop = And(Greater(AddSaturated(error, partner), threshold), wins);
+  } else {
+    drop = Greater(error, threshold);
+  }
+  if constexpr (kDecays) {
+    drop = AndNot(pixel.zeroLevel, drop);
+    error = Decay(error, pixel.zeroLevel, Vec::Load(page.halfDecay.lane));
+  }
+  const V below = pixel.shares.Below(error);
+  const V behind = pixel.shares.Behind(error);
+  chain.error = Sub(Sub(Add(error, next), And(drop, pixel.dropAhead)), Add(below, behind));
+  Vec::Store(entryBehind, Add(chain.below, Sub(behind, And(drop, pixel.dropBehind))));
+  chain.below = Sub(below, And(drop, pixel.dropBelow));
+  chain.drops = Or(chain.drops, And(drop, bit));
+}
+
+constexpr LaneWords MakeDropBit(int pixel) {
+  LaneWords bit{};
+  for (std::uint16_t& lane : bit.lane) lane = static_cast<std::uint16_t>(0x80 >> pixel);
+  return bit;
+}
+constexpr LaneWords kDropBits[8] = {MakeDropBit(0), MakeDropBit(1), MakeDropBit(2), MakeDropBit(3),
+                                    MakeDropBit(4), MakeDropBit(5), MakeDropBit(6), MakeDropBit(7)};
+
+}  // namespace
+}  // namespace corvane::CORVANE_SIMD_NAMESPACE
