@@ -17,6 +17,7 @@
 #include "app/swaths_plan.h"
 #include "app/swaths_report.h"
 #include "movement/corvane_movement.h"
+#include "tests/harness/paths.h"
 
 namespace corvane {
 namespace {
@@ -54,7 +55,7 @@ TEST(Swaths, EveryModePrintsEveryRowItsNumberOfPasses) {
 }
 
 TEST(Swaths, TheLoadedObjectFeedsAsTheLinkedOne) {
-  const PluginLibrary library(CORVANE_PLUGIN_FILE);
+  const PluginLibrary library(testing::PluginFile());
   for (bool endToEnd : {false, true}) {
     const std::unique_ptr<Movement> movement(
         static_cast<Movement*>(library.CreateObject("CorvaneMovement")));
@@ -152,7 +153,7 @@ TEST(Swaths, HeadsAndSheetsThatCannotPrintAreRefused) {
 
 TEST(Swaths, HeadDescriptions) {
   const std::filesystem::path file =
-      std::filesystem::path(testing::TempDir()) / "swaths_test_head.json";
+      std::filesystem::path(::testing::TempDir()) / "swaths_test_head.json";
   const auto read = [&](const std::string& text) {
     std::ofstream(file) << text;
     return ReadPrinthead(file);
