@@ -7,7 +7,9 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <memory>
+#include <string>
 
+#include "app/failure.h"
 #include "app/modes.h"
 #include "app/paper.h"
 #include "app/print.h"
@@ -243,7 +245,8 @@ int RunCommandLine(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    if (error.get_exit_code() == 0) return app.exit(error);  // help was asked for
+    throw UsageFailure(std::string(error.what()) + " (--help lists the options)");
   }
   return chosen();
 }

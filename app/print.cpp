@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <map>
@@ -18,7 +16,6 @@
 #include <thread>
 #include <utility>
 
-#include "app/default_table.h"
 #include "app/failure.h"
 #include "app/image_reader.h"
 #include "app/interrupt.h"
@@ -31,6 +28,7 @@
 #include "app/print_page.h"
 #include "app/print_planes.h"
 #include "app/print_report.h"
+#include "app/print_table.h"
 #include "app/progress.h"
 
 namespace corvane {
@@ -39,7 +37,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kMostJobs = 64;
-constexpr std::size_t kLongestTablePath = 255;  // what the colour element reads of the property
 
 // ---------------------------------------------------------------------------------------------
 // What was typed, checked.
@@ -73,18 +70,6 @@ PaperSize PaperFrom(const PrintOptions& options) {
   PaperSize paper = ParsePaperSize(options.paper);
   if (options.landscape) std::swap(paper.widthMm, paper.heightMm);
   return paper;
-}
-
-std::string ColorTableFrom(const PrintOptions& options) {
-  if (options.colorTable.empty()) return DefaultColorTable();
-  ZCOM::MFColorTable file;
-  if (file.SetFilename(options.colorTable.c_str()) == 0) {
-    throw Failure(fmt::format("{}: {}", options.colorTable, std::strerror(errno)));
-  }
-  if (options.colorTable.size() > kLongestTablePath) {
-    throw Failure(options.colorTable + ": the path is longer than 255 bytes");
-  }
-  return options.colorTable;
 }
 
 void CheckTogether(const PrintOptions& options) {
@@ -326,7 +311,7 @@ int RunPrint(const PrintOptions& options) {
   CatchInterrupts();
   const PageSettings settings = SettingsFrom(options);
   PaperFrom(options);
-  const std::string colorTable = ColorTableFrom(options);
+  const std::string colorTable = FindColorTable(options.colorTable);
   std::vector<PlannedPage> pages = PlanPages(options, settings, colorTable);
   NameFiles(options, pages);
   if (!options.diagnostics.empty()) {

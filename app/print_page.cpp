@@ -14,6 +14,7 @@
 #include "app/interrupt.h"
 #include "app/page_queue.h"
 #include "app/print_planes.h"
+#include "app/print_table.h"
 
 namespace corvane {
 namespace {
@@ -151,6 +152,9 @@ class PageOutput {
 
  private:
   void LeftColor(ZCOM::QObject& message) {
+    if (message.MessageKind == kStartPageMessage) {
+      CheckTablesOf(static_cast<QStartPage&>(message), job_.colorTable);
+    }
     // Rows are repeated for the vertical resolution.
     if (message.MessageKind != kContoneRasterMessage || std::exchange(contoneSeen_, true)) return;
     const auto& raster = static_cast<QRaster&>(message);
