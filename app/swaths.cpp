@@ -45,7 +45,8 @@ int RunSwaths(const SwathsOptions& options) {
   const PluginLibrary library;
   const std::unique_ptr<Movement> movement(
       static_cast<Movement*>(library.CreateObject("CorvaneMovement")));
-  const SwathPlan plan = PlanSwaths(*movement, mode, paper, head, options.endToEnd);
+  SwathPlan plan = PlanSwaths(*movement, mode, paper, head, options.endToEnd);
+  plan.useAlternateModes = options.useAlternateModes;
 
   WritePictures(plan, options);
   WriteWhole("", ReportOf(plan, options));

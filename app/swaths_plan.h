@@ -81,6 +81,7 @@ struct PlanCheck {
 
 struct SwathPlan {
   const PrintMode* mode = nullptr;
+  int useAlternateModes = 0;  // changes planes, not the feed
   PaperSize paper;
   Printhead head;
   FeedSettings settings;

@@ -129,6 +129,7 @@ std::string SwathJson(const SwathPlan& plan) {
   const PrintMode& mode = *plan.mode;
   Json json{{"mode", static_cast<int>(mode.descriptor)},
             {"modeName", mode.name},
+            {"useAlternateModes", plan.useAlternateModes},
             {"passes", mode.passes},
             {"unitsPerInch", mode.verticalDpi},
             {"paper", plan.paper.name},

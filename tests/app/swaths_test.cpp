@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -18,6 +16,7 @@
 #include "app/swaths_report.h"
 #include "movement/corvane_movement.h"
 #include "tests/harness/paths.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -152,11 +151,9 @@ TEST(Swaths, HeadsAndSheetsThatCannotPrintAreRefused) {
 }
 
 TEST(Swaths, HeadDescriptions) {
-  const std::filesystem::path file =
-      std::filesystem::path(::testing::TempDir()) / "swaths_test_head.json";
+  const ScratchFolder folder;
   const auto read = [&](const std::string& text) {
-    std::ofstream(file) << text;
-    return ReadPrinthead(file);
+    return ReadPrinthead(folder.Write("head.json", text));
   };
   const Printhead head = read(R"({"nozzlesPerColumn": 400, "feedRollerMm": 2.5,
                                   "cartridges": [{"name": "K", "location": 1}]})");
@@ -189,11 +186,10 @@ TEST(Swaths, HeadDescriptions) {
       ADD_FAILURE() << c.text;
     } catch (const Failure& failure) {
       EXPECT_THAT(failure.what(), HasSubstr(c.message));
-      EXPECT_THAT(failure.what(), HasSubstr("swaths_test_head.json"));
+      EXPECT_THAT(failure.what(), HasSubstr("head.json: "));
     }
   }
-  std::filesystem::remove(file);
-  EXPECT_THROW(ReadPrinthead(file), Failure);
+  EXPECT_THROW(ReadPrinthead(folder.Path("missing.json")), Failure);
 }
 
 TEST(Swaths, ReportsListEverySwath) {
