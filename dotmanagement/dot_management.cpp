@@ -84,7 +84,7 @@ std::uint32_t HorizontalFactor(std::uint32_t slotResolution, std::uint32_t input
   return slotResolution == 4800 ? factor / 2 : factor;
 }
 
-// Bytes of an output row with all its planes; 0xFFFFFFFF bytes and more do not fit and give false.
+// The bytes of an output row with all its planes. False when they do not fit 32 bits.
 // `inputResolution` and `planes` are not 0.
 bool FindFilterBufferSize(const QStartPage& page, std::uint8_t planes,
                           std::uint32_t inputResolution, std::uint32_t* size) {

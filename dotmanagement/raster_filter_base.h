@@ -150,9 +150,10 @@ template <unsigned kPosition, unsigned kCount, unsigned kShift>
 void RasterFilterBase::StoreCodes(unsigned char code, bool firstRow) {
   std::array<std::uint8_t, 4>& bytes = firstRow ? firstRowBytes_ : secondRowBytes_;
   std::uint8_t& pixels = firstRow ? firstRowPixels_ : secondRowPixels_;
+  const unsigned place = 6 - 2u * pixels;
   for (unsigned i = 0; i < kCount; ++i) {
     const unsigned twoBits = code >> (kShift - 2 * i) & 3;
-    bytes[kPosition + i] |= static_cast<std::uint8_t>(twoBits << (6 - 2 * pixels));
+    bytes[kPosition + i] |= static_cast<std::uint8_t>(twoBits << place);
   }
   if (pixels < 3) {
     ++pixels;

@@ -2,7 +2,6 @@
 #include "dotmanagement/raster_filter_best_glossy.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "dotmanagement/pattern_tables.h"
 #include "dotmanagement/pixel_walk.h"
@@ -107,8 +106,8 @@ void RasterFilterBestGlossy::RasterSecondExpansion(unsigned char** data, unsigne
   const std::size_t start = std::min(*startByte, *endByte);
   const std::size_t plane = *planeBytes;
   std::uint8_t* const out = secondExpansionBuffer_.get();
-  std::memcpy(out, *data, kKeptPlanes * plane);
-  std::memset(out + kKeptPlanes * plane, 0, (kSpannedPlanes - kKeptPlanes) * plane);
+  std::copy_n(*data, kKeptPlanes * plane, out);
+  std::fill_n(out + kKeptPlanes * plane, (kSpannedPlanes - kKeptPlanes) * plane, 0);
 
   colorIn_[0] = *data + start + 6 * plane;
   colorIn_[1] = *data + start + 7 * plane;
