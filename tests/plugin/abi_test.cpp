@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "dotmanagement/raster_filter_base.h"
 #include "host/raster.h"
 #include "movement/movement.h"
 
@@ -148,6 +149,12 @@ const Slot kSlots[] = {
     SLOT(ZCOM::Factory, CreateElement, 0),
     SLOT(ZCOM::Factory, CreateQObject, 1),
     SLOT(ZCOM::Factory, CreateObject, 2),
+    SLOT(RasterFilterBase, Initialize, 2),
+    SLOT(RasterFilterBase, FilterCurrentRaster, 3),
+    SLOT(RasterFilterBase, RasterSecondExpansion, 4),
+    SLOT(RasterFilterBase, FilterColorPlanes, 5),
+    SLOT(RasterFilterBase, FilterBlackPlane, 6),
+    SLOT(RasterFilterBase, GetSecondCurrentRaster, 7),
     MOVEMENT(GetVerticalMovement, 2),
     MOVEMENT(GetVerticalMovementE2E, 3),
     {"InitializeMovement, pattern and limits",
