@@ -121,10 +121,10 @@ class CORVANE_API RasterFilterBase {
   std::uint8_t PlaneCount = 0;     // of the page
 
  protected:
-  std::shared_ptr<std::uint8_t[]> firstBuffer_;
-  std::shared_ptr<std::uint8_t[]> secondBuffer_;
-  std::array<const std::uint8_t*, 3> colorIn_{};
-  std::array<const std::uint8_t*, 6> furtherIn_{};
+  std::shared_ptr<std::uint8_t[]> firstBuffer_;     // of the first output row
+  std::shared_ptr<std::uint8_t[]> secondBuffer_;    // of the second, where a filter makes one
+  std::array<const std::uint8_t*, 3> colorIn_{};    // cyan, magenta, yellow positions
+  std::array<const std::uint8_t*, 6> furtherIn_{};  // first planes of these, then second planes
   const std::uint8_t* blackIn_ = nullptr;
   std::array<std::uint8_t*, 4> firstRowOut_{};  // C, M, Y, K
   std::array<std::uint8_t*, 4> secondRowOut_{};
