@@ -11,12 +11,14 @@
 
 #include "app/failure.h"
 #include "app/modes.h"
+#include "app/replay.h"
+#if defined(CORVANE_IMAGES)
 #include "app/paper.h"
 #include "app/print.h"
 #include "app/print_settings.h"
-#include "app/replay.h"
 #include "app/swaths.h"
 #include "app/table_command.h"
+#endif
 
 namespace corvane {
 namespace {
@@ -39,6 +41,15 @@ void AddReplay(CLI::App& app, Command* chosen) {
       ->type_name("DIR");
   command->callback([=] { *chosen = [options] { return RunReplay(*options); }; });
 }
+
+void AddModes(CLI::App& app, Command* chosen) {
+  auto options = std::make_shared<ModesOptions>();
+  CLI::App* command = app.add_subcommand("modes", "Lists the print modes and their planes");
+  command->add_flag("--json", options->json, "As JSON");
+  command->callback([=] { *chosen = [options] { return RunModes(*options); }; });
+}
+
+#if defined(CORVANE_IMAGES)
 
 void AddTableFileCommand(CLI::App& table, Command* chosen, const char* name,
                          const char* description, int (*run)(const TableFileOptions&)) {
@@ -200,13 +211,6 @@ void AddPrint(CLI::App& app, Command* chosen) {
   command->callback([=] { *chosen = [options, fit] { return RunPrint(*options); }; });
 }
 
-void AddModes(CLI::App& app, Command* chosen) {
-  auto options = std::make_shared<ModesOptions>();
-  CLI::App* command = app.add_subcommand("modes", "Lists the print modes and their planes");
-  command->add_flag("--json", options->json, "As JSON");
-  command->callback([=] { *chosen = [options] { return RunModes(*options); }; });
-}
-
 void AddSwaths(CLI::App& app, Command* chosen) {
   auto options = std::make_shared<SwathsOptions>();
   CLI::App* command = app.add_subcommand(
@@ -230,17 +234,24 @@ void AddSwaths(CLI::App& app, Command* chosen) {
   command->callback([=] { *chosen = [options] { return RunSwaths(*options); }; });
 }
 
+#endif  // CORVANE_IMAGES
+
 }  // namespace
 
 int RunCommandLine(int argc, char** argv) {
   CLI::App app("Drives the Corvane plug-in: from an image to printhead data", "corvane");
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // a path may begin with a slash everywhere
   Command chosen;
+#if defined(CORVANE_IMAGES)
   AddPrint(app, &chosen);
+#endif
   AddModes(app, &chosen);
   AddReplay(app, &chosen);
+#if defined(CORVANE_IMAGES)
   AddSwaths(app, &chosen);
   AddTable(app, &chosen);
+#endif
 
   try {
     app.parse(argc, argv);

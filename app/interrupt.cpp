@@ -3,13 +3,12 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 
 namespace corvane {
 namespace {
 
 volatile std::sig_atomic_t caught = 0;
-
-constexpr int kCaughtSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void OnSignal(int signal) {
   if (caught != 0) std::signal(signal, SIG_DFL);
@@ -18,8 +17,16 @@ void OnSignal(int signal) {
 
 }  // namespace
 
+#if defined(_WIN32)
+
 void CatchInterrupts() {
-  for (const int signal : kCaughtSignals) {
+  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, &OnSignal);
+}
+
+#else
+
+void CatchInterrupts() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     // A signal that was ignored when the program began (nohup) stays so.
     struct sigaction old = {};
     sigaction(signal, nullptr, &old);
@@ -33,6 +40,8 @@ void CatchInterrupts() {
   // A file beyond the size limit is an error like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
 }
+
+#endif
 
 void ThrowIfInterrupted() {
   if (caught != 0) throw Interrupted{caught};

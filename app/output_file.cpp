@@ -8,6 +8,8 @@
 #include "app/failure.h"
 
 #if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
 #include <process.h>
 #define getpid _getpid
 #else
@@ -20,6 +22,9 @@ OutputFile::OutputFile(const std::string& path) : name_(path) {
   if (path.empty() || path == "-") {
     name_ = "standard output";
     file_ = stdout;
+#if defined(_WIN32)
+    _setmode(_fileno(stdout), _O_BINARY);  // the same bytes everywhere
+#endif
     return;
   }
   path_ = path;

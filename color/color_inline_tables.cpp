@@ -78,7 +78,7 @@ EColorInline::Step EColorInline::LoadPageTable(QStartPage* page, unsigned long d
     table.bytes.reset(bytes, ZCOM::MFColorTable::DeleteData);
     if (!Interleave(&table)) return Step::Failed;
   } else {
-    unsigned long indices[kIndexCount];
+    unsigned long indices[kIndexCount] = {};
     SelectIndices(indices);
     if (ColorPreference == kPreferenceByIntent) {
       indices[kPreferenceIndex] = PageIntent == kGraphicIntent ? 1 : 0;
@@ -96,7 +96,7 @@ EColorInline::Step EColorInline::LoadPageTable(QStartPage* page, unsigned long d
 // has the wrong size, so that both errors are told.
 EColorInline::Step EColorInline::LoadPhotoAndGraphicTables(QStartPage* page,
                                                            unsigned long directoryBytes) {
-  unsigned long indices[kIndexCount];
+  unsigned long indices[kIndexCount] = {};
   SelectIndices(indices);
   if (directoryBytes == 0 || !ReadDirectory(directoryBytes)) return Step::Failed;
 
