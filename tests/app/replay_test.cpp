@@ -180,7 +180,7 @@ TEST_F(Replay, ErrorsTravelDownTheChain) {
   for (const auto& [name, script, digest] : cases) {
     std::string separated = script;
     for (std::size_t at = 0; (at = separated.find("}{", at)) != std::string::npos; at += 2) {
-      separated.insert(at + 1, "\n");
+      separated.insert(at + 1, 1, '\n');
     }
     EXPECT_EQ(Digest(Run(separated)), digest) << name;
   }
