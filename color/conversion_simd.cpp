@@ -346,7 +346,8 @@ inline void StoreLow(unsigned char* target, __m128i bytes) {
 }
 
 inline void StoreHigh(unsigned char* target, __m128i bytes) {
-  _mm_storeh_pd(reinterpret_cast<double*>(target), _mm_castsi128_pd(bytes));
+  using Unaligned [[gnu::aligned(1), gnu::may_alias]] = double;
+  *reinterpret_cast<Unaligned*>(target) = _mm_castsi128_pd(bytes)[1];
 }
 
 // Channel 8 of the eight pixels, in the low eight bytes.
@@ -398,7 +399,12 @@ template <class Layout, int kPlanes>
 // Repeats the colour of the pixel before `target` in all planes; `count` is a multiple of a block.
 template <int kPlanes>
 inline void FillBlocks(unsigned char* target, std::size_t stride, std::size_t count) {
+  constexpr std::size_t kLongRun = 128;  // from here on a call a plane is cheaper than the loop
   for (int k = 0; k < kPlanes; ++k, target += stride) {
+    if (count >= kLongRun) {
+      __builtin_memset(target, target[-1], count);
+      continue;
+    }
     const __m128i value = _mm_set1_epi8(static_cast<char>(target[-1]));
     for (std::size_t i = 0; i < count; i += kBlock) StoreLow(target + i, value);
   }

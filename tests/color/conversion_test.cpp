@@ -88,7 +88,7 @@ Bytes TestPixels(std::size_t layout, std::size_t count, unsigned seed) {
           colour = (colour & ~(255u << 8 * byte)) | kBorders[random() % 8] << 8 * byte;
         }
       }
-      left = random() % 3 != 0 ? 1 : 1 + random() % 50;
+      left = random() % 3 != 0 ? 1 : 1 + random() % (random() % 8 == 0 ? 400 : 50);
     }
     --left;
     const auto red = static_cast<unsigned char>(colour >> 16);
