@@ -134,6 +134,9 @@ class Resampler {
     zimg_graph_builder_params_default(&parameters, ZIMG_API_VERSION);
     parameters.resample_filter = ZIMG_RESIZE_SPLINE36;
     parameters.cpu_type = ZIMG_CPU_AUTO_64B;
+    // Diffusing the error of the last rounding needs whole rows. Without it the library works in
+    // columns of the image, one after the other, and no row would be complete before the end.
+    parameters.dither_type = ZIMG_DITHER_ERROR_DIFFUSION;
     graph_.reset(zimg_filter_graph_build(&from, &to, &parameters));
     if (!graph_) FailInResampling();
   }
@@ -177,9 +180,12 @@ class Resampler {
     return resampler->Guarded([&] { resampler->ReadUpTo(y); });
   }
 
-  static int Drain(void* self, unsigned y, unsigned, unsigned) {
+  static int Drain(void* self, unsigned y, unsigned left, unsigned right) {
     auto* resampler = static_cast<Resampler*>(self);
-    return resampler->Guarded([&] { resampler->DeliverRow(y); });
+    return resampler->Guarded([&] {
+      if (left != 0 || right < resampler->width_) throw Failure("resampling gave part of a row");
+      resampler->DeliverRow(y);
+    });
   }
 
   void ReadUpTo(unsigned y) {
