@@ -14,6 +14,7 @@
 #include "app/chain.h"
 #include "app/default_table.h"
 #include "app/failure.h"
+#include "app/interrupt.h"
 #include "app/message_json.h"
 #include "app/message_recorder.h"
 #include "app/output_file.h"
@@ -51,6 +52,7 @@ class ScriptReader {
         Fail(failure.what());
       }
     }
+    ThrowIfInterrupted();
     if (input_->bad()) throw Failure(name_ + ": cannot read");
     return std::nullopt;
   }
@@ -124,6 +126,7 @@ void AddDefaultColorTable(ChainSetup* setup) {
 }  // namespace
 
 int RunReplay(const ReplayOptions& options) {
+  CatchInterrupts();
   if (!options.diagnostics.empty()) ZCOM::SetDiagnosticsDirectory(options.diagnostics.c_str());
   ScriptReader script(options.script);
   auto line = script.Next();
@@ -143,6 +146,7 @@ int RunReplay(const ReplayOptions& options) {
   for (; line; line = script.Next()) {
     auto* message = std::get_if<ScriptMessage>(&*line);
     if (message == nullptr) script.Fail("the host line must be the first");
+    ThrowIfInterrupted();
     padding.Apply(script, message);
     resultLine.clear();
     AppendResultLine(recorder.Send(*message->message), &resultLine);

@@ -15,7 +15,9 @@
 #include <utility>
 
 #include "app/failure.h"
+#include "app/interrupt.h"
 #include "app/output_file.h"
+#include "app/print_settings.h"
 #include "app/table_builder.h"
 #include "app/table_encoder.h"
 #include "app/table_file.h"
@@ -29,23 +31,32 @@ using nlohmann::ordered_json;
 constexpr std::uint32_t kDeltaCurveBytes = 128;
 constexpr std::uint32_t kSmallestCodedBytes = 5;
 
+void WriteOut(const std::string& text) {
+  CatchInterrupts();
+  OutputFile output("-");
+  output.Write(text);
+  output.Commit();
+}
+
 // ---------------------------------------------------------------------------------------------
 // Names of index values
 
 constexpr const char* kInkSetNames[] = {"K", "CcMmYyK without K", "CcMmYyK", "CcMmYyKcm"};
-constexpr const char* kPreferenceNames[] = {"natural", "vivid"};
-constexpr const char* kQualityNames[] = {"draft", "normal", "high", "best"};
-constexpr const char* kIntentNames[] = {"perceptual", "colorimetric"};
 
-template <std::size_t N>
-std::string NameOf(const char* const (&names)[N], std::uint32_t value) {
-  return value < N ? names[value] : fmt::format("{}", value);
+std::string WordOf(const PageSetting& setting, std::uint32_t value) {
+  for (const SettingWord& word : setting.words) {
+    if (static_cast<std::uint32_t>(word.value) == value) return std::string(word.word);
+  }
+  return fmt::format("{}", value);
 }
 
+// What a page asks for to get the table, in the words of `corvane print`.
 std::string Meaning(const TableIndices& indices) {
-  return fmt::format("{}; medium {}; {}; {}; {}", NameOf(kInkSetNames, indices[0]), indices[1] + 1,
-                     NameOf(kPreferenceNames, indices[2]), NameOf(kQualityNames, indices[3]),
-                     NameOf(kIntentNames, indices[4]));
+  const auto& [inkSet, medium, preference, quality, intent] = indices;
+  return fmt::format(
+      "{}, {}, {}, {}, {}", inkSet < std::size(kInkSetNames) ? kInkSetNames[inkSet] : "unused",
+      WordOf(kMediaType, medium + 1), WordOf(kColorPreference, preference == 1 ? 1 : 2),
+      WordOf(kPrintQuality, quality + 1), WordOf(kPageIntent, intent + 1));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -152,14 +163,14 @@ std::vector<Fault> FindFaults(TableFile& file) {
   return faults;
 }
 
-void PrintJson(const TableFile& file, const std::vector<Fault>& faults) {
+std::string ToJson(const TableFile& file, const std::vector<Fault>& faults) {
   ordered_json list = ordered_json::array();
   for (const Fault& fault : faults) {
     list.push_back({{"indices", fault.indices}, {"fault", fault.text}});
   }
   const ordered_json result = {
       {"file", file.Name()}, {"tables", file.Entries().size()}, {"faults", list}};
-  fmt::print("{}\n", result.dump(2));
+  return result.dump(2) + '\n';
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -183,19 +194,20 @@ std::vector<TableLine> ReadLines(TableFile& file) {
   return lines;
 }
 
-void PrintText(const TableFile& file, const std::vector<TableLine>& lines) {
-  fmt::print("{}: {} bytes, directory of {} bytes, {} tables\n", file.Name(), file.Bytes(),
-             file.DirectoryBytes(), lines.size());
+std::string ToText(const TableFile& file, const std::vector<TableLine>& lines) {
+  std::string text = fmt::format("{}: {} bytes, directory of {} bytes, {} tables\n", file.Name(),
+                                 file.Bytes(), file.DirectoryBytes(), lines.size());
   constexpr const char* kColumns = "{:<12}{:>9}{:>7}  {:<12}{:<12}{}\n";
-  fmt::print(kColumns, "indices", "offset", "size", "form", "key", "meaning");
+  text += fmt::format(kColumns, "indices", "offset", "size", "form", "key", "meaning");
   for (const TableLine& line : lines) {
-    fmt::print(kColumns, fmt::format("{}", fmt::join(line.entry.indices, " ")), line.entry.offset,
-               line.entry.size, NameOf(line.form), line.key.empty() ? "-" : line.key,
-               Meaning(line.entry.indices));
+    text += fmt::format(kColumns, fmt::format("{}", fmt::join(line.entry.indices, " ")),
+                        line.entry.offset, line.entry.size, NameOf(line.form),
+                        line.key.empty() ? "-" : line.key, Meaning(line.entry.indices));
   }
+  return text;
 }
 
-void PrintJson(const TableFile& file, const std::vector<TableLine>& lines) {
+std::string ToJson(const TableFile& file, const std::vector<TableLine>& lines) {
   ordered_json tables = ordered_json::array();
   for (const TableLine& line : lines) {
     tables.push_back({{"indices", line.entry.indices},
@@ -210,7 +222,7 @@ void PrintJson(const TableFile& file, const std::vector<TableLine>& lines) {
                                {"directoryBytes", file.DirectoryBytes()},
                                {"extents", file.Extents()},
                                {"tables", tables}};
-  fmt::print("{}\n", result.dump(2));
+  return result.dump(2) + '\n';
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -232,6 +244,7 @@ std::vector<std::vector<std::uint8_t>> BuildTables(const TableBuilder& builder,
   std::atomic<std::size_t> next = 0;
   const auto work = [&] {
     for (std::size_t i; (i = next++) < places.size();) {
+      ThrowIfInterrupted();
       stored[i] = Store(builder.Build(TableKeyOf(places[i])));
     }
   };
@@ -254,10 +267,12 @@ TableBuilder MakeBuilder(const TableBuildOptions& options) {
 }  // namespace
 
 int RunTableBuild(const TableBuildOptions& options) {
+  CatchInterrupts();
   const TableBuilder builder = MakeBuilder(options);
-  std::vector<int> places;           // of the tables that differ
-  std::map<int, std::size_t> known;  // where in `places` a place stands
-  std::vector<std::size_t> sources;  // of every table of the file
+  OutputFile output(options.output);  // first, for a place that cannot be written to shows early
+  std::vector<int> places;            // of the tables that differ
+  std::map<int, std::size_t> known;   // where in `places` a place stands
+  std::vector<std::size_t> sources;   // of every table of the file
   for (int place = 0; place < kTableCount; ++place) {
     const int representative = PlaceOf(builder.Representative(TableKeyOf(place)));
     const auto [found, isNew] = known.try_emplace(representative, places.size());
@@ -270,7 +285,6 @@ int RunTableBuild(const TableBuildOptions& options) {
   std::vector<const std::vector<std::uint8_t>*> stored;
   for (const std::size_t source : sources) stored.push_back(&distinct[source]);
   const std::vector<std::uint8_t> file = MakeTableFile(kTableExtents, stored);
-  OutputFile output(options.output);
   output.Write({reinterpret_cast<const char*>(file.data()), file.size()});
   output.Commit();
   if (!options.quiet) {
@@ -283,11 +297,7 @@ int RunTableBuild(const TableBuildOptions& options) {
 int RunTableShow(const TableFileOptions& options) {
   TableFile file(options.file);
   const std::vector<TableLine> lines = ReadLines(file);
-  if (options.json) {
-    PrintJson(file, lines);
-  } else {
-    PrintText(file, lines);
-  }
+  WriteOut(options.json ? ToJson(file, lines) : ToText(file, lines));
   return 0;
 }
 
@@ -295,14 +305,13 @@ int RunTableVerify(const TableFileOptions& options) {
   TableFile file(options.file);
   const std::vector<Fault> faults = FindFaults(file);
   if (options.json) {
-    PrintJson(file, faults);
+    WriteOut(ToJson(file, faults));
   } else if (faults.empty()) {
-    fmt::print("{}: {} tables, all sound\n", file.Name(), file.Entries().size());
-  } else {
-    for (const Fault& fault : faults) {
-      fmt::print(stderr, "corvane: {}: table {}: {}\n", file.Name(), NameOf(fault.indices),
-                 fault.text);
-    }
+    WriteOut(fmt::format("{}: {} tables, all sound\n", file.Name(), file.Entries().size()));
+  }
+  for (const Fault& fault : faults) {
+    fmt::print(stderr, "corvane: {}: table {}: {}\n", file.Name(), NameOf(fault.indices),
+               fault.text);
   }
   return faults.empty() ? 0 : 1;
 }
