@@ -39,6 +39,7 @@ void DescribeInk(FastPage& page, const KernelInk& ink, const RowState& state) {
   page.inputScale.lane[lane] = static_cast<std::uint16_t>(1u << ShiftOf(ink.group, state));
   page.dropSize.lane[lane] = ink.twoDrop ? kTwoDropUnit : kFullDrop;
   page.halfDecay.lane[lane] = ink.decay == ZeroLevelDecay::Half ? 0xFFFF : 0;
+  page.decayBits.lane[lane] = ink.decay == ZeroLevelDecay::Half ? 0x8001 : 0x801F;
   page.certainBit.lane[lane] = ink.twoDrop ? 0x80 : 0;
   const LevelRule* const rules = LevelRulesOf(ink.set);
   for (int level = 0; level < kLevelCount; ++level) {

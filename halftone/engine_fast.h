@@ -44,6 +44,7 @@ struct FastPage {
   LaneWords inputScale;  // 1 << shift
   LaneWords dropSize;
   LaneWords halfDecay;   // all ones: the error is halved at level 0
+  LaneWords decayBits;   // the sign and the bits of an error that its decay cuts off
   LaneWords certainBit;  // bit of a level that means a certain drop
 
   // By InkGroup and level, see PackRule.

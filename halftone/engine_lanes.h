@@ -251,7 +251,9 @@ CORVANE_INLINE __m128i JointPairs(__m128i levels) {
   return _mm_and_si128(_mm_cmpeq_epi8(_mm_min_epu8(larger, limit), larger), pairs);
 }
 
-// Bias and meta word (see PackRule) of each lane.
+// Bias and meta word (see PackRule) of each lane. In the lanes of pairs that decide jointly, the
+// meta word has kJointMark too, where byte shuffles do not look.
+constexpr std::uint32_t kJointMark = 0x10001000u;
 template <class V>
 struct LookUp {
   V bias;
@@ -427,7 +429,7 @@ CORVANE_INLINE void SetPixel(const FastPage& page, __m128i levels, V input, cons
   pixel.modulationFactor =
       And(Vec::template ShiftRightUnsigned<4>(lookUp.meta), Vec::Repeat(0x00070007u));
   if constexpr (kCoupled) {
-    const V apart = Equal(Vec::WidenMask(JointPairs(levels)), zero);
+    const V apart = Equal(And(lookUp.meta, Vec::Repeat(kJointMark)), zero);
     pixel.partner = Or(PartnerWords<V>(), apart);
   }
   if constexpr (kTwoDrop) {
@@ -455,44 +457,56 @@ struct Chain {
 };
 
 // Takes a half or a 32nd off the error in the lanes of level 0, so that the rest is rounded toward
-// zero: with y = error - 1 where it is not negative, y - (y >> s) is exact.
+// zero: error >> s rounds what is taken down, so a positive error that the shift cuts bits off
+// gives one more. `decayBits` are these bits of each lane, and the sign.
 template <class V>
-CORVANE_INLINE V Decay(V error, V zeroLevel, V halve) {
+CORVANE_INLINE V Decay(V error, V zeroLevel, V halve, V decayBits) {
   using Vec = Vector<V>;
-  const V y = Add(error, And(zeroLevel, Greater(error, Vec::Repeat(0xFFFFFFFFu))));
-  const V half = And(And(zeroLevel, halve), Vec::template ShiftRight<1>(y));
-  const V part = And(AndNot(halve, zeroLevel), Vec::template ShiftRight<5>(y));
-  return Sub(Sub(y, half), part);
+  const V less = Greater(And(error, And(zeroLevel, decayBits)), Vec::Repeat(0));
+  const V half = And(And(zeroLevel, halve), Vec::template ShiftRight<1>(error));
+  const V part = And(AndNot(halve, zeroLevel), Vec::template ShiftRight<5>(error));
+  return Sub(Add(error, less), Or(half, part));
 }
 
-// One binary pixel of all inks. `next` is the next pixel's input and entry.
+// One binary pixel of all inks. `next` is the next pixel's input and entry. The order of the sums
+// puts what is known last at their end.
 template <class V, bool kCoupled, bool kDecays>
 CORVANE_INLINE void Step(const FastPage& page, const Pixel<V>& pixel, V threshold, V next, V bit,
                          std::uint16_t* entryBehind, Chain<V>& chain) {
   using Vec = Vector<V>;
   V error = chain.error;
+  if constexpr (kDecays) {
+    // No error exceeds the largest number.
+    threshold = Or(threshold, And(pixel.zeroLevel, Vec::Repeat(0x7FFF7FFFu)));
+  }
   V drop;
+  V taken;  // by the drop, from what goes ahead
   if constexpr (kCoupled) {
-    // A joint decision compares the sum of the errors; the larger gets the drop. Saturation does
-    // not change either comparison.
+    // A joint decision compares the sum of the errors, and the larger gets the drop. The sum must
+    // not wrap; where the other comparison does, the sum is too low for any drop.
     const V partner = ShuffleBytes(error, pixel.partner);
-    V wins = Greater(error, SubSaturated(partner, Vec::Load(kSecondOfPair.lane)));
+    const V exceeds = Greater(AddSaturated(error, partner), threshold);
+    V wins = Greater(error, Sub(partner, Vec::Load(kSecondOfPair.lane)));
     if constexpr (kDecays) {
       // An ink that is not there leaves the drop to the second of the pair.
       const V second = Equal(Vec::Load(kSecondOfPair.lane), Vec::Repeat(0x00010001u));
       wins = Or(wins, And(second, ShuffleBytes(pixel.zeroLevel, PartnerWords<V>())));
     }
-    drop = And(Greater(AddSaturated(error, partner), threshold), wins);
+    drop = And(exceeds, wins);
+    taken = And(exceeds, And(wins, pixel.dropAhead));
   } else {
     drop = Greater(error, threshold);
+    taken = And(drop, pixel.dropAhead);
   }
   if constexpr (kDecays) {
-    drop = AndNot(pixel.zeroLevel, drop);
-    error = Decay(error, pixel.zeroLevel, Vec::Load(page.halfDecay.lane));
+    error = Decay(error, pixel.zeroLevel, Vec::Load(page.halfDecay.lane),
+                  Vec::Load(page.decayBits.lane));
   }
   const V below = pixel.shares.Below(error);
   const V behind = pixel.shares.Behind(error);
-  chain.error = Sub(Sub(Add(error, next), And(drop, pixel.dropAhead)), Add(below, behind));
+  const V ahead = Add(error, next);
+  const V shared = Add(below, behind);
+  chain.error = kCoupled ? Sub(Sub(ahead, shared), taken) : Sub(Sub(ahead, taken), shared);
   Vec::Store(entryBehind, Add(chain.below, Sub(behind, And(drop, pixel.dropBehind))));
   chain.below = Sub(below, And(drop, pixel.dropBelow));
   chain.drops = Or(chain.drops, And(drop, bit));

@@ -250,10 +250,16 @@ CORVANE_INLINE LookUp<V> GetLookUp(const FastPage& page, bool kept, __m128i leve
                                    std::uint16_t* stored) {
   if (kept) return {Vector<V>::Load(stored), Vector<V>::Load(stored + Vector<V>::kLanes)};
   if constexpr (kCoupled) {
+    // Pairs that decide jointly are looked up at the sum of their levels.
+    const __m128i joint = JointPairs(levels);
     const __m128i partner = _mm_shuffle_epi8(levels, PartnerBytes());
-    levels = _mm_add_epi8(levels, _mm_and_si128(partner, JointPairs(levels)));
+    LookUp<V> lookUp = LookUpRules<V>(page, _mm_add_epi8(levels, _mm_and_si128(partner, joint)));
+    const V mark = And(Vector<V>::WidenMask(joint), Vector<V>::Repeat(kJointMark));
+    lookUp.meta = Or(lookUp.meta, mark);
+    return lookUp;
+  } else {
+    return LookUpRules<V>(page, levels);
   }
-  return LookUpRules<V>(page, levels);
 }
 
 // What goes on from pass to pass and row to row, by lane.
