@@ -38,6 +38,11 @@ void WriteOut(const std::string& text) {
   output.Commit();
 }
 
+// A file's name need not be UTF-8, which JSON text has to be.
+std::string ToText(const ordered_json& value) {
+  return value.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
+}
+
 // ---------------------------------------------------------------------------------------------
 // Names of index values
 
@@ -170,7 +175,7 @@ std::string ToJson(const TableFile& file, const std::vector<Fault>& faults) {
   }
   const ordered_json result = {
       {"file", file.Name()}, {"tables", file.Entries().size()}, {"faults", list}};
-  return result.dump(2) + '\n';
+  return ToText(result);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -222,7 +227,7 @@ std::string ToJson(const TableFile& file, const std::vector<TableLine>& lines) {
                                {"directoryBytes", file.DirectoryBytes()},
                                {"extents", file.Extents()},
                                {"tables", tables}};
-  return result.dump(2) + '\n';
+  return ToText(result);
 }
 
 // ---------------------------------------------------------------------------------------------
