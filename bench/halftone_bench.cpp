@@ -27,7 +27,7 @@ constexpr int kSweeps = 7;
 
 using Row = std::vector<std::uint8_t>;
 
-enum class Content { Photo, Flat, White };
+enum class Content { Photo, Text, Flat, White };
 
 // Smooth fields with grain and edges; dark inks and black are absent from the lighter parts.
 Row PhotoRow(int y, std::mt19937& random) {
@@ -48,12 +48,30 @@ Row PhotoRow(int y, std::mt19937& random) {
   return row;
 }
 
+// Strokes of letters with grey edges on white, a different cut through them on every fourth row.
+Row TextRow(int y) {
+  std::mt19937 random(static_cast<unsigned>(y / 4));
+  Row row(std::size_t{kInkCount} * kWidth);
+  for (std::uint32_t x = 0; x < kWidth;) {
+    x += 4 + random() % 28;
+    const std::uint32_t end = std::min(x + 3 + static_cast<std::uint32_t>(random() % 8), kWidth);
+    for (std::uint32_t first = x; x < end; ++x) {
+      const bool edge = x == first || x + 1 == end;
+      const auto level = static_cast<std::uint8_t>(edge ? 40 + random() % 200 : 255);
+      for (int plane = 0; plane < kInkCount; ++plane) row[std::size_t{kWidth} * plane + x] = level;
+    }
+  }
+  return row;
+}
+
 std::vector<Row> MakeRows(Content content) {
   std::mt19937 random(1);
   std::vector<Row> rows;
   for (int y = 0; y < kRows; ++y) {
     if (content == Content::Photo) {
       rows.push_back(PhotoRow(y, random));
+    } else if (content == Content::Text) {
+      rows.push_back(TextRow(y));
     } else {
       Row row(std::size_t{kInkCount} * kWidth);
       for (int plane = 0; plane < kInkCount && content == Content::Flat; ++plane) {
@@ -144,10 +162,13 @@ void RegisterAll() {
       {K2QDSD_25, 2, false, 2, 2, 2},
       {K2QDSD_6_25, 4, true, 0, 0, 0},
   };
-  const std::pair<const char*, Content> contents[] = {
-      {"photo", Content::Photo}, {"flat", Content::Flat}, {"white", Content::White}};
+  const std::pair<const char*, Content> contents[] = {{"photo", Content::Photo},
+                                                      {"text", Content::Text},
+                                                      {"flat", Content::Flat},
+                                                      {"white", Content::White}};
   for (const Setting& setting : settings) {
     for (const auto& [contentName, content] : contents) {
+      if (content == Content::Text && KernelOf(setting.kernel).inkCount > 1) continue;
       for (const CpuLevel level : kCpuLevels) {
         if (level == CpuLevel::Plain || level > DetectedCpuLevel()) continue;
         const std::string name = std::string("halftone/") + KernelOf(setting.kernel).name + "/" +

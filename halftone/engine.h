@@ -63,6 +63,13 @@ void SyncErrorRows(const RowState& state);
 // The same as RunKernel on the plain engine, with the error lines in ErrorRows.
 std::uint32_t RunKernelPlain(const Kernel& kernel, const RowState& state);
 
+// A stretch of one pass of the plain engine, for an ink without partner and of one drop at most:
+// `count` contone pixels from `first` on, forward or backward, from modulation phase `phase` on.
+// Neither clears the line nor folds the guard; the entry behind the first visited pixel gets its
+// share.
+void DiffuseSpanPlain(const KernelInk& ink, const RowState& state, bool forward,
+                      std::uint32_t first, std::uint32_t count, std::uint32_t phase);
+
 // The left shift of an ink group's levels.
 std::uint32_t ShiftOf(InkGroup group, const RowState& state);
 

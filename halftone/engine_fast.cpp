@@ -5,45 +5,63 @@
 #include <new>
 
 #include "halftone/engine.h"
+#include "halftone/engine_segments.h"
 
 namespace corvane {
 namespace {
 
 using RunRowFunction = void (*)(FastPage&, const RowState&);
 
-RunRowFunction RunRowOf(CpuLevel level) {
+RunRowFunction RunRowOf(CpuLevel level, bool inSegments) {
 #ifdef CORVANE_HAS_SIMD
   switch (level) {
     case CpuLevel::Sse4:
-      return sse4::RunRow;
+      return inSegments ? sse4::RunSegmentRow : sse4::RunRow;
     case CpuLevel::Avx2:
-      return avx2::RunRow;
+      return inSegments ? avx2::RunSegmentRow : avx2::RunRow;
     case CpuLevel::Avx512:
-      return avx512::RunRow;
+      return inSegments ? avx512::RunSegmentRow : avx512::RunRow;
     case CpuLevel::Plain:
       break;
   }
 #endif
   static_cast<void>(level);
+  static_cast<void>(inSegments);
   return nullptr;
 }
 
 int LaneCount(const FastPage& page) { return page.wide ? 16 : 8; }
 
-void DescribeInk(FastPage& page, const KernelInk& ink, const RowState& state) {
-  const int lane = LaneOf(ink.ink);
-  page.wide |= lane >= 8;
-  page.coupled |= ink.partner != kNoPartner;
-  page.twoDrop |= ink.twoDrop;
+void DescribeLane(FastPage& page, int lane, const KernelInk& ink, const RowState& state) {
   page.inputMask.lane[lane] = ink.twoDrop ? 0x7F : 0xFF;
   page.inputScale.lane[lane] = static_cast<std::uint16_t>(1u << ShiftOf(ink.group, state));
   page.dropSize.lane[lane] = ink.twoDrop ? kTwoDropUnit : kFullDrop;
   page.halfDecay.lane[lane] = ink.decay == ZeroLevelDecay::Half ? 0xFFFF : 0;
   page.decayBits.lane[lane] = ink.decay == ZeroLevelDecay::Half ? 0x8001 : 0x801F;
   page.certainBit.lane[lane] = ink.twoDrop ? 0x80 : 0;
+}
+
+void DescribeInk(FastPage& page, const KernelInk& ink, const RowState& state) {
+  const int lane = LaneOf(ink.ink);
+  page.wide |= lane >= 8;
+  page.coupled |= ink.partner != kNoPartner;
+  page.twoDrop |= ink.twoDrop;
+  DescribeLane(page, lane, ink, state);
   const LevelRule* const rules = LevelRulesOf(ink.set);
   for (int level = 0; level < kLevelCount; ++level) {
     page.rules[static_cast<int>(ink.group)][level] = PackRule(rules[level]);
+  }
+}
+
+// All lanes are of one ink.
+void DescribeSegments(FastPage& page, const KernelInk& ink, const RowState& state) {
+  for (int lane = 0; lane < kMaxLanes; ++lane) DescribeLane(page, lane, ink, state);
+  const LevelRule& zero = LevelRulesOf(ink.set)[0];
+  page.halvesBeside = ink.decay == ZeroLevelDecay::Half &&
+                      zero.weights == static_cast<std::uint8_t>(kHalvedWeights);
+  if (page.halvesBeside) {
+    constexpr std::uint32_t kMeta = kHalvedClass << 8 | kHalvedClass;  // without any modulation
+    page.rules[static_cast<int>(ink.group)][0] = kMeta << 16 | 0x7FFF;
   }
 }
 
@@ -66,11 +84,27 @@ class BlockLayout {
   std::uint64_t size_ = 0;
 };
 
+void PlaceSegments(FastPage& page, BlockLayout& layout) {
+  const std::uint64_t pixels = kLeadLength / page.numPix + page.width / kSegments + 1;
+  const std::uint64_t length = std::uint64_t{page.width} * page.numPix / kSegments + 1;
+  SegmentBuffers& segments = page.segments;
+  layout.Place(segments.levels, pixels * kSegments);
+  layout.Place(segments.entries, (kLeadLength + length) * kSegments * 2);
+  layout.Place(segments.shares, (1 + length) * 2 * kSegments * 2);
+  layout.Place(segments.drops, length / 8 * 2 * kSegments);
+  layout.Place(segments.bits, length + 16);
+  layout.Place(segments.modulation, std::uint64_t{kModulationLength + 8} * kSegments * 2);
+}
+
 std::uint64_t LayOut(FastPage& page, std::byte* start) {
   constexpr std::uint64_t kPadding = 16;  // pixels: rows are worked on 16 at a time
   const std::uint64_t lanes = LaneCount(page);
   const std::uint64_t binaryWidth = std::uint64_t{page.numPix} * page.width;
   BlockLayout layout(start);
+  if (page.inSegments) {
+    PlaceSegments(page, layout);
+    return layout.size();
+  }
   layout.Place(page.line, (binaryWidth + 2) * lanes * 2);
   layout.Place(page.planes, std::uint64_t{page.width} * kInkCount);
   layout.Place(page.levels, (page.width + 2 + kPadding) * lanes);
@@ -115,7 +149,8 @@ void TakeLines(FastPage& page, const RowState& state) {
 }  // namespace
 
 FastPage* NewFastPage(const Kernel& kernel, const RowState& state, CpuLevel level) {
-  const RunRowFunction runRow = RunRowOf(level);
+  const bool inSegments = SegmentsFit(kernel, state);
+  const RunRowFunction runRow = RunRowOf(level, inSegments);
   if (runRow == nullptr) return nullptr;
   std::unique_ptr<FastPage> page(new (std::nothrow) FastPage());
   if (page == nullptr) return nullptr;
@@ -123,7 +158,9 @@ FastPage* NewFastPage(const Kernel& kernel, const RowState& state, CpuLevel leve
   page->numPix = state.NumPix;
   page->width = state.width;
   page->runRow = runRow;
+  page->inSegments = inSegments;
   for (int i = 0; i < kernel.inkCount; ++i) DescribeInk(*page, kernel.inks[i], state);
+  if (inSegments) DescribeSegments(*page, kernel.inks[0], state);
   for (int i = 0; i < kModulationLength + 8; ++i) {
     page->modulation[i] = static_cast<std::uint32_t>(kModulation[i % kModulationLength]) * 0x10001u;
   }
@@ -135,7 +172,9 @@ void DeleteFastPage(FastPage* page) { delete page; }
 
 void SyncErrorRows(const RowState& state) {
   FastPage* const page = state.fastPage;
-  if (page == nullptr || !page->holdsLines) return;
+  if (page == nullptr) return;
+  page->linesEmpty = false;  // as far as is known when they come back
+  if (!page->holdsLines) return;
   const std::size_t lanes = LaneCount(*page);
   const std::size_t entries = LineEntries(*page);
   for (int i = 0; i < page->kernel->inkCount; ++i) {
@@ -152,7 +191,7 @@ void SyncErrorRows(const RowState& state) {
 std::uint32_t RunKernel(const Kernel& kernel, const RowState& state) {
   FastPage* const page = state.fastPage;
   if (page == nullptr) return RunKernelPlain(kernel, state);
-  if (!page->holdsLines) TakeLines(*page, state);
+  if (!page->holdsLines && !page->inSegments) TakeLines(*page, state);
   const std::uint32_t rowBytes = ClearOutput(kernel, state);
   page->runRow(*page, state);
   return rowBytes;

@@ -15,6 +15,7 @@
 
 #include "halftone/engine.h"
 #include "halftone/threshold_tables.h"
+#include "halftone/weight_maps.h"
 
 namespace corvane {
 
@@ -28,6 +29,18 @@ inline constexpr int kMaxLanes = 16;
 // A 16-bit value for each lane.
 struct alignas(32) LaneWords {
   std::uint16_t lane[kMaxLanes];
+};
+
+// The arrays of a page whose rows are worked on in segments (see engine_segments.h). "Of 8" is one
+// for each segment, "of 16" one for each of their two guesses.
+struct SegmentBuffers {
+  std::uint8_t* levels;       // of 8, the contone pixels of the lead, then those of the segment
+  std::uint16_t* entries;     // of 8, the entries of the error line, likewise
+  std::uint16_t* shares;      // of 16, the new entries, after that of the pixel before
+  std::uint8_t* drops;        // of 16, a byte for every 8 binary pixels
+  std::uint8_t* bits;         // the drops of a pass in the order of the plane
+  std::uint16_t* modulation;  // of 8, by the phase of the first segment
+  std::uint32_t modulationLength;  // binary pixels of the segments that it was made for
 };
 
 struct FastPage {
@@ -60,6 +73,10 @@ struct FastPage {
   std::uint8_t* drops;     // drops decided, a byte a lane for every 8 binary pixels
   std::uint8_t* certain;   // drops that are certain, likewise (two-drop inks only)
 
+  bool inSegments;    // rows are worked on in segments; of the arrays above there is none
+  bool halvesBeside;  // level 0 has kHalvedClass, and a threshold that nothing exceeds
+  SegmentBuffers segments;
+
   bool holdsLines;    // the error lines are here, not in ErrorRows
   bool linesEmpty;    // all their entries are zero; meaningful while they are here
   bool keepsLookUps;  // levels and look-ups hold pixels keptFirst..keptEnd - 1
@@ -68,6 +85,10 @@ struct FastPage {
 
   std::unique_ptr<std::byte[]> block;
 };
+
+// Class of shares, behind those of the weight maps: what kHalvedWeights take of half the error.
+inline constexpr WeightClass kHalvedWeights = WeightClass::E4_2E4;
+inline constexpr int kHalvedClass = kWeightClassCount;
 
 // A level's rule in 32 bits: the bias below, the meta word above. Its high byte is the index of
 // the shares; so is its low byte, with the factor of the modulation (1, 2, 4) above it.

@@ -309,6 +309,8 @@ constexpr ClassTable MakeShiftTable(Term term) {
   for (int i = 0; i < kWeightClassCount; ++i) {
     table.byClass[i] = ShiftOfTerm(kErrorWeights[i], term);
   }
+  const std::uint8_t shift = ShiftOfTerm(kErrorWeights[static_cast<int>(kHalvedWeights)], term);
+  table.byClass[kHalvedClass] = static_cast<std::uint8_t>(shift == 0 ? 0 : shift + 1);
   return table;
 }
 constexpr ClassTable MakeFactorTable(Term term) {

@@ -264,6 +264,21 @@ void RunPass(const Kernel& kernel, const RowState& state) {
 
 }  // namespace
 
+void DiffuseSpanPlain(const KernelInk& ink, const RowState& state, bool forward,
+                      std::uint32_t first, std::uint32_t count, std::uint32_t phase) {
+  const InkRow row = MakeInkRow(ink, state);
+  Pass pass{};
+  pass.firstPixel = forward ? first : first + count - 1;
+  pass.pixelCount = count;
+  pass.numPix = state.NumPix;
+  pass.phase = phase % kModulationLength;
+  if (forward) {
+    DiffuseInk<+1>(row, pass);
+  } else {
+    DiffuseInk<-1>(row, pass);
+  }
+}
+
 std::uint32_t RunKernelPlain(const Kernel& kernel, const RowState& state) {
   const std::uint32_t rowBytes = ClearOutput(kernel, state);
   const RowPasses passes = PassesOf(kernel, state);
