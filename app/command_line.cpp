@@ -14,6 +14,7 @@
 #include "app/replay.h"
 #if defined(CORVANE_IMAGES)
 #include "app/paper.h"
+#include "app/preview.h"
 #include "app/print.h"
 #include "app/print_settings.h"
 #include "app/swaths.h"
@@ -180,6 +181,48 @@ void AddDiagnostics(CLI::App& command, PrintOptions& options) {
       ->group("Diagnostics");
 }
 
+void AddPreviewOptions(CLI::App& command, PreviewOptions& options, const std::string& prefix) {
+  command
+      .add_option("--ink-map", options.inkMap,
+                  "Draws the ink per area: white none, yellow the medium's limit, red above it")
+      ->type_name("FILE")
+      ->group("Preview");
+  command
+      .add_option("--" + prefix + "dpi", options.dpi,
+                  "Of the preview; else 150, and 2400 of a part of the page")
+      ->check(CLI::Range(10.0, 4800.0))
+      ->type_name("DPI")
+      ->group("Preview");
+  command
+      .add_option("--" + prefix + "zoom", options.zoom,
+                  "Shows a part of the page dot by dot, in millimetres")
+      ->type_name("X,Y,W,H")
+      ->group("Preview");
+  command
+      .add_option("--inks", options.inks,
+                  "Ink data (examples/inks.json); without it the built-in set")
+      ->type_name("FILE")
+      ->group("Preview");
+  command.add_option("--" + prefix + "only", options.only, "Shows these inks alone, as C,c,K")
+      ->type_name("INKS")
+      ->group("Preview");
+}
+
+void AddPreview(CLI::App& app, Command* chosen) {
+  auto options = std::make_shared<PreviewCommandOptions>();
+  CLI::App* command = app.add_subcommand(
+      "preview", "Draws printed planes as the inks would look on paper: a model, not a proof");
+  command->add_option("SEPARATIONS", options->separations, "TIFF file of corvane print")
+      ->required()
+      ->type_name("FILE");
+  command->add_option("-o,--output", options->preview.picture, "PNG file")->type_name("FILE");
+  command->add_option("--media", options->media, "Media type: " + SettingChoices(kMediaType))
+      ->type_name("WORD")
+      ->capture_default_str();
+  AddPreviewOptions(*command, options->preview, "");
+  command->callback([=] { *chosen = [options] { return RunPreview(*options); }; });
+}
+
 void AddPrint(CLI::App& app, Command* chosen) {
   auto options = std::make_shared<PrintOptions>();
   auto fit = std::make_shared<bool>(true);
@@ -207,6 +250,12 @@ void AddPrint(CLI::App& app, Command* chosen) {
   command->add_flag("--json", options->json, "The summary as JSON");
   AddPageSettings(*command, *options);
   AddPlacing(*command, *options, *fit);
+  command
+      ->add_option("--preview", options->preview.picture,
+                   "Draws the printed dots as they would look: a model, not a proof (PNG)")
+      ->type_name("FILE")
+      ->group("Preview");
+  AddPreviewOptions(*command, options->preview, "preview-");
   AddDiagnostics(*command, *options);
   command->callback([=] { *chosen = [options, fit] { return RunPrint(*options); }; });
 }
@@ -245,6 +294,7 @@ int RunCommandLine(int argc, char** argv) {
   Command chosen;
 #if defined(CORVANE_IMAGES)
   AddPrint(app, &chosen);
+  AddPreview(app, &chosen);
 #endif
   AddModes(app, &chosen);
   AddReplay(app, &chosen);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/output_tiff.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -26,6 +28,7 @@ enum Tag : std::uint16_t {
   kCompression = 259,
   kPhotometric = 262,
   kDocumentName = 269,
+  kImageDescription = 270,
   kStripOffsets = 273,
   kOrientation = 274,
   kSamplesPerPixel = 277,
@@ -251,6 +254,9 @@ void TiffSink::WriteDirectories() {
     directory.Short(kCompression, kAdobeDeflate);
     directory.Short(kPhotometric, kMinIsWhite);
     directory.Text(kDocumentName, page_.title);
+    directory.Text(kImageDescription, fmt::format("Print mode {} {}, alternate mode {}",
+                                                  static_cast<int>(page_.mode->descriptor),
+                                                  page_.mode->name, page_.alternateMode));
     directory.Offsets(kStripOffsets, plane.offsets);
     directory.Short(kOrientation, 1);
     directory.Short(kSamplesPerPixel, 1);

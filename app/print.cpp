@@ -24,6 +24,7 @@
 #include "app/output_raw.h"
 #include "app/output_staged.h"
 #include "app/output_tiff.h"
+#include "app/preview_sink.h"
 #include "app/print_drops.h"
 #include "app/print_page.h"
 #include "app/print_planes.h"
@@ -101,8 +102,9 @@ bool IsFolder(const std::string& output) {
 
 struct PlannedPage {
   PageJob job;
-  fs::path base;  // of its files, without the extension
-  fs::path path;  // of its printhead data
+  fs::path base;   // of its files, without the extension
+  fs::path path;   // of its printhead data
+  int number = 0;  // among the pages of the command, from 1; 0: the only one
 };
 
 std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettings& settings,
@@ -137,6 +139,9 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
   const std::string extension = options.format == "raw" ? ".raw" : ".tif";
   const bool folder = IsFolder(options.output);
   std::map<std::string, int> total, used;
+  for (std::size_t i = 0; i < pages.size() && pages.size() > 1; ++i) {
+    pages[i].number = static_cast<int>(i) + 1;
+  }
   const auto stem = [&](const PlannedPage& page) {
     return folder ? fs::path(options.output) / fs::path(page.job.image).stem()
                   : fs::path(options.output).replace_extension();
@@ -161,11 +166,20 @@ int EncoderThreads(int jobs) {
   return std::clamp(cores / jobs, 1, 8);
 }
 
+// "a.png" as "a-001.png" for the first of several pages, number 1; as it is for number 0.
+fs::path Numbered(const fs::path& file, int number) {
+  if (number == 0) return file;
+  fs::path numbered = file;
+  numbered.replace_extension();
+  numbered += fmt::format("-{:03}", number);
+  return numbered += file.extension();
+}
+
 // The sinks of one page.
 class PageFiles {
  public:
-  PageFiles(const PrintOptions& options, const PlannedPage& page, OutputStage& stage,
-            PageReceivers& receivers) {
+  PageFiles(const PrintOptions& options, const PreviewSettings& preview, const PlannedPage& page,
+            OutputStage& stage, PageReceivers& receivers) {
     const int threads = EncoderThreads(options.jobs);
     const auto add = [&](const fs::path& path) -> StagedFile& {
       names_.push_back(path.string());
@@ -181,6 +195,7 @@ class PageFiles {
       Take(receivers.contone,
            std::make_unique<TiffSink>(add(fs::path(page.base) += "-contone.tif"), threads));
     }
+    AddPreview(options.preview, preview, page.number, add, receivers);
     receivers.binary.push_back(&drops_);
   }
 
@@ -188,6 +203,17 @@ class PageFiles {
   const DropCounter::Counts& Drops() const { return drops_.Drops(); }
 
  private:
+  template <typename Add>
+  void AddPreview(const PreviewOptions& options, const PreviewSettings& settings, int number,
+                  Add add, PageReceivers& receivers) {
+    const auto create = [&](const std::string& file) {
+      return file.empty() ? nullptr : &add(Numbered(file, number));
+    };
+    StagedFile *picture = create(options.picture), *inkMap = create(options.inkMap);
+    if (picture == nullptr && inkMap == nullptr) return;
+    Take(receivers.binary, std::make_unique<PreviewSink>(settings, picture, inkMap));
+  }
+
   void Take(std::vector<PageSink*>& sinks, std::unique_ptr<PageSink> sink) {
     sinks.push_back(sink.get());
     sinks_.push_back(std::move(sink));
@@ -218,6 +244,7 @@ class PrintRun {
       : options_(options),
         pages_(std::move(pages)),
         setup_(SetupFrom(options, colorTable)),
+        preview_(PreviewSettingsOf(options.preview, pages_[0].job.settings.mediaType - 1)),
         stage_(FolderOf(options)),
         progress_("printing", InputRows(), !options.quiet && !options.json) {
     report_.pages.resize(pages_.size());
@@ -271,7 +298,7 @@ class PrintRun {
   void PrintOne(std::size_t index) {
     const PlannedPage& page = pages_[index];
     PageReceivers receivers;
-    PageFiles files(options_, page, stage_, receivers);
+    PageFiles files(options_, preview_, page, stage_, receivers);
     receivers.progress = [this](std::uint32_t rows) {
       if (failed_) throw Stopped();
       progress_.Advance(rows);
@@ -287,13 +314,17 @@ class PrintRun {
     printed.page = page.job.page;
     printed.files = files.Names();
     printed.shape = ShapeOf(page.job);
-    printed.drops = files.Drops();
+    printed.inkUse = InkUseOf(printed.shape, files.Drops(), preview_.inks);
+    if (!options_.preview.picture.empty() || !options_.preview.inkMap.empty()) {
+      printed.note = PreviewNote(preview_);
+    }
   }
 
   const PrintOptions& options_;
   std::vector<PlannedPage> pages_;
   PluginLibrary library_;
   ChainSetup setup_;
+  PreviewSettings preview_;
   OutputStage stage_;
   std::unique_ptr<ScriptRecorder> recorder_;
   Progress progress_;

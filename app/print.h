@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "app/preview.h"
+
 namespace corvane {
 
 // The command `corvane print`, as it was typed; texts are checked by RunPrint.
@@ -27,6 +29,8 @@ struct PrintOptions {
   bool landscape = false;
   double scalePercent = 0;  // 0: fit
   std::string tags;
+
+  PreviewOptions preview;
 
   std::string colorTable;   // empty: the one that comes with the program
   std::string diagnostics;  // folder of the plug-in's diagnostic files; empty: none

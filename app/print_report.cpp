@@ -31,26 +31,24 @@ std::string Grouped(std::uint64_t number) {
   return text;
 }
 
-bool IsPrinted(const PageShape& shape, Ink ink) {
-  return std::any_of(shape.planes.begin(), shape.planes.end(),
-                     [&](const PlaneShape& plane) { return plane.ink == ink; });
-}
-
 std::string PageText(const PrintedPage& page) {
   const PageShape& shape = page.shape;
   std::string text = fmt::format(
-      "{}\n  mode {} {}{}: {} x {} pixels at {:.0f} x {:.0f} dpi, {} {}\n  drops",
+      "{}\n  mode {} {}{}: {} x {} pixels at {:.0f} x {:.0f} dpi, {} {}\n",
       fmt::join(page.files, ", "), static_cast<int>(shape.mode->descriptor), shape.mode->name,
       shape.alternateMode == 0 ? "" : fmt::format(" (alternate {})", shape.alternateMode),
       shape.planes[0].width, shape.rows, shape.planes[0].horizontalDpi, shape.verticalDpi,
       shape.planes.size(), shape.planes.size() == 1 ? "plane" : "planes");
-  for (int i = 0; i < kInkCount; ++i) {
-    if (IsPrinted(shape, static_cast<Ink>(i))) {
-      text +=
-          fmt::format("  {} {}", kInkNames[i], Grouped(page.drops[static_cast<std::size_t>(i)]));
-    }
+  double total = 0;
+  for (const InkUse& use : page.inkUse) {
+    total += use.nanolitres;
+    text += fmt::format("  {:<2} {:>13} drops {:>7.2f} % {:>10.1f} nl\n",
+                        kInkNames[static_cast<int>(use.ink)], Grouped(use.drops), use.percent,
+                        use.nanolitres);
   }
-  return text + '\n';
+  text += fmt::format("  ink in all {:.1f} nl\n", total);
+  if (!page.note.empty()) text += fmt::format("  preview: {}\n", page.note);
+  return text;
 }
 
 }  // namespace
@@ -69,12 +67,15 @@ std::string ReportJson(const PrintReport& report) {
   using Json = nlohmann::ordered_json;
   Json pages = Json::array();
   for (const PrintedPage& page : report.pages) {
-    Json planes = Json::array(), drops = Json::object();
+    Json planes = Json::array(), drops = Json::object(), inks = Json::object();
     for (const PlaneShape& plane : page.shape.planes) {
       planes.push_back(
           {{"name", plane.name}, {"width", plane.width}, {"horizontalDpi", plane.horizontalDpi}});
-      const char* ink = kInkNames[static_cast<int>(plane.ink)];
-      drops[ink] = page.drops[static_cast<std::size_t>(plane.ink)];
+    }
+    for (const InkUse& use : page.inkUse) {
+      const char* ink = kInkNames[static_cast<int>(use.ink)];
+      drops[ink] = use.drops;
+      inks[ink] = {{"drops", use.drops}, {"percent", use.percent}, {"nanolitres", use.nanolitres}};
     }
     pages.push_back({{"image", page.image},
                      {"page", page.page + 1},
@@ -85,7 +86,8 @@ std::string ReportJson(const PrintReport& report) {
                      {"rows", page.shape.rows},
                      {"verticalDpi", page.shape.verticalDpi},
                      {"planes", planes},
-                     {"drops", drops}});
+                     {"drops", drops},
+                     {"inks", inks}});
   }
   const Json json = {{"pages", pages},
                      {"seconds", report.seconds},

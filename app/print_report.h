@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "app/ink_use.h"
 #include "app/page_sink.h"
-#include "app/print_drops.h"
 
 namespace corvane {
 
@@ -15,7 +15,8 @@ struct PrintedPage {
   int page = 0;  // of the image, from 0
   std::vector<std::string> files;
   PageShape shape;
-  DropCounter::Counts drops = {};
+  std::vector<InkUse> inkUse;
+  std::string note;  // of the preview; empty: there is none
 };
 
 struct PrintReport {

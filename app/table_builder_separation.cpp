@@ -36,6 +36,10 @@ Crossover CrossoverOf(double strength, double end) {
   return {0.6 * strength, std::min(1.2 * strength, 0.8), 0.85, end};
 }
 
+// Light inks give way where the total would pass this part of the ink limit: dark inks do with
+// less.
+constexpr double kLightInkRoom = 0.75;
+
 // Where the search for dye amounts begins.
 constexpr Triple kStart = {0.3, 0.3, 0.3};
 
@@ -130,14 +134,14 @@ InkAmounts Separator::Split(const Triple& dyes, double black, double lightUse) c
   return amounts;
 }
 
-// The largest use of light inks with which these dyes stay inside the ink limit.
+// The largest use of light inks that leaves these dyes some room below the ink limit.
 double Separator::LightUse(const Triple& dyes, double black) const {
-  const double most = TotalInk(Split(dyes, black, 1.0));
-  if (most <= rules_.inkLimit) return 1.0;
+  const double room = kLightInkRoom * rules_.inkLimit;
+  if (TotalInk(Split(dyes, black, 1.0)) <= room) return 1.0;
   double low = 0.0, high = 1.0;
   for (int step = 0; step < 14; ++step) {
     const double middle = (low + high) / 2.0;
-    (TotalInk(Split(dyes, black, middle)) <= rules_.inkLimit ? low : high) = middle;
+    (TotalInk(Split(dyes, black, middle)) <= room ? low : high) = middle;
   }
   return low;
 }
