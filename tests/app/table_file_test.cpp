@@ -10,6 +10,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "app/default_table.h"
 #include "app/failure.h"
 #include "app/table_command.h"
 #include "app/table_encoder.h"
@@ -160,6 +161,14 @@ TEST_F(TableFileTest, VerifyFindsEachFault) {
     EXPECT_EQ(summary.empty(), *problem != 0);
     EXPECT_EQ(told.find(path + ": ") != std::string::npos, *problem != 0);
   }
+}
+
+TEST_F(TableFileTest, TheDefaultFileIsWholeAndSound) {
+  TableFile file(DefaultColorTable());
+  EXPECT_EQ(file.Extents(), kTableExtents);
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(RunTableVerify({file.Name(), false}), 0);
+  ::testing::internal::GetCapturedStdout();
 }
 
 TEST_F(TableFileTest, ASingleTableNeedsNoDirectory) {
