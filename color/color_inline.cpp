@@ -14,6 +14,9 @@
 
 using corvane::ForwardMessage;
 using corvane::kStandardGroup;
+using corvane::PageInt;
+using corvane::PageNumber;
+using corvane::PageNumber16;
 using corvane::PrintMode;
 using corvane::SendError;
 
@@ -32,18 +35,6 @@ constexpr const char* kCreationText = "Cannot create Color Object.";
 
 constexpr std::int32_t kLastRasterFormat = 7;
 constexpr std::uint32_t kContoneRasterFormat = 8;
-
-std::int32_t PageInt(const ZCOM::PROPERTIES& page, const char* key) {
-  int value = 0;
-  page.GetProperty(key, &value, 0, kStandardGroup);
-  return value;
-}
-
-std::uint32_t PageNumber(const ZCOM::PROPERTIES& page, const char* key) {
-  unsigned long value = 0;
-  page.GetProperty(key, &value, 0ul, kStandardGroup);
-  return static_cast<std::uint32_t>(value);
-}
 
 // Output rows per inch; 0 for the modes that print every input row once.
 std::uint32_t OutputRowsPerInch(const PrintMode& mode, unsigned short useAlternateModes) {
@@ -130,8 +121,7 @@ unsigned long EColorInline::StartPage(QStartPage* page) {
   if (!SelectInkSet()) return 0;
   if (LoadTables(page) != Step::Done) return 0;
   if (AllocateRowBuffer() != Step::Done) return 0;
-  if (GetNumPix(static_cast<unsigned short>(PageNumber(page->Properties, "UseAlternateModes"))) ==
-      0) {
+  if (GetNumPix(PageNumber16(page->Properties, "UseAlternateModes")) == 0) {
     SendCreationError();
     return 0;
   }

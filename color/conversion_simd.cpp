@@ -4,9 +4,8 @@
 // writes, eight pixels at a time:
 //
 // - The six tetrahedra need no case distinction: the way through the cell goes along the axis of
-// the
-//   largest fraction first and along that of the smallest last. Where fractions are equal, the node
-//   between them has weight 0, so either order gives the same sum.
+//   the largest fraction first and along that of the smallest last. Where fractions are equal, the
+//   node between them has weight 0, so either order gives the same sum.
 // - Node weights add up to 256 and nodes are bytes: every sum fits 16 bits without a sign.
 // - Places and weights of the next block are computed before this block is mixed, so that the loads
 //   of one and the arithmetic of the other overlap.

@@ -65,18 +65,6 @@ RasterFilterBase* NewFilter(FilterKind kind) {
   return nullptr;
 }
 
-std::uint32_t ReadNumber(const ZCOM::PROPERTIES& bag, const char* key) {
-  unsigned long value = 0;
-  bag.GetProperty(key, &value, 0ul, kStandardGroup);
-  return static_cast<std::uint32_t>(value);
-}
-
-std::uint16_t ReadShort(const ZCOM::PROPERTIES& bag, const char* key) {
-  unsigned short value = 0;
-  bag.GetProperty(key, &value, static_cast<unsigned short>(0), kStandardGroup);
-  return value;
-}
-
 // How much finer a slot of the printhead prints than the input is; a slot of 4800 dpi gets half of
 // that, as the filters' own doubling comes on top.
 std::uint32_t HorizontalFactor(std::uint32_t slotResolution, std::uint32_t inputResolution) {
@@ -88,12 +76,10 @@ std::uint32_t HorizontalFactor(std::uint32_t slotResolution, std::uint32_t input
 // `inputResolution` and `planes` are not 0.
 bool FindFilterBufferSize(const QStartPage& page, std::uint8_t planes,
                           std::uint32_t inputResolution, std::uint32_t* size) {
-  const std::uint64_t width = std::uint64_t{ReadNumber(page.Properties, "PrintableWidth")} +
-                              ReadShort(page.Properties, "LeftOverSprayPixels") +
-                              ReadShort(page.Properties, "RightOverSprayPixels");
+  const std::uint64_t width = PageWidthWithOverspray(page.Properties);
   const char* slot = planes == 1 ? "Slot2HorizontalRes" : "Slot1HorizontalRes";
   const std::uint32_t factor =
-      HorizontalFactor(ReadNumber(page.PageProperties, slot), inputResolution);
+      HorizontalFactor(PageNumber(page.PageProperties, slot), inputResolution);
   const std::uint64_t rowBytes = (width + 7) / 8 * planes;
   if (factor != 0 && rowBytes > UINT32_MAX / factor) return false;
   *size = static_cast<std::uint32_t>(rowBytes * factor);
@@ -151,15 +137,14 @@ void ECorvaneDotManagement::ReleaseFilter() {
 
 void ECorvaneDotManagement::SetUpPage(const QStartPage& page) {
   ReleaseFilter();
-  int descriptor = 0;
-  page.PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, kStandardGroup);
+  const std::int32_t descriptor = corvane::PageInt(page.PageProperties, "CMYKBinaryDescriptor");
   descriptor_ = static_cast<tagBinaryCMYKDescriptor>(descriptor);
   const auto planes =
-      static_cast<std::uint8_t>(corvane::ReadNumber(page.PageProperties, "NumberOfPlanes"));
+      static_cast<std::uint8_t>(corvane::PageNumber(page.PageProperties, "NumberOfPlanes"));
   const std::uint32_t inputResolution =
-      corvane::ReadNumber(page.Properties, "HorizontalInputResolution");
-  const corvane::FilterMode* mode =
-      corvane::FindFilterMode(descriptor, corvane::ReadShort(page.Properties, "UseAlternateModes"));
+      corvane::PageNumber(page.Properties, "HorizontalInputResolution");
+  const corvane::FilterMode* mode = corvane::FindFilterMode(
+      descriptor, corvane::PageNumber16(page.Properties, "UseAlternateModes"));
   if (mode == nullptr || planes == 0 || inputResolution == 0) return;
 
   std::uint32_t bufferSize = 0;

@@ -16,6 +16,8 @@ using corvane::Ink;
 using corvane::KernelName;
 using corvane::kInkCount;
 using corvane::kStandardGroup;
+using corvane::PageNumber;
+using corvane::PageNumber16;
 using corvane::SendError;
 
 namespace {
@@ -29,18 +31,6 @@ constexpr int kBufferError = 8;
 constexpr const char* kBufferText = "Can not create Halftone Buffer.";
 
 constexpr std::uint64_t kLargest32 = std::numeric_limits<std::uint32_t>::max();
-
-std::uint32_t PageNumber(const ZCOM::PROPERTIES& page, const char* key) {
-  unsigned long value = 0;
-  page.GetProperty(key, &value, 0ul, kStandardGroup);
-  return static_cast<std::uint32_t>(value);
-}
-
-std::uint16_t PageNumber16(const ZCOM::PROPERTIES& page, const char* key) {
-  unsigned short value = 0;
-  page.GetProperty(key, &value, static_cast<unsigned short>(0), kStandardGroup);
-  return value;
-}
 
 // Zeroed memory for `count` elements; null when there is none or its bytes do not fit 32 bits.
 template <typename T>
@@ -119,16 +109,13 @@ unsigned long EHalftoneModule::StartPage(QStartPage* page) {
   logFile_.reset();
   std::fill_n(CarriedError, kInkCount, std::int16_t{0});
 
-  const std::uint64_t width = std::uint64_t{PageNumber(page->Properties, "PrintableWidth")} +
-                              PageNumber16(page->Properties, "LeftOverSprayPixels") +
-                              PageNumber16(page->Properties, "RightOverSprayPixels");
+  const std::uint64_t width = corvane::PageWidthWithOverspray(page->Properties);
   // A width beyond 32 bits stays too large for every buffer.
   width_ = static_cast<std::uint32_t>(std::min(width, kLargest32));
   inputResolution_ = PageNumber(page->Properties, "HorizontalInputResolution");
   const std::uint16_t alternateMode = PageNumber16(page->Properties, "UseAlternateModes");
-  int descriptor = 0;
-  page->PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, kStandardGroup);
-  descriptor_ = static_cast<tagBinaryCMYKDescriptor>(descriptor);
+  descriptor_ = static_cast<tagBinaryCMYKDescriptor>(
+      corvane::PageInt(page->PageProperties, "CMYKBinaryDescriptor"));
 
   if (WriteToFile != 0) logFile_ = {ZCOM::fwfopen(kLogFile, "w"), &ZCOM::fwfclose};
 

@@ -5,6 +5,25 @@
 
 namespace corvane {
 
+std::int32_t PageInt(const ZCOM::PROPERTIES& bag, const char* key) {
+  int value = 0;
+  bag.GetProperty(key, &value, 0, kStandardGroup);
+  return value;
+}
+
+std::uint32_t PageNumber(const ZCOM::PROPERTIES& bag, const char* key) {
+  return static_cast<std::uint32_t>(PageInt(bag, key));
+}
+
+std::uint16_t PageNumber16(const ZCOM::PROPERTIES& bag, const char* key) {
+  return static_cast<std::uint16_t>(PageInt(bag, key));
+}
+
+std::uint64_t PageWidthWithOverspray(const ZCOM::PROPERTIES& bag) {
+  return std::uint64_t{PageNumber(bag, "PrintableWidth")} +
+         PageNumber16(bag, "LeftOverSprayPixels") + PageNumber16(bag, "RightOverSprayPixels");
+}
+
 unsigned long MakePads(ZCOM::EObject& element, ZCOM::SOURCEPAD** source, ZCOM::SINKPAD** sink) {
   *source = new (std::nothrow) ZCOM::SOURCEPAD(&element);
   if (*source != nullptr) element.AddSourcePad(*source);

@@ -35,12 +35,21 @@
 // table indices ("MediaType" and so on), "ZRXRasterFormat" and "Points" by the colour element.
 #pragma once
 
+#include <cstdint>
+
 #include "host/framework.h"
 #include "host/raster.h"
 
 namespace corvane {
 
 inline constexpr const char* kStandardGroup = "Standard";
+
+// A page setting of the standard group, 0 when it is missing. The last is the whole width of a row
+// in input pixels: the printable width and both overspray margins.
+std::int32_t PageInt(const ZCOM::PROPERTIES& bag, const char* key);
+std::uint32_t PageNumber(const ZCOM::PROPERTIES& bag, const char* key);
+std::uint16_t PageNumber16(const ZCOM::PROPERTIES& bag, const char* key);
+std::uint64_t PageWidthWithOverspray(const ZCOM::PROPERTIES& bag);
 
 // Makes the element's source pad and its sink pad (index 0), registers them and stores them.
 // Returns 1 when both exist, otherwise 0; a pad that cannot be made is null and not registered.
