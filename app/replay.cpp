@@ -19,14 +19,14 @@
 #include "app/message_recorder.h"
 #include "app/output_file.h"
 #include "host/raster.h"
+#include "printmode/print_mode.h"
 
 namespace corvane {
 namespace {
 
 constexpr const char* kStandard = "Standard";
 constexpr std::uint64_t kMaxRasterBytes = std::uint64_t{1} << 30;
-constexpr std::uint64_t kMaxPixelBytes = 4;     // of the RGB layouts
-constexpr std::uint64_t kMaxContonePlanes = 9;  // of the ink sets
+constexpr std::uint64_t kMaxPixelBytes = 4;  // of the RGB layouts
 
 // The script, line by line. Blank lines count but are not handed out.
 class ScriptReader {
@@ -74,7 +74,8 @@ class ScriptReader {
 class RowPadding {
  public:
   void Apply(const ScriptReader& script, ScriptMessage* line) {
-    if (line->message->MessageKind == kStartPageMessage) NoteWidth(*line->message);
+    if (line->message->MessageKind == kStartPageMessage)
+      NotePage(static_cast<QStartPage&>(*line->message));
     QRaster* raster = AsRaster(*line->message);
     if (raster == nullptr) return;
     const std::uint64_t bytes = std::max<std::uint64_t>(raster->RowBytes, BytesRead(*raster));
@@ -87,29 +88,38 @@ class RowPadding {
   }
 
  private:
-  // An element may still hold an earlier page, so the widest page counts.
-  void NoteWidth(ZCOM::QObject& page) {
+  // An element may still hold an earlier page, so the widest one counts and that of most planes.
+  void NotePage(const QStartPage& page) {
+    int descriptor = 0;
     unsigned long width = 0;
     unsigned short left = 0;
     unsigned short right = 0;
     page.Properties.GetProperty("PrintableWidth", &width, 0, kStandard);
     page.Properties.GetProperty("LeftOverSprayPixels", &left, 0, kStandard);
     page.Properties.GetProperty("RightOverSprayPixels", &right, 0, kStandard);
+    page.PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, kStandard);
     widest_ = std::max(widest_, std::uint64_t{width} + left + right);
+    if (const PrintMode* mode = FindPrintMode(descriptor)) {
+      planes_ = std::max(planes_, PlanesOf(mode->inkSet));
+    }
   }
 
   std::uint64_t BytesRead(const QRaster& raster) const {
     switch (raster.MessageKind) {
       case kRgbRasterMessage:
         return kMaxPixelBytes * std::min<std::uint64_t>(raster.EndPixel, widest_);
-      case kContoneRasterMessage:
-        return kMaxContonePlanes * (raster.Width == 0 ? widest_ : raster.Width);
+      case kContoneRasterMessage: {
+        if (planes_ == 0) return 0;
+        const std::uint64_t stride = raster.Width == 0 ? widest_ : raster.Width;
+        return (planes_ - 1) * stride + std::min(stride, widest_);
+      }
       default:
         return raster.RowBytes;
     }
   }
 
   std::uint64_t widest_ = 0;  // pixels
+  int planes_ = 0;            // contone planes
 };
 
 void AddDefaultColorTable(ChainSetup* setup) {
