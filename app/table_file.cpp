@@ -109,7 +109,7 @@ void TableFile::ReadDirectory() {
   for (std::size_t k = 0; k < kTableIndexCount; ++k) {
     extents_[k] = NumberAt(directory, 1 + k);
     if (extents_[k] == 0) throw Failure(fmt::format("{}: index {} has no values", name_, k));
-    // Not above the number before it by more than 32 bits, so the product stays in 64.
+    // The product so far is below 2^30, or the check would have refused it: this one fits 64 bits.
     tables *= extents_[k];
     if (DirectoryNumbers(tables) > numbers) {
       throw Failure(fmt::format("{}: its directory of {} bytes is too small for its tables", name_,
