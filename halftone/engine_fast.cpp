@@ -117,7 +117,8 @@ std::uint64_t LayOut(FastPage& page, std::byte* start) {
 bool AllocateBlock(FastPage& page) {
   const std::uint64_t bytes = LayOut(page, nullptr) + BlockLayout::kAlignment;
   if (bytes > SIZE_MAX) return false;
-  page.block.reset(new (std::nothrow) std::byte[static_cast<std::size_t>(bytes)]());
+  // Zero, and no memory of the machine's before rows come.
+  page.block.reset(static_cast<std::byte*>(std::calloc(static_cast<std::size_t>(bytes), 1)));
   if (page.block == nullptr) return false;
   void* start = page.block.get();
   std::size_t space = static_cast<std::size_t>(bytes);

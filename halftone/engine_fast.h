@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 #include "halftone/engine.h"
@@ -83,7 +84,10 @@ struct FastPage {
   std::uint32_t keptFirst;
   std::uint32_t keptEnd;
 
-  std::unique_ptr<std::byte[]> block;
+  struct Free {
+    void operator()(std::byte* memory) const { std::free(memory); }
+  };
+  std::unique_ptr<std::byte, Free> block;
 };
 
 // Class of shares, behind those of the weight maps: what kHalvedWeights take of half the error.
