@@ -19,6 +19,7 @@
 #include "app/print_settings.h"
 #include "app/swaths.h"
 #include "app/table_command.h"
+#include "app/table_inspect.h"
 #endif
 
 namespace corvane {
@@ -61,6 +62,29 @@ void AddTableFileCommand(CLI::App& table, Command* chosen, const char* name,
   command->callback([=] { *chosen = [=] { return run(*options); }; });
 }
 
+void AddTableShow(CLI::App& table, Command* chosen) {
+  auto options = std::make_shared<TableInspectOptions>();
+  CLI::App* command = table.add_subcommand(
+      "show", "Lists the tables of a file, or shows where the colours of one come from");
+  command->add_option("FILE", options->file, "Colour-table file")->required();
+  command->add_flag("--json", options->json, "Writes JSON");
+  command->add_option("--table", options->indices, "The table to look into: its five indices")
+      ->type_name("I,I,I,I,I")
+      ->capture_default_str();
+  command->add_option("--rgb", options->rgb, "Says which inks a colour gets and how they look")
+      ->type_name("R,G,B");
+  command->add_option("--chart", options->chart, "Draws the inks along ramps of colours")
+      ->type_name("FILE.svg|.png");
+  command->add_option("--inks", options->inks, "Ink data, in place of the built-in set")
+      ->type_name("FILE");
+  command->callback([=] {
+    *chosen = [options] {
+      const bool lists = options->rgb.empty() && options->chart.empty();
+      return lists ? RunTableShow({options->file, options->json}) : RunTableInspect(*options);
+    };
+  });
+}
+
 void AddTable(CLI::App& app, Command* chosen) {
   CLI::App* table = app.add_subcommand("table", "Makes, lists and checks colour-table files");
   table->require_subcommand(1);
@@ -77,11 +101,11 @@ void AddTable(CLI::App& app, Command* chosen) {
   build->add_option("--icc", options->iccProfile, "Printer profile that separates the colours")
       ->type_name("PROFILE");
   build
-      ->add_option("--ink-limit", options->inkLimit,
+      ->add_option("--limit", options->inkLimit,
                    "Total ink; 100 is one ink at full strength; without it the medium's")
       ->type_name("PERCENT");
   build
-      ->add_option("--black-strength", options->blackStrength,
+      ->add_option("--gcr", options->blackStrength,
                    "How much grey black replaces, 0 to 1; without it the quality's")
       ->type_name("PART");
   build->add_option("-j,--jobs", options->jobs, "Tables made at a time; 0: one a processor")
@@ -91,7 +115,7 @@ void AddTable(CLI::App& app, Command* chosen) {
   build->add_flag("-q,--quiet", options->quiet, "No summary");
   build->callback([=] { *chosen = [options] { return RunTableBuild(*options); }; });
 
-  AddTableFileCommand(*table, chosen, "show", "Lists the tables of a file", RunTableShow);
+  AddTableShow(*table, chosen);
   AddTableFileCommand(*table, chosen, "verify", "Decodes every table and compares its checksum",
                       RunTableVerify);
 }

@@ -167,11 +167,30 @@ void ReportTables(const TableBuilder& builder) {
         const Smoothness smoothness = SmoothnessOf(reference, ramp, tint);
         fmt::print("  {} {:.2f}", ramp.name, smoothness.largestRatio);
         if (smoothness.falls)
-          fmt::print(" [{} falls to {:.2f}]", smoothness.falls, smoothness.largestFall);
+          fmt::print(" [{} falls, to {:.4f}]", smoothness.falls, smoothness.largestFall);
       }
       fmt::print("\n");
     }
   }
+}
+
+// The most ink that any colour gets from any table, as a part of the table's limit. A colour
+// between nodes gets a mean of theirs, cut down to whole values: the nodes have the most.
+void ReportInkLimits(const TableBuilder& builder) {
+  double most = 0;
+  int tables = 0;
+  for (int place = 0; place < kTableCount; ++place) {
+    const TableKey key = TableKeyOf(place);
+    if (key.inkClass == 0 || builder.Representative(key) != key) continue;
+    const std::vector<std::uint8_t> table = builder.Build(key);
+    for (std::size_t node = 0; node < 4913; ++node) {
+      double total = 0;
+      for (std::size_t at = node; at < table.size(); at += 4913) total += table[at] / 255.0;
+      most = std::max(most, total / builder.InkLimit(key));
+    }
+    ++tables;
+  }
+  fmt::print("\nMost ink in the {} tables: {:.2f} % of the limit\n", tables, most * 100);
 }
 
 // -------------------------------------------------------------------------------------------------
@@ -392,5 +411,6 @@ int main(int argc, char** argv) {
   const corvane::TableBuilder builder(argc > 1 ? corvane::ReadInkData(argv[1])
                                                : corvane::DefaultInkData());
   corvane::ReportTables(builder);
-  if (argc < 3) corvane::ReportChain(builder);
+  corvane::ReportInkLimits(builder);
+  corvane::ReportChain(builder);
 }

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include "app/table_inspect.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "app/chart.h"
+#include "app/failure.h"
+#include "app/output_file.h"
+#include "app/table_file.h"
+#include "app/table_lookup.h"
+#include "color/decoder.h"
+
+namespace corvane {
+namespace {
+
+constexpr int kPngScale = 2;
+
+template <std::size_t N>
+std::array<std::uint32_t, N> ParseNumbers(const std::string& text, std::uint32_t most,
+                                          const char* what) {
+  std::array<std::uint32_t, N> numbers{};
+  const char *at = text.data(), *const end = text.data() + text.size();
+  for (std::size_t i = 0; i < N; ++i) {
+    const auto [stop, error] = std::from_chars(at, end, numbers[i]);
+    const bool last = i + 1 == N;
+    if (error != std::errc() || numbers[i] > most ||
+        (last ? stop != end : stop == end || *stop != ',')) {
+      throw UsageFailure(fmt::format("{}: is not {}", text, what));
+    }
+    at = stop + (last ? 0 : 1);
+  }
+  return numbers;
+}
+
+// The decoded table of an index tuple.
+std::vector<std::uint8_t> ReadTable(TableFile& file, const TableIndices& indices) {
+  const auto entry =
+      std::find_if(file.Entries().begin(), file.Entries().end(),
+                   [&](const TableEntry& other) { return other.indices == indices; });
+  const std::uint32_t bytes = DecodedTableBytes(indices[0]);
+  if (file.DirectoryBytes() == 0 || entry == file.Entries().end() || !file.Holds(*entry) ||
+      bytes == 0) {
+    throw Failure(
+        fmt::format("{}: has no table with the indices {}", file.Name(), fmt::join(indices, ",")));
+  }
+  const std::vector<std::uint8_t> stored = file.Read(*entry);
+  if (stored.size() > bytes) {
+    throw Failure(fmt::format("{}: the table is longer than its ink set's", file.Name()));
+  }
+  std::vector<std::uint8_t> table(bytes);
+  std::copy(stored.rbegin(), stored.rend(), table.rbegin());
+  if (stored.size() != bytes) {
+    DecodeColorTable(table.data(), bytes, static_cast<long>(stored.size()));
+  }
+  return table;
+}
+
+void PrintColour(const TableInspectOptions& options, const std::vector<std::uint8_t>& table,
+                 const PrintModel& model) {
+  const auto numbers = ParseNumbers<3>(options.rgb, 255, "a colour as R,G,B, each 0 to 255");
+  Rgb8 rgb;
+  for (std::size_t i = 0; i < 3; ++i) rgb[i] = static_cast<std::uint8_t>(numbers[i]);
+  const Contone contone = LookUp(table, rgb);
+  const InkAmounts amounts = AmountsOf(contone);
+  const Triple wanted = LabFromBands(
+      BandsFromLinearSrgb(LinearFromSrgb({rgb[0] / 255.0, rgb[1] / 255.0, rgb[2] / 255.0})));
+  const Triple printed = LabFromBands(model.Bands(amounts));
+  const double difference = DeltaE2000(wanted, printed);
+  double total = 0;
+  for (const double amount : amounts) total += amount * 100;
+
+  if (options.json) {
+    nlohmann::ordered_json inks = nlohmann::ordered_json::object();
+    for (std::size_t i = 0; i < kInkCount; ++i) inks[kInkNames[i]] = contone[i];
+    const nlohmann::ordered_json json = {
+        {"rgb", rgb},          {"inks", inks},        {"totalPercent", total},
+        {"wantedLab", wanted}, {"modelLab", printed}, {"deltaE2000", difference}};
+    fmt::print("{}\n", json.dump(2));
+    return;
+  }
+  fmt::print("RGB {}\n  inks   ", fmt::join(rgb, " "));
+  for (std::size_t i = 0; i < kInkCount; ++i) {
+    if (contone[i] != 0) fmt::print(" {} {}", kInkNames[i], contone[i]);
+  }
+  const auto lab = [](const Triple& value) {
+    return fmt::format("Lab {:.1f} {:.1f} {:.1f}", value[0], value[1], value[2]);
+  };
+  fmt::print("\n  total   {:.0f} %\n  wanted  {}\n  model   {}\n  difference {:.2f} (CIEDE2000)\n",
+             total, lab(wanted), lab(printed), difference);
+}
+
+void DrawChart(const std::string& path, const Drawing& drawing) {
+  const bool svg = path.ends_with(".svg");
+  if (!svg && !path.ends_with(".png")) throw UsageFailure(path + ": ends in neither .svg nor .png");
+  OutputFile file(path);
+  file.Write(svg ? ToSvg(drawing) : ToPng(drawing, kPngScale));
+  file.Commit();
+}
+
+}  // namespace
+
+int RunTableInspect(const TableInspectOptions& options) {
+  const auto indices = ParseNumbers<kTableIndexCount>(options.indices, 255, "five table indices");
+  TableFile file(options.file);
+  const std::vector<std::uint8_t> table = ReadTable(file, indices);
+  if (indices[1] >= kMediaCount) throw Failure(options.indices + ": there is no such medium");
+  const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
+  const PrintModel model(inks, static_cast<int>(indices[1]));
+  if (!options.rgb.empty()) PrintColour(options, table, model);
+  if (!options.chart.empty()) {
+    DrawChart(options.chart,
+              DrawTableChart(table, model,
+                             fmt::format("Table {}: inks along the ramps, colours by \"{}\"",
+                                         fmt::join(indices, " "), inks.name)));
+  }
+  return 0;
+}
+
+}  // namespace corvane
