@@ -24,7 +24,7 @@ using Sampler = cmsInt32Number (*)(const cmsUInt16Number in[], cmsUInt16Number o
 std::string PrinterProfile(cmsColorSpaceSignature space, cmsUInt32Number channels, Sampler sample) {
   const std::unique_ptr<void, cmsBool (*)(cmsHPROFILE)> profile(
       cmsCreateProfilePlaceholder(nullptr), cmsCloseProfile);
-  cmsSetProfileVersion(profile.get(), 4.2);
+  cmsSetProfileVersion(profile.get(), 2.1);
   cmsSetDeviceClass(profile.get(), cmsSigOutputClass);
   cmsSetColorSpace(profile.get(), space);
   cmsSetPCS(profile.get(), cmsSigLabData);
