@@ -1,0 +1,331 @@
+// SPDX-License-Identifier: MIT
+//
+// `corvane print` and `corvane modes` from the command line to the files.
+#include "app/print.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "app/command_line.h"
+#include "app/default_table.h"
+#include "app/failure.h"
+#include "app/print_page.h"
+#include "app/print_planes.h"
+#include "tests/app/test_files.h"
+#include "tests/app/test_images.h"
+
+namespace corvane {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+int Run(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "corvane");
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
+  return RunCommandLine(static_cast<int>(pointers.size()), pointers.data());
+}
+
+// What the command prints.
+std::string Output(const std::vector<std::string>& arguments) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(Run(arguments), 0);
+  return testing::internal::GetCapturedStdout();
+}
+
+// What the command complains of.
+std::string Complaint(const std::vector<std::string>& arguments) {
+  try {
+    Run(arguments);
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "no failure";
+}
+
+class PrintTest : public testing::Test {
+ protected:
+  PrintTest() : photo_(folder_.File("photo.png")), out_(folder_.File("out/")) {
+    WritePng(photo_,
+             MakeImage(90, 120, 3, 8,
+                       [](int x, int y, int c) { return 250 - (x * (c + 1) + y * (3 - c)) / 2; }),
+             {.colourType = 2});
+  }
+
+  std::vector<std::string> Arguments(const std::vector<std::string>& more) const {
+    std::vector<std::string> arguments = {"print", photo_, "-o", out_, "-q", "--paper", "12x17mm"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  }
+
+  bool NothingWritten() const { return !std::filesystem::exists(out_); }
+
+  TemporaryFolder folder_;
+  std::string photo_, out_;
+};
+
+std::uint64_t DropsIn(const std::string& path, const std::string& plane) {
+  std::uint64_t drops = 0;
+  TIFF* tiff = TIFFOpen(path.c_str(), "r");
+  do {
+    char* name = nullptr;
+    TIFFGetField(tiff, TIFFTAG_PAGENAME, &name);
+    std::uint32_t height = 0;
+    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+    std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(tiff)));
+    for (std::uint32_t y = 0; y < height && plane == name; ++y) {
+      TIFFReadScanline(tiff, row.data(), y);
+      for (const std::uint8_t byte : row) drops += static_cast<unsigned>(__builtin_popcount(byte));
+    }
+  } while (TIFFReadDirectory(tiff));
+  TIFFClose(tiff);
+  return drops;
+}
+
+// Every mode and alternate mode: the chain sends rows of the shape that is expected, the planes
+// have the size of the sheet, and the files hold the drops that are reported.
+TEST_F(PrintTest, PrintsEveryMode) {
+  for (const PrintMode& mode : kPrintModes) {
+    for (int alternate = 0; alternate < kAlternateModes; ++alternate) {
+      SCOPED_TRACE(testing::Message() << mode.name << ", alternate mode " << alternate);
+      const auto report = nlohmann::json::parse(
+          Output(Arguments({"--json", "--mode", std::to_string(mode.descriptor), "--uam",
+                            std::to_string(alternate), "--overspray", "3,5"})));
+      const auto& page = report["pages"][0];
+      const double inchesHigh = page["rows"].get<double>() / page["verticalDpi"].get<double>();
+      EXPECT_NEAR(inchesHigh, 17 / 25.4, 0.005);
+      EXPECT_EQ(page["verticalDpi"], mode.verticalDpi);
+      std::map<std::string, std::uint64_t> counted;
+      for (const auto& plane : page["planes"]) {
+        const double inches = plane["width"].get<double>() / plane["horizontalDpi"].get<double>();
+        EXPECT_NEAR(inches, 12 / 25.4 + 8.0 / std::min<int>(600, mode.horizontalDpi), 0.005);
+        const std::string name = plane["name"];
+        const std::string ink = name.substr(0, name.find(' '));
+        const std::uint64_t weight = name.ends_with("bit 1") ? 2 : 1;
+        counted[ink] += weight * DropsIn(out_ + "photo.tif", name);
+      }
+      for (const auto& [ink, drops] : counted) EXPECT_EQ(page["drops"][ink], drops) << ink;
+      const std::string dark = mode.inkSet == InkSet::Black ? "K" : "C";
+      EXPECT_GT(counted[dark], 0u);
+    }
+  }
+}
+
+// Planes by their place in the row, from what the elements send and not from the code under test.
+TEST(PrintPlanes, FollowDotManagement) {
+  const struct {
+    int mode, alternate;
+    std::size_t rowBytes;  // of 80 input pixels at 600 dpi
+    std::uint32_t rowsPerInch;
+    std::vector<std::string> names;
+    std::vector<double> dpi;
+  } kCases[] = {
+      {83,
+       0,
+       7 * 40,
+       1200,
+       {"C", "c", "M", "m", "Y", "y", "K"},
+       {2400, 2400, 2400, 2400, 2400, 2400, 2400}},
+      {109,
+       0,
+       12 * 40,
+       1200,
+       {"C", "c", "M", "m", "Y", "y", "cd", "md"},
+       {2400, 2400, 2400, 2400, 2400, 2400, 4800, 4800}},
+      {109,
+       1,
+       12 * 40,
+       1200,
+       {"C", "c", "M", "m", "Y", "y", "cd", "md"},
+       {2400, 2400, 2400, 2400, 2400, 2400, 4800, 4800}},
+      {54,
+       2,
+       7 * 20,
+       1200,
+       {"C", "c", "M", "m", "Y", "y", "K"},
+       {1200, 1200, 1200, 1200, 1200, 1200, 1200}},
+      {111,
+       0,
+       12 * 10,
+       600,
+       {"C", "c", "M", "m", "Y", "y", "cd bit 0", "cd bit 1", "md bit 0", "md bit 1", "K bit 0",
+        "K bit 1"},
+       {600}},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(testing::Message() << test.mode << ", " << test.alternate);
+    const PageShape shape =
+        BinaryPageShape(*FindPrintMode(test.mode), test.alternate, 80, 600, 600, 600);
+    EXPECT_EQ(shape.rowBytes, test.rowBytes);
+    EXPECT_EQ(shape.rows, test.rowsPerInch);
+    ASSERT_EQ(shape.planes.size(), test.names.size());
+    for (std::size_t i = 0; i < test.names.size(); ++i) {
+      EXPECT_EQ(shape.planes[i].name, test.names[i]);
+      EXPECT_EQ(shape.planes[i].horizontalDpi, test.dpi[std::min(i, test.dpi.size() - 1)]);
+    }
+  }
+  const struct {
+    int mode, alternate;
+    std::uint32_t planes;
+  } kCounts[] = {{52, 2, 6},  {82, 0, 6},  {54, 2, 7}, {83, 0, 7},
+                 {108, 2, 9}, {109, 0, 9}, {8, 0, 1},  {106, 0, 18}};
+  for (const auto& test : kCounts) {
+    EXPECT_EQ(NumberOfPlanes(*FindPrintMode(test.mode), test.alternate), test.planes) << test.mode;
+  }
+}
+
+TEST_F(PrintTest, WritesTheSameFilesSeriallyAndInParallel) {
+  WriteTiff(folder_.File("pages.tif"),
+            MakeImage(50, 60, 1, 8, [](int x, int y, int) { return x * y; }), {});
+  WriteTiff(folder_.File("pages.tif"),
+            MakeImage(60, 50, 1, 8, [](int x, int y, int) { return x + y; }), {.append = true});
+  const auto print = [&](const std::string& out, const std::string& jobs) {
+    Run({"print", photo_, folder_.File("pages.tif"), photo_, "-q", "-o", folder_.File(out), "-m",
+         "12", "--contone", "--paper", "20x20mm", "--jobs", jobs});
+  };
+  print("serial/", "1");
+  print("parallel/", "4");
+  int files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.File("serial"))) {
+    const std::string name = entry.path().filename().string();
+    EXPECT_TRUE(ReadFile(entry.path().string()) == ReadFile(folder_.File("parallel/" + name)))
+        << name;
+    ++files;
+  }
+  EXPECT_EQ(files, 8);
+  EXPECT_TRUE(std::filesystem::exists(folder_.File("serial/photo-002-contone.tif")));
+  EXPECT_TRUE(std::filesystem::exists(folder_.File("serial/pages-002.tif")));
+}
+
+TEST_F(PrintTest, WritesRawRowsThatEqualTheTiffPlanes) {
+  Run(Arguments({"-m", "53"}));
+  Run(Arguments({"-m", "53", "--format", "raw"}));
+  const auto sidecar = nlohmann::json::parse(ReadFile(out_ + "photo.json"));
+  const std::string rows = ReadFile(out_ + "photo.raw");
+  ASSERT_EQ(rows.size(),
+            sidecar["rows"].get<std::size_t>() * sidecar["rowBytes"].get<std::size_t>());
+  for (const auto& plane : sidecar["planes"]) {
+    std::uint64_t drops = 0;
+    for (std::size_t row = 0; row < sidecar["rows"]; ++row) {
+      const std::size_t start =
+          row * sidecar["rowBytes"].get<std::size_t>() + plane["offset"].get<std::size_t>();
+      for (std::size_t i = 0; i < plane["bytes"]; ++i) {
+        drops +=
+            static_cast<unsigned>(__builtin_popcount(static_cast<std::uint8_t>(rows[start + i])));
+      }
+    }
+    EXPECT_EQ(drops, DropsIn(out_ + "photo.tif", plane["name"])) << plane["name"];
+  }
+}
+
+// Tags choose between the photo and the graphic table: a mask of one kind prints like a page of
+// that intent.
+TEST_F(PrintTest, TagsChooseTheTable) {
+  const auto mask = [&](int value) {
+    const std::string path = folder_.File("mask.png");
+    WritePng(path, MakeImage(90, 120, 1, 8, [=](int, int, int) { return value; }),
+             {.colourType = 0});
+    return path;
+  };
+  const auto contone = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = Arguments({"-m", "53", "--contone", "--scale", "200"});
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    Run(arguments);
+    return ReadFile(out_ + "photo-contone.tif");
+  };
+  const std::string photo = contone({"--intent", "photo"});
+  const std::string graphic = contone({"--intent", "graphic"});
+  ASSERT_NE(photo, graphic);
+  EXPECT_TRUE(contone({"--tags", mask(1)}) == graphic);
+  EXPECT_TRUE(contone({"--tags", mask(2)}) == photo);
+  EXPECT_TRUE(contone({"--tags", mask(255)}) == photo);
+}
+
+TEST_F(PrintTest, RecordsWhatReplaySends) {
+  Run(Arguments({"-m", "8", "--record", folder_.File("page.jsonl")}));
+  const std::string script = ReadFile(folder_.File("page.jsonl"));
+  EXPECT_EQ(std::count(script.begin(), script.end(), '\n'), 1 + 1 + 402 + 1);
+  EXPECT_THAT(script, HasSubstr("\"kind\":2"));
+}
+
+TEST_F(PrintTest, WritesDiagnosticsWhereItIsTold) {
+  Run(Arguments({"-m", "53", "--diagnostics", folder_.File(""), "--save-rgb"}));
+  EXPECT_THAT(ReadFile(folder_.File("HTLog.txt")),
+              StartsWith("BinaryDescriptor = CcMmYyK_1200x1200_4Pass\n"));
+  EXPECT_EQ(ReadFile(folder_.File("rgb.raw")).size(), 402u * 14400);
+  ZCOM::SetDiagnosticsDirectory(nullptr);
+}
+
+TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
+  const std::string table = ReadFile(DefaultColorTable());
+  WriteFile(folder_.File("cut.cvt"), table.substr(0, 3000));
+  WriteFile(folder_.File("empty.cvt"), "");
+  std::string damaged = table;
+  for (std::size_t i = damaged.size() / 5; i < damaged.size(); i += 50) damaged[i] ^= 0x11;
+  WriteFile(folder_.File("damaged.cvt"), damaged);
+  const std::string good = ReadFile(photo_);
+  WriteFile(folder_.File("cut.png"), good.substr(0, good.size() / 2));
+  WritePng(folder_.File("small.png"), MakeImage(9, 9, 1, 8, [](int, int, int) { return 0; }),
+           {.colourType = 0});
+  const struct {
+    std::vector<std::string> arguments;
+    std::string complaint;
+  } kCases[] = {
+      {{folder_.File("cut.png")}, folder_.File("cut.png") + ": the PNG image is cut short"},
+      {{folder_.File("none.png")}, folder_.File("none.png") + ": No such file or directory"},
+      {{"--color-table", folder_.File("cut.cvt")}, folder_.File("cut.cvt") + ": "},
+      {{"--color-table", folder_.File("empty.cvt")}, folder_.File("empty.cvt") + ": "},
+      {{"--color-table", photo_}, photo_ + ": "},
+      {{"--color-table", folder_.File("damaged.cvt")},
+       folder_.File("damaged.cvt") + ": the colour table at offset"},
+      {{"--color-table", folder_.File("none.cvt")},
+       folder_.File("none.cvt") + ": No such file or directory"},
+      {{"--mode", "99"}, "99: is not a print mode"},
+      {{"--mode", "K_900"}, "K_900: is not a print mode"},
+      {{"--uam", "3"}, "--uam: "},
+      {{"--media", "velvet"}, "velvet: is none of plain (1)"},
+      {{"--resolution", "500"}, "500 dpi: mode 53 takes a horizontal resolution that divides 1200"},
+      {{"--paper", "A44"}, "A44: "},
+      {{"--tags", folder_.File("small.png")},
+       folder_.File("small.png") + ": 9 x 9 tags do not fit 90 x 120 pixels"},
+      {{"--tags", photo_}, photo_ + ": the tags must be a grey image"},
+      {{"--format", "pdf"}, "--format: "},
+      {{"--diagnostics", folder_.File("none")}, folder_.File("none") + ": is not a folder"},
+      {{"--jobs", "0"}, "0: pages at a time"},
+      {{"--fit", "--scale", "50"}, "--scale excludes --fit"},
+  };
+  for (const auto& test : kCases) {
+    std::vector<std::string> arguments = Arguments({});
+    if (std::find(test.arguments.begin(), test.arguments.end(), "--mode") == test.arguments.end()) {
+      arguments.insert(arguments.end(), {"--mode", "53"});
+    }
+    arguments.insert(arguments.end(), test.arguments.begin(), test.arguments.end());
+    const std::string complaint = Complaint(arguments);
+    EXPECT_THAT(complaint, StartsWith(test.complaint));
+    EXPECT_THAT(complaint, testing::Not(HasSubstr("\n")));
+    EXPECT_TRUE(NothingWritten()) << test.complaint;
+  }
+  EXPECT_THAT(Complaint({"print", photo_, "-o", "/dev/full", "-m", "8"}),
+              HasSubstr("is not an ordinary file"));
+  EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("none/x.tif"), "-m", "8"}),
+              HasSubstr("cannot write: No such file"));
+}
+
+TEST(Modes, ListsEveryModeOnce) {
+  const auto modes = nlohmann::json::parse(Output({"modes", "--json"}));
+  ASSERT_EQ(modes.size(), static_cast<std::size_t>(kPrintModeCount));
+  const std::string table = Output({"modes"});
+  for (const auto& mode : modes) {
+    EXPECT_THAT(table, HasSubstr(mode["name"].get<std::string>()));
+    ASSERT_EQ(mode["alternateModes"].size(), 3u);
+  }
+  EXPECT_THAT(table, HasSubstr("no black plane"));
+}
+
+}  // namespace
+}  // namespace corvane
