@@ -125,7 +125,10 @@ class Resampler {
   // `deliver` gets rows of the placement's width.
   Resampler(RowSource& image, const Placement& placement,
             std::function<void(const std::uint8_t* row)> deliver)
-      : image_(image), deliver_(std::move(deliver)), width_(placement.width) {
+      : image_(image),
+        deliver_(std::move(deliver)),
+        width_(placement.width),
+        height_(placement.height) {
     zimg_image_format from = RgbFormat(image.Width(), image.Height());
     from.active_region = {placement.sourceLeft, placement.sourceTop, placement.sourceWidth,
                           placement.sourceHeight};
@@ -149,8 +152,8 @@ class Resampler {
         zimg_filter_graph_get_tmp_size(graph_.get(), &scratchBytes) != 0) {
       FailInResampling();
     }
-    input_ = std::make_unique<RowRing>(image_.Width(), inputRows);
-    output_ = std::make_unique<RowRing>(width_, outputRows);
+    input_ = std::make_unique<RowRing>(image_.Width(), std::min(inputRows, image_.Height()));
+    output_ = std::make_unique<RowRing>(width_, std::min(outputRows, height_));
     imageRow_.resize(image_.RowBytes());
     sheetRow_.resize(std::size_t{3} * width_);
     const auto scratch = AlignedBytes(scratchBytes);
@@ -216,7 +219,7 @@ class Resampler {
 
   RowSource& image_;
   std::function<void(const std::uint8_t*)> deliver_;
-  std::uint32_t width_;
+  std::uint32_t width_, height_;
   std::unique_ptr<zimg_filter_graph, FreeGraph> graph_;
   std::unique_ptr<RowRing> input_, output_;
   std::vector<std::uint8_t> imageRow_, sheetRow_;

@@ -196,7 +196,7 @@ TEST(PagePlace, TagsLieUnderTheirPixels) {
     for (std::uint32_t y = 0; y < sheet.height; ++y) {
       tags.ReadRow(row.data());
       const bool inside = y >= placement.top && y - placement.top < placement.height;
-      EXPECT_EQ(row[14], inside ? 7 : 0) << scale << ", row " << y;
+      EXPECT_EQ(row[13], inside ? 7 : 0) << scale << ", row " << y;
       EXPECT_EQ(row[15], inside ? 9 : 0) << scale << ", row " << y;
     }
   }

@@ -24,7 +24,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-int Run(std::vector<std::string> arguments) {
+int RunCorvane(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), "corvane");
   std::vector<char*> pointers;
   for (std::string& argument : arguments) pointers.push_back(argument.data());
@@ -34,14 +34,14 @@ int Run(std::vector<std::string> arguments) {
 // What the command prints.
 std::string Output(const std::vector<std::string>& arguments) {
   testing::internal::CaptureStdout();
-  EXPECT_EQ(Run(arguments), 0);
+  EXPECT_EQ(RunCorvane(arguments), 0);
   return testing::internal::GetCapturedStdout();
 }
 
 // What the command complains of.
 std::string Complaint(const std::vector<std::string>& arguments) {
   try {
-    Run(arguments);
+    RunCorvane(arguments);
   } catch (const Failure& failure) {
     return failure.what();
   }
@@ -185,15 +185,16 @@ TEST_F(PrintTest, WritesTheSameFilesSeriallyAndInParallel) {
   WriteTiff(folder_.File("pages.tif"),
             MakeImage(60, 50, 1, 8, [](int x, int y, int) { return x + y; }), {.append = true});
   const auto print = [&](const std::string& out, const std::string& jobs) {
-    Run({"print", photo_, folder_.File("pages.tif"), photo_, "-q", "-o", folder_.File(out), "-m",
-         "12", "--contone", "--paper", "20x20mm", "--jobs", jobs});
+    RunCorvane({"print", photo_, folder_.File("pages.tif"), photo_, "-q", "-o", folder_.File(out),
+                "-m", "12", "--contone", "--paper", "20x20mm", "--jobs", jobs});
   };
   print("serial/", "1");
   print("parallel/", "4");
   int files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder_.File("serial"))) {
     const std::string name = entry.path().filename().string();
-    EXPECT_TRUE(ReadFile(entry.path().string()) == ReadFile(folder_.File("parallel/" + name)))
+    EXPECT_TRUE(ReadFile(entry.path().string()) ==
+                ReadFile(folder_.File(std::string("parallel/").append(name))))
         << name;
     ++files;
   }
@@ -203,8 +204,8 @@ TEST_F(PrintTest, WritesTheSameFilesSeriallyAndInParallel) {
 }
 
 TEST_F(PrintTest, WritesRawRowsThatEqualTheTiffPlanes) {
-  Run(Arguments({"-m", "53"}));
-  Run(Arguments({"-m", "53", "--format", "raw"}));
+  RunCorvane(Arguments({"-m", "53"}));
+  RunCorvane(Arguments({"-m", "53", "--format", "raw"}));
   const auto sidecar = nlohmann::json::parse(ReadFile(out_ + "photo.json"));
   const std::string rows = ReadFile(out_ + "photo.raw");
   ASSERT_EQ(rows.size(),
@@ -235,7 +236,7 @@ TEST_F(PrintTest, TagsChooseTheTable) {
   const auto contone = [&](const std::vector<std::string>& more) {
     std::vector<std::string> arguments = Arguments({"-m", "53", "--contone", "--scale", "200"});
     arguments.insert(arguments.end(), more.begin(), more.end());
-    Run(arguments);
+    RunCorvane(arguments);
     return ReadFile(out_ + "photo-contone.tif");
   };
   const std::string photo = contone({"--intent", "photo"});
@@ -247,17 +248,17 @@ TEST_F(PrintTest, TagsChooseTheTable) {
 }
 
 TEST_F(PrintTest, RecordsWhatReplaySends) {
-  Run(Arguments({"-m", "8", "--record", folder_.File("page.jsonl")}));
+  RunCorvane(Arguments({"-m", "8", "--record", folder_.File("page.jsonl")}));
   const std::string script = ReadFile(folder_.File("page.jsonl"));
-  EXPECT_EQ(std::count(script.begin(), script.end(), '\n'), 1 + 1 + 402 + 1);
+  EXPECT_EQ(std::count(script.begin(), script.end(), '\n'), 1 + 1 + 401 + 1);
   EXPECT_THAT(script, HasSubstr("\"kind\":2"));
 }
 
 TEST_F(PrintTest, WritesDiagnosticsWhereItIsTold) {
-  Run(Arguments({"-m", "53", "--diagnostics", folder_.File(""), "--save-rgb"}));
+  RunCorvane(Arguments({"-m", "53", "--diagnostics", folder_.File(""), "--save-rgb"}));
   EXPECT_THAT(ReadFile(folder_.File("HTLog.txt")),
               StartsWith("BinaryDescriptor = CcMmYyK_1200x1200_4Pass\n"));
-  EXPECT_EQ(ReadFile(folder_.File("rgb.raw")).size(), 402u * 14400);
+  EXPECT_EQ(ReadFile(folder_.File("rgb.raw")).size(), 401u * 14400);
   ZCOM::SetDiagnosticsDirectory(nullptr);
 }
 
@@ -266,7 +267,7 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
   WriteFile(folder_.File("cut.cvt"), table.substr(0, 3000));
   WriteFile(folder_.File("empty.cvt"), "");
   std::string damaged = table;
-  for (std::size_t i = damaged.size() / 5; i < damaged.size(); i += 50) damaged[i] ^= 0x11;
+  for (std::size_t i = damaged.size() / 20; i < damaged.size(); i += 50) damaged[i] ^= 0x11;
   WriteFile(folder_.File("damaged.cvt"), damaged);
   const std::string good = ReadFile(photo_);
   WriteFile(folder_.File("cut.png"), good.substr(0, good.size() / 2));
@@ -290,14 +291,13 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--uam", "3"}, "--uam: "},
       {{"--media", "velvet"}, "velvet: is none of plain (1)"},
       {{"--resolution", "500"}, "500 dpi: mode 53 takes a horizontal resolution that divides 1200"},
-      {{"--paper", "A44"}, "A44: "},
       {{"--tags", folder_.File("small.png")},
        folder_.File("small.png") + ": 9 x 9 tags do not fit 90 x 120 pixels"},
       {{"--tags", photo_}, photo_ + ": the tags must be a grey image"},
       {{"--format", "pdf"}, "--format: "},
       {{"--diagnostics", folder_.File("none")}, folder_.File("none") + ": is not a folder"},
       {{"--jobs", "0"}, "0: pages at a time"},
-      {{"--fit", "--scale", "50"}, "--scale excludes --fit"},
+      {{"--fit", "--scale", "50"}, "--fit excludes --scale"},
   };
   for (const auto& test : kCases) {
     std::vector<std::string> arguments = Arguments({});
@@ -310,6 +310,7 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
     EXPECT_THAT(complaint, testing::Not(HasSubstr("\n")));
     EXPECT_TRUE(NothingWritten()) << test.complaint;
   }
+  EXPECT_THAT(Complaint({"print", photo_, "-o", out_, "--paper", "A44"}), StartsWith("A44: "));
   EXPECT_THAT(Complaint({"print", photo_, "-o", "/dev/full", "-m", "8"}),
               HasSubstr("is not an ordinary file"));
   EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("none/x.tif"), "-m", "8"}),

@@ -30,9 +30,9 @@ TestImage MakeImage(int width, int height, int channels, int bits,
 struct PngOptions {
   int colourType = 2;  // as in the format: 0 grey, 2 RGB, 3 palette, 4 grey alpha, 6 RGB alpha
   bool interlaced = false;
-  std::vector<std::uint8_t> palette;       // R, G, B
-  std::vector<std::uint8_t> paletteAlpha;  // of the first entries
-  std::vector<std::uint8_t> profile;
+  std::vector<std::uint8_t> palette = {};       // R, G, B
+  std::vector<std::uint8_t> paletteAlpha = {};  // of the first entries
+  std::vector<std::uint8_t> profile = {};
   double gamma = 0;
 };
 void WritePng(const std::string& path, const TestImage& image, const PngOptions& options);
@@ -46,7 +46,7 @@ struct TiffOptions {
   int tile = 0;          // pixels along a side; 0: strips
   int rowsPerStrip = 0;  // 0: one strip
   bool bigEndian = false;
-  std::vector<std::uint8_t> palette;  // R, G, B
+  std::vector<std::uint8_t> palette = {};  // R, G, B
   bool append = false;                // one more page
   bool reduced = false;               // marked as a reduced copy
 };

@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: MIT
+//
+// A page as a whole: the chain alone, rows in memory to rows in memory, and the command against
+// what decoding its image and writing its file cost alone. The instruction level is the one that
+// the plug-in chooses; CORVANE_CPU lowers it.
+
+#include <benchmark/benchmark.h>
+#include <png.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "app/chain.h"
+#include "app/default_table.h"
+#include "app/image_reader.h"
+#include "app/output_staged.h"
+#include "app/output_tiff.h"
+#include "app/print.h"
+#include "app/print_page.h"
+#include "app/print_settings.h"
+
+namespace {
+
+using namespace corvane;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint32_t kWidth = 4960, kHeight = 7016;  // A4 at 600 dpi
+
+// A row of a photograph: smooth fields, grain, a hard edge now and then, paper white at the sides.
+Bytes PhotoRow(std::uint32_t y, std::mt19937& random) {
+  static const std::vector<float> grain = [] {
+    std::mt19937 source(5);
+    std::normal_distribution<float> normal(0, 3);
+    std::vector<float> values(1 << 16);
+    for (float& value : values) value = normal(source);
+    return values;
+  }();
+  Bytes row(std::size_t{3} * kWidth, 255);
+  std::uint32_t at = random();
+  for (std::uint32_t x = kWidth / 20; x < kWidth - kWidth / 20; ++x) {
+    for (std::uint32_t c = 0; c < 3; ++c) {
+      const float value = 128 + 70 * std::sin(x * 0.004f + c * 1.3f + y * 0.001f) +
+                          40 * std::sin(x * 0.021f * (c + 1) + y * 0.005f) +
+                          (x / 700 % 2 == 0 ? 0 : 25) + grain[at++ & 0xFFFF];
+      row[3 * x + c] = static_cast<std::uint8_t>(std::clamp(value, 0.0f, 255.0f));
+    }
+  }
+  return row;
+}
+
+ChainSetup DefaultSetup() {
+  ChainSetup setup;
+  setup.host.SetProperty("ColorTableFilename", DefaultColorTable().c_str(), "Standard");
+  return setup;
+}
+
+PageSettings SettingsOf(int mode, int alternateMode) {
+  PageSettings settings;
+  settings.mode = FindPrintMode(mode);
+  settings.alternateMode = alternateMode;
+  settings.horizontalDpi = DefaultHorizontalDpi(*settings.mode, alternateMode);
+  settings.verticalDpi = DefaultVerticalDpi(*settings.mode, alternateMode);
+  return settings;
+}
+
+// A band of a page through the chain; "page_s" is the whole page at that speed.
+void Chain_(benchmark::State& state, int mode, int alternateMode) {
+  constexpr std::uint32_t kRows = 256;
+  std::mt19937 random(7);
+  std::vector<Bytes> rows;
+  for (std::uint32_t y = 0; y < kRows; ++y) rows.push_back(PhotoRow(y, random));
+  const PluginLibrary library;
+  Chain chain(library, DefaultSetup());
+  QRaster raster;
+  raster.RasterFormat = 1;
+  raster.EndPixel = raster.Width = kWidth;
+  raster.RowBytes = 3 * kWidth;
+  for (auto _ : state) {
+    QStartPage start = MakeStartPage(SettingsOf(mode, alternateMode), kWidth);
+    if (chain.Send(start) == 0) {
+      state.SkipWithError("the chain refused the page");
+      return;
+    }
+    for (std::uint32_t y = 0; y < kRows; ++y) {
+      raster.Row = y;
+      raster.Data = rows[y].data();
+      chain.Send(raster);
+    }
+    ZCOM::QObject end(kEndPageMessage);
+    chain.Send(end);
+  }
+  state.counters["page_s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()) * kRows / kHeight,
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.SetItemsProcessed(state.iterations() * kRows * kWidth);
+}
+BENCHMARK_CAPTURE(Chain_, mode_8_K_600x600, 8, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_48_K_1200x1200, 48, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_79_K_4800x1200, 79, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_12_CcMmYyK_600x600, 12, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_54_CcMmYyK_1200x1200, 54, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_83_CcMmYyK_4800x1200, 83, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_108_CcMmYycmK_1200x1200, 108, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Chain_, mode_109_CcMmYycmK_4800x1200, 109, 0)->Unit(benchmark::kMillisecond);
+
+// -----------------------------------------------------------------------------------------------
+
+// Seconds of processor time of all threads: what one core would take.
+double CpuSeconds() {
+  timespec time = {};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+template <typename Action>
+double Timed(Action action) {
+  const double start = CpuSeconds();
+  action();
+  return CpuSeconds() - start;
+}
+
+void WritePng(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  png_init_io(png, file);
+  png_set_compression_level(png, 3);
+  png_set_IHDR(png, info, kWidth, kHeight, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  std::mt19937 random(7);
+  for (std::uint32_t y = 0; y < kHeight; ++y) png_write_row(png, PhotoRow(y, random).data());
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  std::fclose(file);
+}
+
+class KeptRows : public PageSink {
+ public:
+  void StartPage(const PageShape& page) override { shape = page; }
+  void WriteRow(const std::uint8_t* row) override {
+    rows.insert(rows.end(), row, row + shape.rowBytes);
+  }
+  void EndPage() override {}
+
+  PageShape shape;
+  Bytes rows;
+};
+
+// An A4 page in mode 8 from a PNG file to a TIFF file. "ratio" is the command against decoding and
+// writing alone, in processor time.
+void Command(benchmark::State& state) {
+  std::string folder = (std::filesystem::temp_directory_path() / "corvane-bench-XXXXXX").string();
+  if (mkdtemp(folder.data()) == nullptr) return state.SkipWithError("no temporary folder");
+  const std::string image = folder + "/page.png";
+  WritePng(image);
+
+  PageJob job;
+  job.image = job.title = image;
+  job.paper = ParsePaperSize("A4");
+  job.settings = SettingsOf(K_600x600_1Pass, 0);
+  job.colorTable = DefaultColorTable();
+  KeptRows kept;
+  {
+    const PluginLibrary library;
+    Chain chain(library, DefaultSetup());
+    PageReceivers receivers;
+    receivers.binary.push_back(&kept);
+    PrintPage(job, chain, receivers);
+  }
+
+  PrintOptions options;
+  options.inputs = {image};
+  options.output = folder + "/page.tif";
+  options.mode = "8";
+  options.quiet = true;
+  double decode = 1e9, write = 1e9, command = 1e9;
+  for (auto _ : state) {
+    decode = std::min(decode, Timed([&] {
+                        const auto reader = OpenImage(image);
+                        Bytes row(reader->Info().RowBytes());
+                        for (std::uint32_t y = 0; y < reader->Info().height; ++y)
+                          reader->ReadRow(row.data());
+                      }));
+    write = std::min(write, Timed([&] {
+                       OutputStage stage;
+                       TiffSink sink(stage.Create(folder + "/alone.tif"), 1);
+                       sink.StartPage(kept.shape);
+                       for (std::uint32_t y = 0; y < kept.shape.rows; ++y) {
+                         sink.WriteRow(kept.rows.data() + y * kept.shape.rowBytes);
+                       }
+                       sink.EndPage();
+                     }));
+    command = std::min(command, Timed([&] { RunPrint(options); }));
+  }
+  state.counters["decode_s"] = decode;
+  state.counters["write_s"] = write;
+  state.counters["command_s"] = command;
+  state.counters["ratio"] = command / (decode + write);
+  std::filesystem::remove_all(folder);
+}
+BENCHMARK(Command)->Name("Command/mode_8_A4_600dpi")->Iterations(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace
