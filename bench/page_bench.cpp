@@ -180,7 +180,7 @@ void Command(benchmark::State& state) {
   PrintOptions options;
   options.inputs = {image};
   options.output = folder + "/page.tif";
-  options.mode = "8";
+  options.mode = std::to_string(K_600x600_1Pass);
   options.quiet = true;
   double decode = 1e9, write = 1e9, command = 1e9;
   for (auto _ : state) {
