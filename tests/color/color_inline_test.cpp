@@ -599,6 +599,7 @@ TEST_F(ColorElement, DumpsTheRowsOfInkPages) {
   EXPECT_THAT(ReadFile("rgb.raw"), SizeIs(kRecord));
   EXPECT_EQ(Begin({.format = 0}), 0u);
   EXPECT_THAT(ReadFile("rgb.raw"), IsEmpty());
+  harness_.Push(kEndPageMessage);  // closes it; elsewhere an open file cannot be removed
 }
 
 // The counters of the chart's rows run on for the whole library, so one test has them all.

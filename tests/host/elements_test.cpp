@@ -63,6 +63,13 @@ TEST(Wrappers, PutDiagnosticFilesIntoTheNamedDirectory) {
   std::filesystem::remove_all(directory);
 }
 
+TEST(Wrappers, TakeTheFixedPathsAsTheyStandOtherwise) {
+  // A file of drive C on Windows; elsewhere a file of exactly this name in the current directory.
+  const char* path = "C:\\corvane_test_log.txt";
+  EXPECT_EQ(ZCOM::fwfclose(ZCOM::fwfopen(path, "w")), 0);
+  EXPECT_TRUE(std::filesystem::remove(path));
+}
+
 TEST(Wrappers, TakeANullHandle) {
   char byte = 0;
   EXPECT_EQ(ZCOM::fwfclose(nullptr), 0);
