@@ -23,7 +23,18 @@ int Below(Random& random, int limit) {
   return static_cast<int>(random() % static_cast<unsigned>(limit));
 }
 
-enum class Content { Noise, Sparse, Light, Flat, Patches, White, kCount };
+enum class Content { Noise, Sparse, Light, Flat, Patches, Text, White, kCount };
+
+// Clears all planes between runs of a few pixels.
+void KeepWords(std::vector<std::uint8_t>& row, std::uint32_t stride, Random& random) {
+  for (std::uint32_t x = 0; x < stride;) {
+    const std::uint32_t white = std::min<std::uint32_t>(Below(random, 90), stride - x);
+    for (int plane = 0; plane < 9; ++plane) {
+      std::fill_n(row.begin() + std::size_t{stride} * plane + x, white, std::uint8_t{0});
+    }
+    x += white + static_cast<std::uint32_t>(Below(random, 6));
+  }
+}
 
 // A contone row of nine planes.
 std::vector<std::uint8_t> MakeRow(Content content, std::uint32_t stride, Random& random) {
@@ -34,6 +45,7 @@ std::vector<std::uint8_t> MakeRow(Content content, std::uint32_t stride, Random&
     for (std::uint32_t x = 0; x < stride; ++x) {
       switch (content) {
         case Content::Noise:
+        case Content::Text:
           level = Below(random, 256);
           break;
         case Content::Sparse:
@@ -54,6 +66,7 @@ std::vector<std::uint8_t> MakeRow(Content content, std::uint32_t stride, Random&
       levels[x] = static_cast<std::uint8_t>(level);
     }
   }
+  if (content == Content::Text) KeepWords(row, stride, random);
   return row;
 }
 
