@@ -86,8 +86,10 @@ std::int32_t Spread(std::int32_t error, const ErrorWeights& weights, std::int16_
   return Wrap(error - below - behind);
 }
 
+// Inks and passes are taken by value: what a drop writes cannot change them then, and they stay in
+// registers.
 template <int kStep>
-void DiffuseInk(const InkRow& ink, const Pass& pass) {
+void DiffuseInk(const InkRow ink, const Pass pass) {
   std::uint8_t* const plane = ink.plane;
   std::int32_t error = *ink.carriedError;
   std::uint32_t dots = 0;
@@ -120,7 +122,7 @@ void DiffuseInk(const InkRow& ink, const Pass& pass) {
 // An ink of up to two drops a pixel: from level 128 up the first drop is certain, and what the
 // level has above it decides on the second.
 template <int kStep>
-void DiffuseTwoDropInk(const InkRow& ink, const Pass& pass) {
+void DiffuseTwoDropInk(const InkRow ink, const Pass pass) {
   std::int32_t error = *ink.carriedError;
   std::uint32_t dots = 0;
   std::uint32_t phase = pass.phase;
@@ -159,7 +161,7 @@ void DiffuseTwoDropInk(const InkRow& ink, const Pass& pass) {
 // Two light inks. Where both are light, they share one decision at the sum of their levels, and
 // the ink with the larger error (the second, if equal) gets the drop.
 template <int kStep>
-void DiffusePair(const InkRow& a, const InkRow& b, const Pass& pass) {
+void DiffusePair(const InkRow a, const InkRow b, const Pass pass) {
   std::int32_t errorA = *a.carriedError;
   std::int32_t errorB = *b.carriedError;
   std::uint32_t dotsA = 0;
