@@ -43,8 +43,10 @@ Span PlaceSide(std::uint32_t pixels, std::uint64_t drawn, std::uint32_t sheet) {
   return span;
 }
 
+// Within two pixels, or a 2000th of a long side: resampling would soften the image for nothing.
 bool NearlyEqual(std::uint64_t drawn, std::uint32_t pixels) {
-  return drawn + 2 >= pixels && drawn <= std::uint64_t{pixels} + 2;
+  const std::uint64_t tolerance = std::max(2u, pixels / 2000);
+  return drawn + tolerance >= pixels && drawn <= pixels + tolerance;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -43,7 +43,7 @@ struct Placement {
 
 // Centres the image. `scale` multiplies its natural size; without it the image is made as large as
 // the sheet allows. What does not fit is cut off alike on both sides. An image that would change
-// its size by no more than two pixels keeps it.
+// its size by no more than two pixels, or a 2000th, keeps it.
 Placement PlaceImage(const ImageSize& image, const Sheet& sheet, std::optional<double> scale);
 
 // Delivers every row of the sheet, from the top, as three bytes a pixel: white outside the image.

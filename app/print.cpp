@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -155,6 +156,22 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
     page.path = page.base;
     page.path += extension;
     if (!folder && !numbered) page.path = options.output;
+  }
+}
+
+// Refuses to write two pages into one file, or over an image that is being read.
+void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pages) {
+  std::set<fs::path> paths;
+  for (const PlannedPage& page : pages) {
+    if (!paths.insert(page.path).second) {
+      throw UsageFailure(page.path.string() + ": two pages would be written there");
+    }
+    for (const std::string& input : options.inputs) {
+      std::error_code ignored;
+      if (fs::equivalent(page.path, input, ignored)) {
+        throw UsageFailure(input + ": is an input and would be written over");
+      }
+    }
   }
 }
 
@@ -345,6 +362,7 @@ int RunPrint(const PrintOptions& options) {
   const std::string colorTable = FindColorTable(options.colorTable);
   std::vector<PlannedPage> pages = PlanPages(options, settings, colorTable);
   NameFiles(options, pages);
+  CheckFiles(options, pages);
   if (!options.diagnostics.empty()) {
     std::error_code problem;
     if (!fs::is_directory(options.diagnostics, problem)) {

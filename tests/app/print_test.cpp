@@ -310,6 +310,10 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
     EXPECT_THAT(complaint, testing::Not(HasSubstr("\n")));
     EXPECT_TRUE(NothingWritten()) << test.complaint;
   }
+  EXPECT_THAT(Complaint({"print", photo_, "-o", photo_}), HasSubstr("is an input"));
+  WriteFile(folder_.File("photo-001.png"), good);
+  EXPECT_THAT(Complaint({"print", photo_, photo_, folder_.File("photo-001.png"), "-o", out_}),
+              HasSubstr("two pages would be written there"));
   EXPECT_THAT(Complaint({"print", photo_, "-o", out_, "--paper", "A44"}), StartsWith("A44: "));
   EXPECT_THAT(Complaint({"print", photo_, "-o", "/dev/full", "-m", "8"}),
               HasSubstr("is not an ordinary file"));
