@@ -138,12 +138,12 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
       ->capture_default_str()
       ->group("Page");
   setting("--media", options.media, kMediaType, "Media type");
-  setting("--quality", options.quality, kPrintQuality, "Print quality");
+  setting("--quality", options.quality, kPrintQuality, "Print quality; without it normal, best in mode 109");
   setting("--intent", options.intent, kPageIntent, "What the page shows");
   setting("--preference", options.preference, kColorPreference,
           "Colour preference; automatic follows the intent");
   setting("--paper-characteristics", options.paperCharacteristics, kPaperCharacteristics,
-          "no-black keeps black ink off the paper in seven-ink modes");
+          "no-black takes tables without black ink, as modes without it do anyway");
   command
       .add_option("--overspray", options.overspray, "Empty pixels beside the page, left and right")
       ->delimiter(',')

@@ -48,10 +48,14 @@ PageSettings SettingsFrom(const PrintOptions& options) {
   settings.mode = &ParsePrintMode(options.mode);
   settings.alternateMode = options.alternateMode;
   settings.mediaType = SettingValue(kMediaType, options.media);
-  settings.printQuality = SettingValue(kPrintQuality, options.quality);
+  settings.printQuality = options.quality.empty() ? DefaultPrintQuality(*settings.mode)
+                                                  : SettingValue(kPrintQuality, options.quality);
   settings.pageIntent = SettingValue(kPageIntent, options.intent);
   settings.colorPreference = SettingValue(kColorPreference, options.preference);
-  settings.paperCharacteristics = SettingValue(kPaperCharacteristics, options.paperCharacteristics);
+  settings.paperCharacteristics =
+      options.paperCharacteristics.empty()
+          ? DefaultPaperCharacteristics(*settings.mode)
+          : SettingValue(kPaperCharacteristics, options.paperCharacteristics);
   settings.points = options.points;
   if (!options.overspray.empty()) {
     settings.leftOverspray = options.overspray[0];

@@ -18,10 +18,10 @@ struct PrintOptions {
   std::string mode = "12";
   int alternateMode = 0;
   std::string media = "plain";
-  std::string quality = "normal";
+  std::string quality;  // empty: what suits the mode
   std::string intent = "photo";
   std::string preference = "automatic";
-  std::string paperCharacteristics = "standard";
+  std::string paperCharacteristics;  // empty: what suits the mode
   std::vector<unsigned> overspray;   // left, right
   std::vector<unsigned> resolution;  // horizontal, vertical; empty: what suits the mode
 

@@ -77,6 +77,17 @@ const PrintMode& ParsePrintMode(const std::string& text) {
   return *found;
 }
 
+int DefaultPrintQuality(const PrintMode& mode) {
+  constexpr int kNormal = 2, kBest = 4;
+  return mode.descriptor == CcMmYycmK_4800x1200_16Pass ? kBest : kNormal;
+}
+
+int DefaultPaperCharacteristics(const PrintMode& mode) {
+  constexpr int kStandard = 0, kNoBlack = 3;
+  const bool printsBlack = std::string_view(mode.printedInks).find('K') != std::string_view::npos;
+  return printsBlack ? kStandard : kNoBlack;
+}
+
 std::uint32_t DefaultHorizontalDpi(const PrintMode& mode, int alternateMode) {
   return std::min(kUsualDpi, GeometryOf(mode, alternateMode).halftoneDpi);
 }

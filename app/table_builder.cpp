@@ -26,6 +26,10 @@ constexpr int kQualities = 4;
 constexpr double kLimitPart[kQualities] = {0.75, 1.0, 1.0, 1.0};
 constexpr double kBlackStrength[kQualities] = {0.75, 0.6, 0.45, 0.45};
 
+// The inks from the one that darkens most, for the same amount, to the one that darkens least.
+constexpr Ink kByDarkness[kInkCount] = {Ink::K,  Ink::M, Ink::md, Ink::C, Ink::m,
+                                        Ink::cd, Ink::c, Ink::Y,  Ink::y};
+
 // A channel's value at a grid index: 0 stands for white.
 double ValueAt(int index) { return 1.0 - static_cast<double>(index) / (kGrid - 1); }
 
@@ -68,7 +72,8 @@ struct TableBuilder::State {
   InkAmounts AmountsOf(const TableKey& key, const Triple& srgb);
   std::vector<std::uint8_t> BlackCurve(const TableKey& key);
   // Amounts as contone values after linearisation, their sum inside the limit.
-  std::array<std::uint8_t, kInkCount> ContoneOf(const InkAmounts& amounts, double limit) const;
+  std::array<std::uint8_t, kInkCount> ContoneOf(const InkAmounts& amounts, double limit,
+                                                const PrintModel& model) const;
 };
 
 TableKey TableKeyOf(int place) {
@@ -157,11 +162,20 @@ InkAmounts TableBuilder::State::AmountsOf(const TableKey& key, const Triple& srg
 }
 
 std::array<std::uint8_t, kInkCount> TableBuilder::State::ContoneOf(const InkAmounts& amounts,
-                                                                   double limit) const {
+                                                                   double limit,
+                                                                   const PrintModel& model) const {
   std::array<std::uint8_t, kInkCount> contone;
   int total = 0;
-  for (int i = 0; i < kInkCount; ++i) {
-    const int value = static_cast<int>(std::lround(std::clamp(amounts[i], 0.0, 1.0) * 255.0));
+  // What rounding takes from the darkness of one ink, the next and lighter one makes up for.
+  double missing = 0;
+  for (const Ink ink : kByDarkness) {
+    const int i = static_cast<int>(ink);
+    const double darkness = model.LayerDensity(ink)[1];
+    const double exact = std::clamp(amounts[i], 0.0, 1.0) * 255.0;
+    const bool adjusts = exact > 1.0 && exact < 254.0;
+    const double wish = adjusts ? exact + std::clamp(missing / darkness, -0.5, 0.5) : exact;
+    const int value = static_cast<int>(std::lround(wish));
+    missing += (exact - value) * darkness;
     contone[i] = settings.curves.values[i][value];
     total += contone[i];
   }
@@ -191,7 +205,7 @@ std::vector<std::uint8_t> TableBuilder::State::BlackCurve(const TableKey& key) {
     const double amount = separator.DyeAmount(Dye::Black, -std::log10(std::max(linear, 1e-6)));
     InkAmounts amounts{};
     amounts[static_cast<int>(Ink::K)] = amount * kLimitPart[key.quality];
-    curve[entry] = ContoneOf(amounts, 1.0)[static_cast<int>(Ink::K)];
+    curve[entry] = ContoneOf(amounts, 1.0, model)[static_cast<int>(Ink::K)];
   }
   return curve;
 }
@@ -207,7 +221,7 @@ std::vector<std::uint8_t> TableBuilder::Build(const TableKey& key) const {
     for (int g = 0; g < kGrid; ++g) {
       for (int b = 0; b < kGrid; ++b, ++node) {
         const InkAmounts amounts = state_->AmountsOf(key, {ValueAt(r), ValueAt(g), ValueAt(b)});
-        const auto contone = state_->ContoneOf(amounts, limit);
+        const auto contone = state_->ContoneOf(amounts, limit, state_->ConditionOf(key).model);
         for (int plane = 0; plane < planes; ++plane) table[plane * kNodes + node] = contone[plane];
       }
     }

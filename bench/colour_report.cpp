@@ -46,22 +46,22 @@ Figures FiguresOf(std::vector<double> values) {
   return figures;
 }
 
-// The inks and the gamut that a table was made for.
-struct Reference {
-  Reference(const TableBuilder& builder, const TableKey& key)
-      : key(key),
-        model(builder.Inks(), key.media),
-        separator(model, builder.RulesOf(key)),
-        gamut(separator),
-        table(builder.Build(key)),
-        limit(builder.InkLimit(key)) {}
+// A table and the inks it was made for.
+struct TableView {
+  TableView(const TableBuilder& builder, const TableKey& key)
+      : model(builder.Inks(), key.media), table(builder.Build(key)) {}
 
-  TableKey key;
   PrintModel model;
+  std::vector<std::uint8_t> table;
+};
+
+// The same with what the inks can show.
+struct Reference : TableView {
+  Reference(const TableBuilder& builder, const TableKey& key)
+      : TableView(builder, key), separator(model, builder.RulesOf(key)), gamut(separator) {}
+
   Separator separator;
   GamutMap gamut;
-  std::vector<std::uint8_t> table;
-  double limit;
 };
 
 // sRGB colours between the nodes of the tables that the print can show.
@@ -111,7 +111,7 @@ struct Smoothness {
   double largestFall = 0, largestRatio = 0;
 };
 
-Smoothness SmoothnessOf(const Reference& reference, const Ramp& ramp, bool tint) {
+Smoothness SmoothnessOf(const TableView& view, const Ramp& ramp, bool tint) {
   std::vector<double> steps;
   double last = 0;
   for (int v = 0; v < 256; ++v) {
@@ -122,7 +122,7 @@ Smoothness SmoothnessOf(const Reference& reference, const Ramp& ramp, bool tint)
       rgb[i] = static_cast<std::uint8_t>(varying ? v : fixed);
     }
     const double lightness =
-        LabFromBands(reference.model.Bands(InterpolatedAmounts(reference.table, rgb)))[0];
+        LabFromBands(view.model.Bands(InterpolatedAmounts(view.table, rgb)))[0];
     if (v > 0) steps.push_back(lightness - last);
     last = lightness;
   }
@@ -174,23 +174,46 @@ void ReportTables(const TableBuilder& builder) {
   }
 }
 
-// The most ink that any colour gets from any table, as a part of the table's limit. A colour
-// between nodes gets a mean of theirs, cut down to whole values: the nodes have the most.
-void ReportInkLimits(const TableBuilder& builder) {
-  double most = 0;
+// Every table that differs: the most ink that a colour gets, as a part of the table's limit (a
+// colour between nodes gets a mean of theirs, cut down to whole values: the nodes have the most),
+// and the unevenness of the ramps.
+void ReportAllTables(const TableBuilder& builder) {
+  double mostInk = 0;
   int tables = 0;
+  struct {
+    int ramps = 0, falling = 0;
+    double largestFall = 0, largestRatio = 0;
+  } byIntent[2];
   for (int place = 0; place < kTableCount; ++place) {
     const TableKey key = TableKeyOf(place);
     if (key.inkClass == 0 || builder.Representative(key) != key) continue;
-    const std::vector<std::uint8_t> table = builder.Build(key);
+    const TableView view(builder, key);
+    ++tables;
     for (std::size_t node = 0; node < 4913; ++node) {
       double total = 0;
-      for (std::size_t at = node; at < table.size(); at += 4913) total += table[at] / 255.0;
-      most = std::max(most, total / builder.InkLimit(key));
+      for (std::size_t at = node; at < view.table.size(); at += 4913) total += view.table[at];
+      mostInk = std::max(mostInk, total / 255.0 / builder.InkLimit(key));
     }
-    ++tables;
+    auto& figures = byIntent[key.intent];
+    for (const bool tint : {false, true}) {
+      for (const Ramp& ramp : kRamps) {
+        if (tint && ramp.channels == Rgb8{1, 1, 1}) continue;
+        const Smoothness smoothness = SmoothnessOf(view, ramp, tint);
+        ++figures.ramps;
+        figures.falling += smoothness.falls > 0;
+        figures.largestFall = std::max(figures.largestFall, smoothness.largestFall);
+        figures.largestRatio = std::max(figures.largestRatio, smoothness.largestRatio);
+      }
+    }
   }
-  fmt::print("\nMost ink in the {} tables: {:.2f} % of the limit\n", tables, most * 100);
+  fmt::print("\nAll {} colour tables: most ink {:.2f} % of the limit\n", tables, mostInk * 100);
+  for (int intent = 0; intent < 2; ++intent) {
+    const auto& figures = byIntent[intent];
+    fmt::print(
+        "  {} ramps, {}: largest step {:.2f} times its neighbours; {} fall, by {:.4f} at most\n",
+        figures.ramps, intent ? "colorimetric" : "perceptual", figures.largestRatio,
+        figures.falling, figures.largestFall);
+  }
 }
 
 // -------------------------------------------------------------------------------------------------
@@ -411,6 +434,6 @@ int main(int argc, char** argv) {
   const corvane::TableBuilder builder(argc > 1 ? corvane::ReadInkData(argv[1])
                                                : corvane::DefaultInkData());
   corvane::ReportTables(builder);
-  corvane::ReportInkLimits(builder);
+  corvane::ReportAllTables(builder);
   corvane::ReportChain(builder);
 }
