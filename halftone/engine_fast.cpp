@@ -90,9 +90,9 @@ void PlaceSegments(FastPage& page, BlockLayout& layout) {
   SegmentBuffers& segments = page.segments;
   layout.Place(segments.levels, pixels * kSegments);
   layout.Place(segments.entries, (kLeadLength + length) * kSegments * 2);
-  layout.Place(segments.shares, (1 + length) * 2 * kSegments * 2);
-  layout.Place(segments.drops, length / 8 * 2 * kSegments);
-  layout.Place(segments.bits, length + 16);
+  layout.Place(segments.shares, (1 + length) * kGuesses * kSegments * 2);
+  layout.Place(segments.drops, length / 8 * kGuesses * kSegments);
+  layout.Place(segments.bits, length / 8 * kSegments + 16);
   layout.Place(segments.modulation, std::uint64_t{kModulationLength + 8} * kSegments * 2);
 }
 

@@ -32,15 +32,15 @@ struct alignas(32) LaneWords {
   std::uint16_t lane[kMaxLanes];
 };
 
-// The arrays of a page whose rows are worked on in segments (see engine_segments.h). "Of 8" is one
-// for each segment, "of 16" one for each of their two guesses.
+// The arrays of a page whose rows are worked on in segments (see engine_segments.h): for each
+// position one of every segment, or one of every segment for each of two guesses.
 struct SegmentBuffers {
-  std::uint8_t* levels;       // of 8, the contone pixels of the lead, then those of the segment
-  std::uint16_t* entries;     // of 8, the entries of the error line, likewise
-  std::uint16_t* shares;      // of 16, the new entries, after that of the pixel before
-  std::uint8_t* drops;        // of 16, a byte for every 8 binary pixels
-  std::uint8_t* bits;         // the drops of a pass in the order of the plane
-  std::uint16_t* modulation;  // of 8, by the phase of the first segment
+  std::uint8_t* levels;            // of the contone pixels of the lead, then those of the segment
+  std::uint16_t* entries;          // of the error line, likewise
+  std::uint16_t* shares;           // of each guess, the new entries, after that before the first
+  std::uint8_t* drops;             // of each guess, a byte for every 8 binary pixels
+  std::uint8_t* bits;              // the drops of a pass in the order of the plane
+  std::uint16_t* modulation;       // by the phase of the first segment
   std::uint32_t modulationLength;  // binary pixels of the segments that it was made for
 };
 

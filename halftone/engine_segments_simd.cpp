@@ -63,6 +63,16 @@ struct Scan {
   }
 };
 
+CORVANE_INLINE __m128i LoadWords(const std::uint16_t* from) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(from));
+}
+CORVANE_INLINE void StoreWords(std::uint16_t* to, __m128i words) {
+  _mm_store_si128(reinterpret_cast<__m128i*>(to), words);
+}
+CORVANE_INLINE __m128i LoadBytes(const std::uint8_t* from) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(from));
+}
+
 // ---------------------------------------------------------------------------------------------
 // From the row to segments, position by position, and back
 
@@ -77,21 +87,33 @@ CORVANE_INLINE void TransposeWords(__m128i (&v)[8]) {
   }
 }
 
-// Interleaves `count` levels of each segment, at least 16, beginning at its position `offset`. The
-// first segment has nothing before its start and takes what stands behind it.
+// Where a segment's position `offset` is in scan order. The first segment has nothing before its
+// start and takes what stands behind it.
+CORVANE_INLINE std::size_t StartOf(std::uint32_t segment, std::uint32_t length,
+                                   std::int64_t offset) {
+  return static_cast<std::size_t>(segment == 0 && offset < 0 ? 0 : segment * length + offset);
+}
+
+// Interleaves `count` levels of each segment, beginning at its position `offset`. Fewer than 16
+// write over what stands behind them.
 template <int kStep>
 void LoadLevels(const Scan<kStep>& scan, std::uint32_t segmentPixels, std::int64_t offset,
                 std::uint32_t count, std::uint8_t* to) {
   for (std::uint32_t x = 0; x < count; x += 16) {
-    if (x + 16 > count) x = count - 16;
-    __m128i v[8];
-    for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
-      const std::int64_t start = segment == 0 && offset < 0 ? 0 : segment * segmentPixels + offset;
-      v[segment] = scan.Levels(static_cast<std::size_t>(start) + x);
+    if (x + 16 > count && count > 16) x = count - 16;
+    __m128i lower[8], upper[8];
+    for (std::uint32_t i = 0; i < 8; ++i) {
+      lower[i] = scan.Levels(StartOf(i, segmentPixels, offset) + x);
+      upper[i] = scan.Levels(StartOf(i + 8, segmentPixels, offset) + x);
     }
-    for (int step = 0; step < 3; ++step) TransposeStep(v);
+    for (int step = 0; step < 3; ++step) {
+      TransposeStep(lower);
+      TransposeStep(upper);
+    }
+    __m128i* const pixels = reinterpret_cast<__m128i*>(to + x * kSegments);
     for (int i = 0; i < 8; ++i) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + x * kSegments + 16 * i), v[i]);
+      _mm_store_si128(pixels + 2 * i, _mm_unpacklo_epi64(lower[i], upper[i]));
+      _mm_store_si128(pixels + 2 * i + 1, _mm_unpackhi_epi64(lower[i], upper[i]));
     }
   }
 }
@@ -100,24 +122,23 @@ void LoadLevels(const Scan<kStep>& scan, std::uint32_t segmentPixels, std::int64
 template <int kStep>
 void LoadEntries(const Scan<kStep>& scan, std::uint32_t segmentLength, std::int64_t offset,
                  std::uint32_t count, std::uint16_t* to) {
-  for (std::uint32_t p = 0; p < count; p += 8) {
-    __m128i v[8];
-    for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
-      const std::int64_t start = segment == 0 && offset < 0 ? 0 : segment * segmentLength + offset;
-      v[segment] = scan.Entries(static_cast<std::size_t>(start) + p);
-    }
-    TransposeWords(v);
-    for (int i = 0; i < 8; ++i) {
-      _mm_store_si128(reinterpret_cast<__m128i*>(to + (p + i) * kSegments), v[i]);
+  for (std::uint32_t group = 0; group < kSegments; group += 8) {
+    for (std::uint32_t p = 0; p < count; p += 8) {
+      __m128i v[8];
+      for (std::uint32_t i = 0; i < 8; ++i) {
+        v[i] = scan.Entries(StartOf(group + i, segmentLength, offset) + p);
+      }
+      TransposeWords(v);
+      for (std::uint32_t i = 0; i < 8; ++i) StoreWords(to + (p + i) * kSegments + group, v[i]);
     }
   }
 }
 
 // How the guesses of each segment came out.
 struct Outcome {
-  LaneWords start;                 // errors at which the guesses reached their segments
-  LaneWords end;                   // and left them
-  bool second[kSegments];          // the second guess holds
+  LaneWords start[kGuesses];       // errors at which the guesses reached their segments
+  LaneWords end[kGuesses];         // and left them
+  LaneWords second;                // all ones: the second guess holds
   bool serial[kSegments];          // neither: the segment was diffused on the row itself
   std::int16_t handed[kSegments];  // share that its first pixel hands to the one before
   std::int16_t carried;            // the error behind the last segment
@@ -127,22 +148,20 @@ struct Outcome {
 template <int kStep>
 void StoreShares(const Scan<kStep>& scan, std::uint32_t segmentLength, const std::uint16_t* shares,
                  const Outcome& outcome) {
-  alignas(16) std::uint16_t masks[kSegments];
-  for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
-    masks[segment] = outcome.second[segment] ? 0xFFFF : 0;
-  }
-  const __m128i second = _mm_load_si128(reinterpret_cast<const __m128i*>(masks));
-  for (std::uint32_t p = 0; p < segmentLength; p += 8) {
-    __m128i v[8];
-    for (int i = 0; i < 8; ++i) {
-      const __m128i* const guesses =
-          reinterpret_cast<const __m128i*>(shares + (p + i) * 2 * kSegments);
-      v[i] = _mm_blendv_epi8(_mm_load_si128(guesses), _mm_load_si128(guesses + 1), second);
-    }
-    TransposeWords(v);
-    for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
-      if (outcome.serial[segment]) continue;
-      scan.StoreEntries(std::size_t{segment} * segmentLength + p, v[segment]);
+  for (std::uint32_t group = 0; group < kSegments; group += 8) {
+    const __m128i second = LoadWords(outcome.second.lane + group);
+    for (std::uint32_t p = 0; p < segmentLength; p += 8) {
+      __m128i v[8];
+      for (std::uint32_t i = 0; i < 8; ++i) {
+        const std::uint16_t* const guesses = shares + (p + i) * kGuesses * kSegments + group;
+        v[i] = _mm_blendv_epi8(LoadWords(guesses), LoadWords(guesses + kSegments), second);
+      }
+      TransposeWords(v);
+      for (std::uint32_t i = 0; i < 8; ++i) {
+        const std::uint32_t segment = group + i;
+        if (outcome.serial[segment]) continue;
+        scan.StoreEntries(std::size_t{segment} * segmentLength + p, v[i]);
+      }
     }
   }
   for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
@@ -167,32 +186,41 @@ CORVANE_INLINE __m128i MirroredBits(__m128i v) {
 template <int kStep>
 void GatherDrops(const FastPage& page, std::uint32_t segmentLength, const Outcome& outcome) {
   const std::uint32_t segmentBytes = segmentLength / 8;
-  alignas(16) std::uint8_t masks[2 * kSegments] = {};
+  const std::size_t allBytes = std::size_t{kSegments} * segmentBytes;
+  alignas(16) std::uint8_t first[kSegments], second[kSegments];
   for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
-    masks[segment] = outcome.serial[segment] || outcome.second[segment] ? 0 : 0xFF;
-    masks[segment + kSegments] = outcome.second[segment] ? 0xFF : 0;
+    const bool isSecond = outcome.second.lane[segment] != 0;
+    first[segment] = isSecond || outcome.serial[segment] ? 0 : 0xFF;
+    second[segment] = isSecond ? 0xFF : 0;
   }
-  const __m128i valid = _mm_load_si128(reinterpret_cast<const __m128i*>(masks));
+  const __m128i firstMask = LoadBytes(first);
+  const __m128i secondMask = LoadBytes(second);
+  const auto dropsAt = [&](std::uint32_t column) {
+    const std::uint8_t* const guesses = page.segments.drops + column * kGuesses * kSegments;
+    return _mm_or_si128(_mm_and_si128(LoadBytes(guesses), firstMask),
+                        _mm_and_si128(LoadBytes(guesses + kSegments), secondMask));
+  };
   for (std::uint32_t column = 0; column < segmentBytes; column += 16) {
     if (column + 16 > segmentBytes) column = segmentBytes - 16;
-    __m128i v[8];
-    for (int i = 0; i < 8; ++i) {
-      const __m128i* const guesses =
-          reinterpret_cast<const __m128i*>(page.segments.drops + (column + 2 * i) * 2 * kSegments);
-      const __m128i even = _mm_and_si128(_mm_load_si128(guesses), valid);
-      const __m128i odd = _mm_and_si128(_mm_load_si128(guesses + 1), valid);
-      v[i] = _mm_or_si128(_mm_unpacklo_epi64(even, odd), _mm_unpackhi_epi64(even, odd));
+    __m128i v[2][8];
+    for (std::uint32_t i = 0; i < 8; ++i) {
+      const __m128i even = dropsAt(column + 2 * i);
+      const __m128i odd = dropsAt(column + 2 * i + 1);
+      v[0][i] = _mm_unpacklo_epi64(even, odd);
+      v[1][i] = _mm_unpackhi_epi64(even, odd);
     }
-    for (int step = 0; step < 4; ++step) TransposeStep(v);
+    for (int step = 0; step < 4; ++step) {
+      TransposeStep(v[0]);
+      TransposeStep(v[1]);
+    }
     for (std::uint32_t segment = 0; segment < kSegments; ++segment) {
+      const __m128i bits = v[segment / 8][segment % 8];
       const std::size_t byte = std::size_t{segment} * segmentBytes + column;
-      const std::size_t all = std::size_t{kSegments} * segmentBytes;
-      std::uint8_t* const to = page.segments.bits + (kStep > 0 ? byte : all - byte - 16);
-      const __m128i bytes = kStep > 0 ? v[segment] : MirroredBits(v[segment]);
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+      std::uint8_t* const to = page.segments.bits + (kStep > 0 ? byte : allBytes - byte - 16);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), kStep > 0 ? bits : MirroredBits(bits));
     }
   }
-  std::memset(page.segments.bits + std::size_t{kSegments} * segmentBytes, 0, 16);
+  std::memset(page.segments.bits + allBytes, 0, 16);
 }
 
 // Adds a string of bits to the plane, from bit `start` on, and returns how many are set.
@@ -218,7 +246,7 @@ std::uint32_t DeliverBits(const std::uint8_t* bits, std::size_t bytes, std::uint
       _mm_cvtsi128_si32(_mm_add_epi64(count, _mm_unpackhi_epi64(count, count))));
 }
 
-// The modulation of all segments, by the phase of the first: 8 words a phase, and the start again.
+// The modulation of all segments, by the phase of the first, and its start again.
 void MakeModulation(SegmentBuffers& segments, std::uint32_t segmentLength) {
   if (segments.modulationLength == segmentLength) return;
   segments.modulationLength = segmentLength;
@@ -234,32 +262,19 @@ void MakeModulation(SegmentBuffers& segments, std::uint32_t segmentLength) {
 // ---------------------------------------------------------------------------------------------
 // The chain
 
-// Both guesses get the same.
-CORVANE_INLINE Lanes16 Twice(__m128i words) { return Vector<Lanes16>::Table(words); }
-
-CORVANE_INLINE LookUp<Lanes16> LookUpSegments(const FastPage& page, std::uint64_t levels) {
-  const auto rule = [&](int segment) {
-    return static_cast<int>(
-        page.rules[static_cast<int>(InkGroup::Black)][levels >> (8 * segment) & 0xFF]);
+CORVANE_INLINE LookUp<Lanes16> LookUpSegments(const FastPage& page, __m128i levels) {
+  const auto lookUpEight = [&](std::uint64_t bytes) {
+    const auto rule = [&](int segment) {
+      return static_cast<int>(
+          page.rules[static_cast<int>(InkGroup::Black)][bytes >> (8 * segment) & 0xFF]);
+    };
+    return Unpack(_mm_setr_epi32(rule(0), rule(1), rule(2), rule(3)),
+                  _mm_setr_epi32(rule(4), rule(5), rule(6), rule(7)));
   };
-  const LookUp<Lanes8> lookUp = Unpack(_mm_setr_epi32(rule(0), rule(1), rule(2), rule(3)),
-                                       _mm_setr_epi32(rule(4), rule(5), rule(6), rule(7)));
-  return {Twice(lookUp.bias), Twice(lookUp.meta)};
-}
-
-CORVANE_INLINE std::uint64_t LoadWord(const std::uint8_t* from) {
-  std::uint64_t word;
-  std::memcpy(&word, from, sizeof(word));
-  return word;
-}
-
-CORVANE_INLINE __m128i LevelsTwice(const std::uint8_t* from) {
-  const __m128i levels = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
-  return _mm_unpacklo_epi64(levels, levels);
-}
-
-CORVANE_INLINE __m128i LoadWords(const std::uint16_t* from) {
-  return _mm_load_si128(reinterpret_cast<const __m128i*>(from));
+  const LookUp<Lanes8> lower = lookUpEight(LowHalf(levels));
+  const LookUp<Lanes8> upper = lookUpEight(LowHalf(_mm_srli_si128(levels, 8)));
+  return {Vector<Lanes16>::Join(lower.bias, upper.bias),
+          Vector<Lanes16>::Join(lower.meta, upper.meta)};
 }
 
 // A binary pixel of all segments, where the error of level 0 is halved toward zero: with w = error,
@@ -282,66 +297,73 @@ CORVANE_INLINE void HalvingStep(const Pixel<Lanes16>& pixel, Lanes16 dropSize, L
   chain.drops = Sub(Add(chain.drops, chain.drops), drop);
 }
 
+// The errors of both guesses.
+struct Errors {
+  Lanes16 guess[kGuesses];
+};
+
 // `count` contone pixels of all segments in step, a multiple of 8 binary pixels; levels and entries
 // have one more. `shares` is where the first pixel's share below goes. Takes the carried errors
-// and returns those behind the last pixel.
+// and returns those behind the last pixel. The guesses are two chains side by side, so that each
+// runs while the other waits.
 template <int kNumPix, bool kHalves>
-Lanes16 DiffuseSegments(const FastPage& page, const std::uint8_t* levels,
-                        const std::uint16_t* entries, std::uint32_t count, std::uint32_t phase,
-                        Lanes16 carried, std::uint16_t* shares, std::uint8_t* drops) {
+Errors DiffuseSegments(const FastPage& page, const std::uint8_t* levels,
+                       const std::uint16_t* entries, std::uint32_t count, std::uint32_t phase,
+                       const Errors& carried, std::uint16_t* shares, std::uint8_t* drops) {
   using Vec = Vector<Lanes16>;
   constexpr std::uint32_t kPixelsInByte = 8 / kNumPix;
   const std::uint16_t* const modulations = page.segments.modulation;
   const Lanes16 dropSize = Vec::Load(page.dropSize.lane);
 
   Pixel<Lanes16> pixel;
-  LookUp<Lanes16> lookUp = LookUpSegments(page, LoadWord(levels));
-  const __m128i firstLevels = LevelsTwice(levels);
+  const __m128i firstLevels = LoadBytes(levels);
+  LookUp<Lanes16> lookUp = LookUpSegments(page, firstLevels);
   SetPixel<Lanes16, false, false>(
       page, firstLevels, InputOf<Lanes16, false>(page, Vec::Widen(firstLevels)), lookUp, pixel);
 
-  Chain<Lanes16> chain;
-  chain.below = Vec::Repeat(0);
-  chain.error = Add(carried, Add(pixel.input, Twice(LoadWords(entries))));
+  Chain<Lanes16> chains[kGuesses];
+  for (int guess = 0; guess < kGuesses; ++guess) {
+    chains[guess].below = Vec::Repeat(0);
+    chains[guess].error = Add(carried.guess[guess], Add(pixel.input, Vec::Load(entries)));
+  }
 
   for (std::uint32_t byte = 0; byte < count / kPixelsInByte; ++byte) {
-    chain.drops = Vec::Repeat(0);
+    for (Chain<Lanes16>& chain : chains) chain.drops = Vec::Repeat(0);
     for (std::uint32_t x = 0; x < kPixelsInByte; ++x) {
       // The next pixel's look-ups stand before this one's chain, so that they are done when it
       // ends.
       levels += kSegments;
-      const bool changes = LoadWord(levels) != LoadWord(levels - kSegments);
-      const __m128i nextLevels = LevelsTwice(levels);
+      const bool changes = !Vec::SameBytes(levels, levels - kSegments);
+      const __m128i nextLevels = LoadBytes(levels);
       Lanes16 nextInput = pixel.input;
       if (changes) {
         nextInput = InputOf<Lanes16, false>(page, Vec::Widen(nextLevels));
-        lookUp = LookUpSegments(page, LoadWord(levels));
+        lookUp = LookUpSegments(page, nextLevels);
       }
 
       // Level 0 without any error needs nothing, see the engine of all inks.
       bool decays = false;
       if constexpr (!kHalves) {
-        Lanes16 waiting = chain.error;
-        for (int k = 1; k < kNumPix; ++k) {
-          waiting = Or(waiting, Twice(LoadWords(entries + k * kSegments)));
-        }
+        Lanes16 waiting = Or(chains[0].error, chains[1].error);
+        for (int k = 1; k < kNumPix; ++k) waiting = Or(waiting, Vec::Load(entries + k * kSegments));
         decays = Vec::Overlap(waiting, pixel.zeroLevel);
       }
 
       const auto step = [&]<bool kDecays>(int k) {
-        const Lanes16 modulation = Twice(LoadWords(modulations + (phase + k) * kSegments));
+        const Lanes16 modulation = Vec::Load(modulations + (phase + k) * kSegments);
         const Lanes16 threshold = Add(pixel.bias, MultiplyLow(modulation, pixel.modulationFactor));
         entries += kSegments;
-        const Lanes16 next =
-            Add(k + 1 < kNumPix ? pixel.input : nextInput, Twice(LoadWords(entries)));
-        std::uint16_t* const behind = shares - 2 * kSegments;
-        if constexpr (kHalves) {
-          HalvingStep(pixel, dropSize, threshold, next, behind, chain);
-        } else {
-          const Lanes16 bit = Vec::Load(kDropBits[static_cast<int>(x) * kNumPix + k].lane);
-          Step<Lanes16, false, kDecays>(page, pixel, threshold, next, bit, behind, chain);
+        const Lanes16 next = Add(k + 1 < kNumPix ? pixel.input : nextInput, Vec::Load(entries));
+        for (std::uint32_t guess = 0; guess < kGuesses; ++guess) {
+          std::uint16_t* const behind = shares + guess * kSegments - kGuesses * kSegments;
+          if constexpr (kHalves) {
+            HalvingStep(pixel, dropSize, threshold, next, behind, chains[guess]);
+          } else {
+            const Lanes16 bit = Vec::Load(kDropBits[static_cast<int>(x) * kNumPix + k].lane);
+            Step<Lanes16, false, kDecays>(page, pixel, threshold, next, bit, behind, chains[guess]);
+          }
         }
-        shares += 2 * kSegments;
+        shares += kGuesses * kSegments;
       };
       if (decays) {
         for (int k = 0; k < kNumPix; ++k) step.template operator()<true>(k);
@@ -351,11 +373,18 @@ Lanes16 DiffuseSegments(const FastPage& page, const std::uint8_t* levels,
       phase = (phase + kNumPix) % kModulationLength;
       if (changes) SetPixel<Lanes16, false, false>(page, nextLevels, nextInput, lookUp, pixel);
     }
-    Vec::StoreAsBytes(drops, chain.drops);
-    drops += 2 * kSegments;
+    for (const Chain<Lanes16>& chain : chains) {
+      Vec::StoreAsBytes(drops, chain.drops);
+      drops += kSegments;
+    }
   }
-  Vec::Store(shares - 2 * kSegments, chain.below);
-  return Sub(chain.error, Add(pixel.input, Twice(LoadWords(entries))));
+  Errors errors;
+  const Lanes16 ahead = Add(pixel.input, Vec::Load(entries));
+  for (std::uint32_t guess = 0; guess < kGuesses; ++guess) {
+    Vec::Store(shares + guess * kSegments - kGuesses * kSegments, chains[guess].below);
+    errors.guess[guess] = Sub(chains[guess].error, ahead);
+  }
+  return errors;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -368,17 +397,16 @@ void Resolve(const FastPage& page, const RowState& state, const Scan<kStep>& sca
              std::uint32_t segmentPixels, std::uint32_t phase, Outcome& outcome) {
   const std::uint32_t segmentLength = segmentPixels * page.numPix;
   const std::uint16_t* const handed = page.segments.shares;  // what stands before the first entry
-  std::uint16_t carried = outcome.end.lane[0];
+  std::uint16_t carried = outcome.end[0].lane[0];
   outcome.handed[0] = static_cast<std::int16_t>(handed[0]);
   for (std::uint32_t segment = 1; segment < kSegments; ++segment) {
-    const std::uint32_t second = segment + kSegments;
-    if (outcome.start.lane[segment] == carried) {
-      carried = outcome.end.lane[segment];
+    if (outcome.start[0].lane[segment] == carried) {
+      carried = outcome.end[0].lane[segment];
       outcome.handed[segment] = static_cast<std::int16_t>(handed[segment]);
-    } else if (outcome.start.lane[second] == carried) {
-      outcome.second[segment] = true;
-      carried = outcome.end.lane[second];
-      outcome.handed[segment] = static_cast<std::int16_t>(handed[second]);
+    } else if (outcome.start[1].lane[segment] == carried) {
+      outcome.second.lane[segment] = 0xFFFF;
+      carried = outcome.end[1].lane[segment];
+      outcome.handed[segment] = static_cast<std::int16_t>(handed[segment + kSegments]);
     } else {
       // The entry before the segment is stored later, so its part of it is kept.
       std::int16_t& before = scan.EntryBefore(std::size_t{segment} * segmentLength);
@@ -422,19 +450,24 @@ void RunSegments(FastPage& page, const RowState& state, std::uint32_t segmentPix
 
   // Both guesses of each segment come in over the end of the one before; the first one begins with
   // the true error.
-  std::uint16_t* const shares = segments.shares + 2 * kSegments;
+  std::uint16_t* const shares = segments.shares + kGuesses * kSegments;
+  Errors errors = {{Vec::Repeat(0), Vec::Repeat(0x00010001u)}};
+  errors = DiffuseSegments<kNumPix, kHalves>(
+      page, segments.levels, segments.entries, kLeadPixels,
+      (phase + kModulationLength - kLeadLength) % kModulationLength, errors, shares,
+      segments.drops);
   Outcome outcome{};
-  LaneWords guesses{};
-  for (std::uint32_t lane = kSegments; lane < 2 * kSegments; ++lane) guesses.lane[lane] = 1;
-  Vec::Store(outcome.start.lane, DiffuseSegments<kNumPix, kHalves>(
-                                     page, segments.levels, segments.entries, kLeadPixels,
-                                     (phase + kModulationLength - kLeadLength) % kModulationLength,
-                                     Vec::Load(guesses.lane), shares, segments.drops));
-  outcome.start.lane[0] =
-      static_cast<std::uint16_t>(state.CarriedError[static_cast<int>(ink.state)]);
-  Vec::Store(outcome.end.lane, DiffuseSegments<kNumPix, kHalves>(
-                                   page, levels, entries, segmentPixels, phase,
-                                   Vec::Load(outcome.start.lane), shares, segments.drops));
+  for (int guess = 0; guess < kGuesses; ++guess) {
+    Vec::Store(outcome.start[guess].lane, errors.guess[guess]);
+    outcome.start[guess].lane[0] =
+        static_cast<std::uint16_t>(state.CarriedError[static_cast<int>(ink.state)]);
+    errors.guess[guess] = Vec::Load(outcome.start[guess].lane);
+  }
+  errors = DiffuseSegments<kNumPix, kHalves>(page, levels, entries, segmentPixels, phase, errors,
+                                             shares, segments.drops);
+  for (int guess = 0; guess < kGuesses; ++guess) {
+    Vec::Store(outcome.end[guess].lane, errors.guess[guess]);
+  }
 
   Resolve(page, state, scan, segmentPixels, phase, outcome);
   StoreShares(scan, segmentLength, shares, outcome);
@@ -442,8 +475,8 @@ void RunSegments(FastPage& page, const RowState& state, std::uint32_t segmentPix
   const std::size_t firstBit = kStep > 0
                                    ? std::size_t{state.first} * kNumPix
                                    : std::size_t{state.end} * kNumPix - segmentLength * kSegments;
-  state.DotCount[static_cast<int>(ink.ink)] +=
-      DeliverBits(segments.bits, segmentLength, state.output, firstBit);
+  state.DotCount[static_cast<int>(ink.ink)] += DeliverBits(
+      segments.bits, std::size_t{segmentLength} * kSegments / 8, state.output, firstBit);
   state.CarriedError[static_cast<int>(ink.state)] = outcome.carried;
 }
 
@@ -482,7 +515,7 @@ void RunPass(FastPage& page, const RowState& state) {
   const std::uint32_t pixels = state.first < state.end ? state.end - state.first : 0;
   const std::uint32_t pixelsInByte = 8 / page.numPix;
   std::uint32_t segmentPixels = pixels / kSegments / pixelsInByte * pixelsInByte;
-  if (segmentPixels * page.numPix < kLeadLength) segmentPixels = 0;
+  if (segmentPixels * page.numPix < kShortestSegment) segmentPixels = 0;
   std::uint32_t phase = *state.RowPhase;
   if (segmentPixels != 0) RunSegments<kStep>(page, state, segmentPixels, phase);
   const std::uint32_t done = segmentPixels * kSegments;

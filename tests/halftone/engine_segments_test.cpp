@@ -125,7 +125,7 @@ TEST_P(SegmentEngine, EqualsThePlainOneOnRandomRows) {
   for (const KernelName name : kBlackKernels) {
     for (const std::uint32_t numPix : {1u, 2u, 4u, 8u}) {
       // From the shortest row that has segments on, and widths that do not divide into them.
-      for (const std::uint32_t width : {1024 / numPix, 1027 / numPix + 1, 2999u}) {
+      for (const std::uint32_t width : {2048 / numPix, 2055 / numPix + 1, 2999u}) {
         for (const std::uint16_t shift : {0, 2, 4}) {
           ASSERT_NO_FATAL_FAILURE(Compare(name, numPix, width, shift));
         }
@@ -144,8 +144,8 @@ TEST(SegmentEnginePage, IsForWideRowsOfOneInk) {
     std::uint32_t numPix, width;
     bool fits;
   };
-  const Case cases[] = {{KernelName::K2QDSD_25, 2, 512, true},
-                        {KernelName::K2QDSD_25, 2, 511, false},
+  const Case cases[] = {{KernelName::K2QDSD_25, 2, 1024, true},
+                        {KernelName::K2QDSD_25, 2, 1023, false},
                         {KernelName::K2QDSD_25, 3, 5000, false},
                         {KernelName::CMY22QDSD_100, 2, 5000, false}};
   for (const Case& c : cases) {
