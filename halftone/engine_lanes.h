@@ -320,14 +320,10 @@ constexpr ClassTable MakeFactorTable(Term term) {
   }
   return table;
 }
-constexpr ClassTable kFactors[kTermCount] = {
-    MakeFactorTable(Term::Below), MakeFactorTable(Term::SecondBelow), MakeFactorTable(Term::Behind),
-    MakeFactorTable(Term::SecondBehind)};
-
-// The factors of a term; the index is in the high byte of each word.
+// The table's entries; the index is in the high or the low byte of each word, and the other byte,
+// 0x80, gives 0.
 template <class V>
-CORVANE_INLINE V FactorsOf(Term term, V index) {
-  const ClassTable& table = kFactors[static_cast<int>(term)];
+CORVANE_INLINE V FromTable(const ClassTable& table, V index) {
   return ShuffleBytes(
       Vector<V>::Table(_mm_load_si128(reinterpret_cast<const __m128i*>(table.byClass))), index);
 }
@@ -337,6 +333,18 @@ CORVANE_INLINE V FactorsOf(Term term, V index) {
 constexpr ClassTable kShifts[kTermCount] = {
     MakeShiftTable(Term::Below), MakeShiftTable(Term::SecondBelow), MakeShiftTable(Term::Behind),
     MakeShiftTable(Term::SecondBehind)};
+
+// The factor of a whole share, below and behind.
+constexpr ClassTable MakeSumTable(Term first, Term second) {
+  ClassTable table = MakeFactorTable(first);
+  const ClassTable other = MakeFactorTable(second);
+  for (int i = 0; i < kWeightClassCount; ++i) {
+    table.byClass[i] = static_cast<std::uint8_t>(table.byClass[i] + other.byClass[i]);
+  }
+  return table;
+}
+constexpr ClassTable kBelowFactors = MakeSumTable(Term::Below, Term::SecondBelow);
+constexpr ClassTable kBehindFactors = MakeSumTable(Term::Behind, Term::SecondBehind);
 
 CORVANE_INLINE __m128i ShiftTerm(__m128i error, __m128i shift) {
   return _mm_srav_epi16(error, shift);
@@ -361,11 +369,7 @@ struct Shares {
 
   CORVANE_INLINE void Set(V meta) {
     const V index = Or(meta, Vector<V>::Repeat(0x80008000u));
-    for (int term = 0; term < kTermCount; ++term) {
-      const void* const table = kShifts[term].byClass;
-      shifts[term] =
-          ShuffleBytes(Vector<V>::Table(_mm_load_si128(static_cast<const __m128i*>(table))), index);
-    }
+    for (int term = 0; term < kTermCount; ++term) shifts[term] = FromTable(kShifts[term], index);
     secondBelow = NonZero(shifts[1]);
     secondBehind = NonZero(shifts[3]);
   }
@@ -375,17 +379,22 @@ struct Shares {
   CORVANE_INLINE V Behind(V error) const {
     return Add(ShiftTerm(error, shifts[2]), ShiftTerm(secondBehind, error, shifts[3]));
   }
+  // The factors of both shares; `index` is that of the high bytes.
+  CORVANE_INLINE V BelowFactor(V index) const { return FromTable(kBelowFactors, index); }
+  CORVANE_INLINE V BehindFactor(V index) const { return FromTable(kBehindFactors, index); }
 };
 #else
+constexpr ClassTable kFactors[kTermCount] = {
+    MakeFactorTable(Term::Below), MakeFactorTable(Term::SecondBelow), MakeFactorTable(Term::Behind),
+    MakeFactorTable(Term::SecondBehind)};
+
 template <class V>
 struct Shares {
   V factors[kTermCount];
 
   CORVANE_INLINE void Set(V meta) {
     const V index = Or(meta, Vector<V>::Repeat(0x00800080u));
-    for (int term = 0; term < kTermCount; ++term) {
-      factors[term] = FactorsOf(static_cast<Term>(term), index);
-    }
+    for (int term = 0; term < kTermCount; ++term) factors[term] = FromTable(kFactors[term], index);
   }
   CORVANE_INLINE V Below(V error) const {
     return Add(MultiplyHigh(error, factors[0]), MultiplyHigh(error, factors[1]));
@@ -393,6 +402,8 @@ struct Shares {
   CORVANE_INLINE V Behind(V error) const {
     return Add(MultiplyHigh(error, factors[2]), MultiplyHigh(error, factors[3]));
   }
+  CORVANE_INLINE V BelowFactor(V) const { return Add(factors[0], factors[1]); }
+  CORVANE_INLINE V BehindFactor(V) const { return Add(factors[2], factors[3]); }
 };
 #endif
 
@@ -440,10 +451,8 @@ CORVANE_INLINE void SetPixel(const FastPage& page, __m128i levels, V input, cons
   pixel.shares.Set(lookUp.meta);
   const V index = Or(lookUp.meta, Vec::Repeat(0x00800080u));
   const V drop = Vec::Load(page.dropSize.lane);
-  pixel.dropBelow = MultiplyHighUnsigned(
-      Add(FactorsOf(Term::Below, index), FactorsOf(Term::SecondBelow, index)), drop);
-  pixel.dropBehind = MultiplyHighUnsigned(
-      Add(FactorsOf(Term::Behind, index), FactorsOf(Term::SecondBehind, index)), drop);
+  pixel.dropBelow = MultiplyHighUnsigned(pixel.shares.BelowFactor(index), drop);
+  pixel.dropBehind = MultiplyHighUnsigned(pixel.shares.BehindFactor(index), drop);
   pixel.dropAhead = Sub(Sub(drop, pixel.dropBelow), pixel.dropBehind);
 }
 
