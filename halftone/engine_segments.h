@@ -2,7 +2,7 @@
 //
 // The segment engine: rows of one ink, cut into 16 equal segments that run in step, a lane each.
 //
-// A segment cannot know the error with which it begins, but the error forgets: begun a lead of 64
+// A segment cannot know the error with which it begins, but the error forgets: begun a lead of 96
 // binary pixels early with any guess it meets the true one, but for what the shares conserve (some
 // keep its parity). So each segment runs with two guesses, 0 and 1, side by side. At the row's end
 // the error behind each segment tells which guess of the next one was right; a segment where
@@ -18,7 +18,7 @@ namespace corvane {
 inline constexpr std::uint32_t kSegments = 16;
 inline constexpr int kGuesses = 2;
 // In binary pixels. A shorter segment would spend too much of its time on the lead.
-inline constexpr std::uint32_t kLeadLength = 64;
+inline constexpr std::uint32_t kLeadLength = 96;
 inline constexpr std::uint32_t kShortestSegment = 128;
 
 // Whether rows of the page can be cut into segments.
