@@ -59,21 +59,20 @@ void StagedFile::Fail() const {
 
 OutputStage::OutputStage(const std::filesystem::path& folder) {
   if (folder.empty()) return;
-  std::filesystem::path missing;
   for (std::filesystem::path at = folder; !at.empty() && !std::filesystem::exists(at);
        at = at.parent_path()) {
-    missing = at;
+    if (at.has_filename()) madeFolders_.push_back(at);
   }
   std::error_code problem;
   std::filesystem::create_directories(folder, problem);
-  madeFolder_ = missing;
   if (problem) throw Failure(folder.string() + ": cannot make the folder: " + problem.message());
 }
 
 OutputStage::~OutputStage() {
   files_.clear();
+  // From the innermost outwards; one that somebody else has put a file into stays.
   std::error_code ignored;
-  if (!madeFolder_.empty()) std::filesystem::remove_all(madeFolder_, ignored);
+  for (const std::filesystem::path& folder : madeFolders_) std::filesystem::remove(folder, ignored);
 }
 
 StagedFile& OutputStage::Create(const std::filesystem::path& path) {
@@ -94,7 +93,7 @@ void OutputStage::Commit() {
       throw Failure(file->path_.string() + ": cannot write: " + problem.message());
     }
     file->temporary_.clear();
-    madeFolder_.clear();
+    madeFolders_.clear();
   }
 }
 

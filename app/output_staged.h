@@ -39,7 +39,8 @@ class StagedFile {
   std::uint64_t size_ = 0;
 };
 
-// The files of one command. What was not committed is removed, also the folder if it was made here.
+// The files of one command. What was not committed is removed, and so are the folders that
+// were made here and are empty.
 class OutputStage {
  public:
   // Makes `folder`, and those above it, when it is missing; empty for none.
@@ -55,7 +56,7 @@ class OutputStage {
   void Commit();
 
  private:
-  std::filesystem::path madeFolder_;  // the topmost folder made here
+  std::vector<std::filesystem::path> madeFolders_;  // made here, the innermost first
   std::mutex mutex_;
   std::vector<std::unique_ptr<StagedFile>> files_;
 };

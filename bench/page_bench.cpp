@@ -72,7 +72,7 @@ PageSettings SettingsOf(int mode, int alternateMode) {
 }
 
 // A band of a page through the chain; "page_s" is the whole page at that speed.
-void Chain_(benchmark::State& state, int mode, int alternateMode) {
+void SendPage(benchmark::State& state, int mode, int alternateMode) {
   constexpr std::uint32_t kRows = 256;
   std::mt19937 random(7);
   std::vector<Bytes> rows;
@@ -102,14 +102,30 @@ void Chain_(benchmark::State& state, int mode, int alternateMode) {
                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
   state.SetItemsProcessed(state.iterations() * kRows * kWidth);
 }
-BENCHMARK_CAPTURE(Chain_, mode_8_K_600x600, 8, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_48_K_1200x1200, 48, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_79_K_4800x1200, 79, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_12_CcMmYyK_600x600, 12, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_54_CcMmYyK_1200x1200, 54, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_83_CcMmYyK_4800x1200, 83, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_108_CcMmYycmK_1200x1200, 108, 0)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Chain_, mode_109_CcMmYycmK_4800x1200, 109, 0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 8, 0)
+    ->Name("page/chain/8_K_600x600")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 48, 0)
+    ->Name("page/chain/48_K_1200x1200")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 79, 0)
+    ->Name("page/chain/79_K_4800x1200")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 12, 0)
+    ->Name("page/chain/12_CcMmYyK_600x600")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 54, 0)
+    ->Name("page/chain/54_CcMmYyK_1200x1200")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 83, 0)
+    ->Name("page/chain/83_CcMmYyK_4800x1200")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 108, 0)
+    ->Name("page/chain/108_CcMmYycmK_1200x1200")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SendPage, mode, 109, 0)
+    ->Name("page/chain/109_CcMmYycmK_4800x1200")
+    ->Unit(benchmark::kMillisecond);
 
 // -----------------------------------------------------------------------------------------------
 
@@ -207,6 +223,6 @@ void Command(benchmark::State& state) {
   state.counters["ratio"] = command / (decode + write);
   std::filesystem::remove_all(folder);
 }
-BENCHMARK(Command)->Name("Command/mode_8_A4_600dpi")->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(Command)->Name("page/command/8_K_600x600")->Iterations(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace

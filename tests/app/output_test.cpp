@@ -161,6 +161,13 @@ TEST(OutputStage, ShowsFilesOnlyWhenAllAreComplete) {
   EXPECT_EQ(ReadFile(folder.File("old")), "before");
   EXPECT_FALSE(std::filesystem::exists(folder.File("new")));
   {
+    // What others have put there meanwhile stays.
+    OutputStage stage(folder.File("new/deep/"));
+    WriteFile(folder.File("new/other"), "theirs");
+  }
+  EXPECT_EQ(ReadFile(folder.File("new/other")), "theirs");
+  EXPECT_FALSE(std::filesystem::exists(folder.File("new/deep")));
+  {
     OutputStage stage(folder.File("new/deep/"));
     stage.Create(folder.File("old")).Append("after", 5);
     stage.Create(folder.File("new/deep/file")).Append("whole", 5);
