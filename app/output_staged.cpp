@@ -65,11 +65,17 @@ OutputStage::OutputStage(const std::filesystem::path& folder) {
   }
   std::error_code problem;
   std::filesystem::create_directories(folder, problem);
-  if (problem) throw Failure(folder.string() + ": cannot make the folder: " + problem.message());
+  if (!problem) return;
+  RemoveMadeFolders();
+  throw Failure(folder.string() + ": cannot make the folder: " + problem.message());
 }
 
 OutputStage::~OutputStage() {
   files_.clear();
+  RemoveMadeFolders();
+}
+
+void OutputStage::RemoveMadeFolders() {
   // From the innermost outwards; one that somebody else has put a file into stays.
   std::error_code ignored;
   for (const std::filesystem::path& folder : madeFolders_) std::filesystem::remove(folder, ignored);

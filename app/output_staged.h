@@ -56,6 +56,8 @@ class OutputStage {
   void Commit();
 
  private:
+  void RemoveMadeFolders();
+
   std::vector<std::filesystem::path> madeFolders_;  // made here, the innermost first
   std::mutex mutex_;
   std::vector<std::unique_ptr<StagedFile>> files_;
