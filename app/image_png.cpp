@@ -5,10 +5,12 @@
 #include <fmt/format.h>
 #include <png.h>
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 
 #include "app/failure.h"
 #include "app/image_exif.h"
@@ -22,6 +24,14 @@ namespace {
 
 constexpr double kInchesPerMetre = 1 / 0.0254;
 constexpr double kSrgbGamma = 0.45455;
+
+bool IsNear(const Chromaticities& a, const Chromaticities& b) {
+  const double differences[] = {a.whiteX - b.whiteX, a.whiteY - b.whiteY, a.redX - b.redX,
+                                a.redY - b.redY,     a.greenX - b.greenX, a.greenY - b.greenY,
+                                a.blueX - b.blueX,   a.blueY - b.blueY};
+  return std::all_of(std::begin(differences), std::end(differences),
+                     [](double difference) { return std::abs(difference) < 0.002; });
+}
 
 class PngReader : public ImageReader {
  public:
@@ -127,11 +137,13 @@ class PngReader : public ImageReader {
         gamma <= 0) {
       return;
     }
+    const Chromaticities srgb;
     Chromaticities points;
     const bool given =
         png_get_cHRM(png_, pngInfo_, &points.whiteX, &points.whiteY, &points.redX, &points.redY,
                      &points.greenX, &points.greenY, &points.blueX, &points.blueY) != 0;
-    if (!given && std::abs(gamma - kSrgbGamma) < 0.005) return;
+    // The usual figures are how a program says sRGB to those that do not know the chunk for it.
+    if (std::abs(gamma - kSrgbGamma) < 0.005 && (!given || IsNear(points, srgb))) return;
     info_.profile = info_.form.colour == PixelForm::Colour::Rgb ? MakeRgbProfile(points, 1 / gamma)
                                                                 : MakeGreyProfile(1 / gamma);
   }

@@ -281,6 +281,8 @@ TEST(ImageReader, ConvertsThroughTheProfileOrGamma) {
   // The usual gamma means sRGB.
   WritePng(path, image, {.colourType = 2, .gamma = 0.45455});
   ExpectNear(ReadSrgb(path), Expected(image, Rgb), 0);
+  WritePng(path, image, {.colourType = 2, .gamma = 0.45455, .srgbPrimaries = true});
+  ExpectNear(ReadSrgb(path), Expected(image, Rgb), 0);
 }
 
 TEST(ImageReader, CountsThePagesOfATiffFile) {

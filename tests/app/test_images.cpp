@@ -64,6 +64,7 @@ void WritePng(const std::string& path, const TestImage& image, const PngOptions&
                  static_cast<png_uint_32>(options.profile.size()));
   }
   if (options.gamma > 0) png_set_gAMA(png, info, options.gamma);
+  if (options.srgbPrimaries) png_set_cHRM(png, info, .3127, .329, .64, .33, .3, .6, .15, .06);
   std::vector<std::vector<std::uint8_t>> rows;
   std::vector<png_bytep> pointers;
   for (int y = 0; y < image.height; ++y) rows.push_back(image.PackedRow(y, true));

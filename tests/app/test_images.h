@@ -34,6 +34,7 @@ struct PngOptions {
   std::vector<std::uint8_t> paletteAlpha = {};  // of the first entries
   std::vector<std::uint8_t> profile = {};
   double gamma = 0;
+  bool srgbPrimaries = false;  // says so beside the gamma
 };
 void WritePng(const std::string& path, const TestImage& image, const PngOptions& options);
 
@@ -47,8 +48,8 @@ struct TiffOptions {
   int rowsPerStrip = 0;  // 0: one strip
   bool bigEndian = false;
   std::vector<std::uint8_t> palette = {};  // R, G, B
-  bool append = false;                // one more page
-  bool reduced = false;               // marked as a reduced copy
+  bool append = false;                     // one more page
+  bool reduced = false;                    // marked as a reduced copy
 };
 void WriteTiff(const std::string& path, const TestImage& image, const TiffOptions& options);
 
