@@ -148,13 +148,16 @@ Triple GamutMap::Perceptual(const Triple& linearSrgb, bool vivid) const {
   double chroma = ChromaOf(oklab);
   if (chroma < 1e-6) return raised;
 
-  // The saturated colours take the lightness at which the print is most saturated, the others less
-  // the nearer they are to grey.
+  // The most saturated colours take the lightness at which the print is most saturated, the others
+  // less the nearer they are to grey, black or white.
   const GamutBoundary::Point from = display_.Cusp(hue), to = print_.Cusp(hue);
   const double saturation = std::min(chroma / from.chroma, 1.0);
-  const double lightness = std::clamp(
-      oklab[0] + 0.85 * (to.lightness - from.lightness) * saturation * std::sqrt(saturation),
-      print_.Black(), 1.0);
+  const double nearness = oklab[0] < from.lightness
+                              ? (oklab[0] - print_.Black()) / (from.lightness - print_.Black())
+                              : (1.0 - oklab[0]) / (1.0 - from.lightness);
+  const double shift = 0.85 * (to.lightness - from.lightness) * saturation * std::sqrt(saturation);
+  const double lightness =
+      std::clamp(oklab[0] + shift * std::max(nearness, 0.0), print_.Black(), 1.0);
 
   double displayMost = std::max(display_.MaxChroma(oklab[0], hue), chroma);
   const double printMost = std::max(print_.MaxChroma(lightness, hue), 1e-4);
@@ -163,7 +166,7 @@ Triple GamutMap::Perceptual(const Triple& linearSrgb, bool vivid) const {
     chroma *= boost;
     displayMost *= boost;
   }
-  const double knee = vivid ? 0.85 : 0.7;
+  const double knee = vivid ? 0.9 : 0.75;
   const double mapped = printMost * Compress(chroma / printMost, displayMost / printMost, knee);
   return LinearSrgbFromOklab(OklabOf(lightness, mapped, hue));
 }
