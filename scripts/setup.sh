@@ -45,32 +45,38 @@ install_missing() {
     fail "cannot install ${missing[*]}"
 }
 
-# configure PRESET [OPTION...]: configures unless the build folder already has these options.
-configure() {
-  local preset=$1 option name cache
-  shift
-  cache=$root/build/CMakeCache.txt
-  [ "$preset" = default ] || cache=$root/build-$preset/CMakeCache.txt
-  if [ -f "$cache" ]; then
-    for option in "$@"; do
-      name=${option%%=*}
-      grep -q "^${name#-D}:[A-Z]*=${option#*=}\$" "$cache" || { cache=; break; }
-    done
-    [ -z "$cache" ] || return 0
-  fi
-  (cd "$root" && cmake --preset "$preset" "$@" >&2) || fail "cannot configure the build"
-}
-
-# build PRESET [TARGET...]
-build() {
-  local preset=$1 log
+# quietly WHAT COMMAND...: shows the command's output only when it fails.
+quietly() {
+  local what=$1 log
   shift
   log=$(mktemp)
-  if (cd "$root" && cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}) >"$log" 2>&1; then
+  if (cd "$root" && "$@") >"$log" 2>&1; then
     rm -f "$log"
   else
     cat "$log" >&2
     rm -f "$log"
-    fail "the build failed"
+    fail "$what"
   fi
+}
+
+# configure PRESET [OPTION...]: configures unless the build folder already has these options.
+configure() {
+  local preset=$1 option cache
+  shift
+  cache=$root/build-$preset/CMakeCache.txt
+  [ "$preset" = default ] && cache=$root/build/CMakeCache.txt
+  if [ -f "$cache" ]; then
+    for option in "$@"; do
+      grep -q "^${option%%=*}:[A-Z]*=${option#*=}\$" <(sed 's/^/-D/' "$cache") || { cache=; break; }
+    done
+    [ -z "$cache" ] || return 0
+  fi
+  quietly "cannot configure the build" cmake --preset "$preset" "$@"
+}
+
+# build PRESET [TARGET...]
+build() {
+  local preset=$1
+  shift
+  quietly "the build failed" cmake --build --preset "$preset" -j "$jobs" ${1:+--target "$@"}
 }
