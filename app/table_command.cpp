@@ -293,8 +293,10 @@ int RunTableBuild(const TableBuildOptions& options) {
   output.Write({reinterpret_cast<const char*>(file.data()), file.size()});
   output.Commit();
   if (!options.quiet) {
-    fmt::print(stderr, "{}: {} tables, {} of them different, {} bytes\n", options.output,
-               stored.size(), distinct.size(), file.size());
+    const InkData& inks = builder.Inks();
+    fmt::print(stderr, "{}: {} tables, {} of them different, {} bytes; {}, {}\n", options.output,
+               stored.size(), distinct.size(), file.size(), inks.name,
+               inks.measured ? "measured colours" : "modelled colours");
   }
   return 0;
 }
