@@ -12,7 +12,7 @@
 #include "app/failure.h"
 #include "app/table_builder.h"
 #include "app/table_lookup.h"
-#include "tests/harness/scratch_text.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {

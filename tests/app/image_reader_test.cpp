@@ -12,8 +12,8 @@
 #include "app/failure.h"
 #include "app/image_profile.h"
 #include "app/image_srgb.h"
-#include "tests/app/test_files.h"
 #include "tests/app/test_images.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -130,7 +130,7 @@ TEST(ImageReader, ReadsEveryPngForm) {
       {4, 2, 8, false, GreyAlpha}, {4, 2, 16, false, GreyAlpha}, {6, 4, 8, false, RgbAlpha},
       {6, 4, 16, false, RgbAlpha},
   };
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   for (const auto& test : kCases) {
     for (const bool interlaced : {false, true}) {
       SCOPED_TRACE(testing::Message() << "type " << test.colourType << ", " << test.bits << " bits"
@@ -162,7 +162,7 @@ TEST(ImageReader, ReadsEveryTiffForm) {
   } kStorage[] = {{kNone, 0, 0, false, false},      {kNone, 0, 5, true, true},
                   {kLzw, 0, 7, false, true},        {kLzw, 0, 0, true, false},
                   {kPackBits, 16, 0, false, false}, {kNone, 32, 0, true, true}};
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   for (const auto& form : kForms) {
     const TestImage image = MakeImage(kWidth, kHeight, form.channels, form.bits, Noise);
     for (const auto& storage : kStorage) {
@@ -192,14 +192,14 @@ TEST(ImageReader, TakesAlphaOutOfColoursItWasMultipliedInto) {
     const int alpha = (x * 6 + y) % 256;
     return c == 3 ? alpha : alpha * (c + 1) / 4;
   });
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   WriteTiff(folder.File("image.tif"), image, {.photometric = 2, .extraSample = 1});
   ExpectNear(ReadSrgb(folder.File("image.tif")), Expected(image, Multiplied), 1);
 }
 
 TEST(ImageReader, ReadsEveryJpegForm) {
   const auto smooth = [](int x, int y, int c) { return 40 + 3 * x + y + 20 * c; };
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   for (const int channels : {1, 3, 4}) {
     for (const bool progressive : {false, true}) {
       SCOPED_TRACE(testing::Message() << channels << " channels, progressive " << progressive);
@@ -240,7 +240,7 @@ TEST(ImageReader, TurnsAnImageAsItsOrientationSays) {
         return {x, y};
     }
   };
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   for (int orientation = 1; orientation <= 8; ++orientation) {
     SCOPED_TRACE(orientation);
     WriteTiff(folder.File("image.tif"), image, {.photometric = 2, .orientation = orientation});
@@ -272,7 +272,7 @@ TEST(ImageReader, ConvertsThroughTheProfileOrGamma) {
     const int value = static_cast<int>(std::lround(255 * encoded));
     return {value, value, value};
   };
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder.File("image.png");
   WritePng(path, image, {.colourType = 2, .profile = MakeRgbProfile({}, 1.0)});
   ExpectNear(ReadSrgb(path), Expected(image, linear), 1);
@@ -288,7 +288,7 @@ TEST(ImageReader, ConvertsThroughTheProfileOrGamma) {
 TEST(ImageReader, CountsThePagesOfATiffFile) {
   const TestImage image = MakeImage(4, 4, 1, 8, Noise);
   const TestImage other = MakeImage(6, 3, 1, 8, Noise);
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder.File("pages.tif");
   WriteTiff(path, image, {});
   WriteTiff(path, image, {.append = true, .reduced = true});
@@ -315,7 +315,7 @@ const Mutation kMutations[] = {
 
 TEST(ImageReader, NamesTheBrokenFile) {
   const TestImage image = MakeImage(200, 200, 3, 8, Noise);
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   WritePng(folder.File("a.png"), image, {.colourType = 2});
   WriteJpeg(folder.File("a.jpg"), image);
   WriteTiff(folder.File("a.tif"), image, {.photometric = 2, .compression = 5, .rowsPerStrip = 20});
@@ -343,7 +343,7 @@ TEST(ImageReader, NamesTheBrokenFile) {
 // Changed bytes anywhere either show as a failure or give some pixels, and never more than that.
 TEST(ImageReader, SurvivesChangedBytes) {
   const TestImage image = MakeImage(60, 40, 3, 8, Noise);
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   WritePng(folder.File("a.png"), image, {.colourType = 2});
   WriteJpeg(folder.File("a.jpg"), image, true, 6);
   WriteTiff(folder.File("a.tif"), image, {.photometric = 2, .compression = 5, .tile = 16});

@@ -9,7 +9,7 @@
 
 #include "app/failure.h"
 #include "tests/harness/paths.h"
-#include "tests/harness/scratch_text.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {

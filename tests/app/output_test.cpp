@@ -12,7 +12,7 @@
 #include "app/output_raw.h"
 #include "app/output_staged.h"
 #include "app/output_tiff.h"
-#include "tests/app/test_files.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -69,7 +69,7 @@ void WriteTiffPage(const std::string& path, const PageShape& page, int threads) 
 }
 
 TEST(TiffSink, HoldsADirectoryForEachPlane) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const std::string path = folder.File("page.tif");
   for (const int bits : {1, 8}) {
     for (const std::uint32_t rows : {1u, 2500u}) {
@@ -119,7 +119,7 @@ TEST(TiffSink, HoldsADirectoryForEachPlane) {
 }
 
 TEST(TiffSink, DoesNotDependOnItsThreads) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const PageShape page = MakePage(4000, 8);
   WriteTiffPage(folder.File("one.tif"), page, 1);
   WriteTiffPage(folder.File("many.tif"), page, 5);
@@ -127,7 +127,7 @@ TEST(TiffSink, DoesNotDependOnItsThreads) {
 }
 
 TEST(RawSink, HoldsTheRowsAndSaysWhatTheyAre) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const PageShape page = MakePage(3000, 1);
   OutputStage stage;
   RawSink sink(stage.Create(folder.File("page.raw")), stage.Create(folder.File("page.json")));
@@ -150,7 +150,7 @@ TEST(RawSink, HoldsTheRowsAndSaysWhatTheyAre) {
 }
 
 TEST(OutputStage, ShowsFilesOnlyWhenAllAreComplete) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   WriteFile(folder.File("old"), "before");
   {
     OutputStage stage(folder.File("new/deep/"));
@@ -180,7 +180,7 @@ TEST(OutputStage, ShowsFilesOnlyWhenAllAreComplete) {
 
 // Stands for a full disk: writing ends at a limit, in a thread that compresses.
 TEST(TiffSink, FailsAndLeavesNothingWhenTheDiskIsFull) {
-  const TemporaryFolder folder;
+  const ScratchFolder folder;
   const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
   rlimit old = {};
   getrlimit(RLIMIT_FSIZE, &old);

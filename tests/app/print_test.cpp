@@ -15,8 +15,8 @@
 #include "app/failure.h"
 #include "app/print_page.h"
 #include "app/print_planes.h"
-#include "tests/app/test_files.h"
 #include "tests/app/test_images.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -65,7 +65,7 @@ class PrintTest : public testing::Test {
 
   bool NothingWritten() const { return !std::filesystem::exists(out_); }
 
-  TemporaryFolder folder_;
+  ScratchFolder folder_;
   std::string photo_, out_;
 };
 

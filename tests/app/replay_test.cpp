@@ -30,14 +30,8 @@ constexpr const char* kShortChain = R"({"chain":["EHalftoneModule","EDotManageme
 class Replay : public ::testing::Test {
  protected:
   std::vector<std::string> Run(const std::string& script) {
-    const auto input = folder_.Write("script.jsonl", script);
-    const auto output = folder_.Path("out.jsonl");
-    RunReplay({input.string(), output.string(), ""});
-    return Lines(output);
-  }
-
-  static std::vector<std::string> Lines(const std::filesystem::path& file) {
-    std::ifstream stream(file);
+    RunReplay({folder_.Write("script.jsonl", script), folder_.File("out.jsonl"), ""});
+    std::ifstream stream(folder_.File("out.jsonl"));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
@@ -109,9 +103,9 @@ TEST_F(Replay, RefusesWhatItCannotSend) {
       Run(std::string(kShortChain) + "\n\n" + line + "\n");
       ADD_FAILURE() << line;
     } catch (const Failure& failure) {
-      EXPECT_EQ(failure.what(), folder_.Path("script.jsonl").string() + ": line 3: " + problem);
+      EXPECT_EQ(failure.what(), folder_.File("script.jsonl") + ": line 3: " + problem);
     }
-    EXPECT_FALSE(std::filesystem::exists(folder_.Path("out.jsonl"))) << line;
+    EXPECT_FALSE(std::filesystem::exists(folder_.File("out.jsonl"))) << line;
   }
 }
 
@@ -120,7 +114,7 @@ TEST_F(Replay, AnElementThatIsNotReadyEndsIt) {
   EXPECT_THROW(Run(R"({"host":{"Standard":{"ColorTableFilename":"/no/such.cvt"}}})"), Failure);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "EColorInline::Initialize: Could not open colortable: /no/such.cvt\n");
-  EXPECT_FALSE(std::filesystem::exists(folder_.Path("out.jsonl")));
+  EXPECT_FALSE(std::filesystem::exists(folder_.File("out.jsonl")));
 }
 
 // A short form of output lines: who sent what, errors with their number and text.
@@ -292,7 +286,7 @@ TEST(MessageJson, IntegersTakeTheNarrowestType) {
 
 TEST(ScriptRecorder, WhatItWritesIsAScript) {
   const ScratchFolder folder;
-  const auto file = folder.Path("page.jsonl");
+  const auto file = folder.File("page.jsonl");
   ChainSetup setup;
   setup.elements = {"EColorInline"};
   setup.host.SetProperty("ColorTableFilename", "t.cvt", "Standard");
@@ -305,7 +299,7 @@ TEST(ScriptRecorder, WhatItWritesIsAScript) {
   row.RowBytes = 3;
   row.Data = bytes;
   {
-    ScriptRecorder recorder(file.string(), setup);
+    ScriptRecorder recorder(file, setup);
     recorder.Record(page);
     recorder.Record(row);
     EXPECT_FALSE(std::filesystem::exists(file));

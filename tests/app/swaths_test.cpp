@@ -189,7 +189,7 @@ TEST(Swaths, HeadDescriptions) {
       EXPECT_THAT(failure.what(), HasSubstr("head.json: "));
     }
   }
-  EXPECT_THROW(ReadPrinthead(folder.Path("missing.json")), Failure);
+  EXPECT_THROW(ReadPrinthead(folder.File("missing.json")), Failure);
 }
 
 TEST(Swaths, ReportsListEverySwath) {

@@ -48,8 +48,7 @@ class TableFileTest : public ::testing::Test {
   }
 
   std::string Write(const Bytes& bytes) {
-    return folder_.Write("t.cvt", {reinterpret_cast<const char*>(bytes.data()), bytes.size()})
-        .string();
+    return folder_.Write("t.cvt", std::string(bytes.begin(), bytes.end()));
   }
 
   ScratchFolder folder_;

@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,6 +14,7 @@
 #include "color/decoder.h"
 #include "tests/color/coded_table.h"
 #include "tests/harness/element_harness.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -160,37 +159,17 @@ using Error = std::pair<long, std::string>;
 
 class ColorElement : public ::testing::Test {
  protected:
-  ColorElement() : folder_(std::filesystem::path(::testing::TempDir()) / TestName()) {
-    std::filesystem::create_directories(folder_);
-    ZCOM::SetDiagnosticsDirectory(folder_.string().c_str());
+  std::string Write(const char* name, const ByteVector& bytes) const {
+    return folder_.Write(name, std::string(bytes.begin(), bytes.end()));
   }
 
-  ~ColorElement() override {
-    ZCOM::SetDiagnosticsDirectory(nullptr);
-    std::filesystem::remove_all(folder_);
-  }
-
-  static std::string TestName() {
-    return std::string("corvane_color_") +
-           ::testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-
-  std::string PathOf(const char* name) const { return (folder_ / name).string(); }
-
-  void WriteFile(const char* name, const ByteVector& bytes) const {
-    std::ofstream file(PathOf(name), std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-  }
-
-  ByteVector ReadFile(const char* name) const {
-    std::ifstream file(PathOf(name), std::ios::binary);
-    return ByteVector(std::istreambuf_iterator<char>(file), {});
+  ByteVector SavedRows() const {
+    const std::string bytes = folder_.Read("rgb.raw");
+    return ByteVector(bytes.begin(), bytes.end());
   }
 
   void Start(const ByteVector& tableFile) {
-    WriteFile("tables", tableFile);
-    harness_.host.SetProperty("ColorTableFilename", PathOf("tables").c_str(), kStandard);
+    harness_.host.SetProperty("ColorTableFilename", Write("tables", tableFile).c_str(), kStandard);
     ASSERT_EQ(harness_.Start(), 1u);
   }
 
@@ -226,7 +205,7 @@ class ColorElement : public ::testing::Test {
     return sent.empty() ? SentMessage() : sent[0];
   }
 
-  std::filesystem::path folder_;
+  DiagnosticsFolder folder_;
   ElementHarness harness_{new EColorInline};
 };
 
@@ -582,7 +561,7 @@ TEST_F(ColorElement, DumpsTheRowsOfInkPages) {
   std::copy(std::begin(kept), std::end(kept), second.begin() + 3);
   Append(expected, second);
   Append(expected, ByteVector(kRecord, 0xFF));
-  EXPECT_EQ(ReadFile("rgb.raw"), expected);
+  EXPECT_EQ(SavedRows(), expected);
 
   // Black and points pages write nothing; every page start empties the file, also one that fails.
   for (const Settings& settings :
@@ -591,14 +570,14 @@ TEST_F(ColorElement, DumpsTheRowsOfInkPages) {
     ASSERT_EQ(Begin(settings), 1u);
     Convert(WhiteRow());
     harness_.Push(kEndPageMessage);
-    EXPECT_THAT(ReadFile("rgb.raw"), IsEmpty());
+    EXPECT_THAT(SavedRows(), IsEmpty());
   }
   ASSERT_EQ(Begin({}), 1u);
   Convert(WhiteRow());
   harness_.Push(kEndPageMessage);
-  EXPECT_THAT(ReadFile("rgb.raw"), SizeIs(kRecord));
+  EXPECT_THAT(SavedRows(), SizeIs(kRecord));
   EXPECT_EQ(Begin({.format = 0}), 0u);
-  EXPECT_THAT(ReadFile("rgb.raw"), IsEmpty());
+  EXPECT_THAT(SavedRows(), IsEmpty());
   harness_.Push(kEndPageMessage);  // closes it; elsewhere an open file cannot be removed
 }
 
@@ -607,7 +586,7 @@ TEST_F(ColorElement, PrintsTheChartOfPoints) {
   ByteVector points(256 * 9);
   for (std::size_t i = 0; i < points.size(); ++i)
     points[i] = static_cast<unsigned char>(i * 13 + 1);
-  WriteFile("points.bin", points);
+  Write("points.bin", points);
   Start(TableFile().Bytes());
 
   constexpr std::uint32_t kWidth = 4900;
@@ -643,7 +622,7 @@ TEST_F(ColorElement, PrintsTheChartOfPoints) {
 
   // The next page goes on where this one ended, here within a span; behind row 4799 nothing
   // follows.
-  std::filesystem::resize_file(PathOf("points.bin"), 9 * 17);
+  std::filesystem::resize_file(folder_.File("points.bin"), 9 * 17);
   ASSERT_EQ(Begin(pageOf(kSevenInks)), 1u);
   Row span = row;
   span.raster.FirstPixel = 290;
@@ -654,7 +633,7 @@ TEST_F(ColorElement, PrintsTheChartOfPoints) {
   EXPECT_EQ(sent.data[300], 0);  // the short file gave no record 17
   for (number = 303; number < 4799; ++number) harness_.Push(row.raster);
   harness_.Push(kEndPageMessage);
-  WriteFile("points.bin", points);
+  Write("points.bin", points);
   ASSERT_EQ(Begin(pageOf(kSevenInks)), 1u);
   EXPECT_EQ(Convert(row).data[0], record(15 * 16, 0));
   EXPECT_THAT(Convert(row).data, Each(0));

@@ -5,15 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/harness/element_harness.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -92,28 +92,18 @@ class HalftoneModule : public ::testing::Test {
 // The same, writing its log into a directory of its own.
 class LoggingHalftoneModule : public HalftoneModule {
  protected:
-  LoggingHalftoneModule()
-      : directory_(std::filesystem::path(::testing::TempDir()) /
-                   ::testing::UnitTest::GetInstance()->current_test_info()->name()) {
-    std::filesystem::create_directories(directory_);
-    ZCOM::SetDiagnosticsDirectory(directory_.string().c_str());
+  LoggingHalftoneModule() {
     harness.Element().Properties.SetProperty("WriteToFile", 1, "EHalftoneModule");
     harness.Start();
   }
-  ~LoggingHalftoneModule() override {
-    ZCOM::SetDiagnosticsDirectory(nullptr);
-    std::filesystem::remove_all(directory_);
-  }
 
   std::string Log() const {
-    std::ifstream file(directory_ / "HTLog.txt");
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    std::ifstream file(folder_.File("HTLog.txt"));  // as text, whatever ends its lines
+    return {std::istreambuf_iterator<char>(file), {}};
   }
 
  private:
-  std::filesystem::path directory_;
+  DiagnosticsFolder folder_;
 };
 
 TEST_F(HalftoneModule, RefusesAPageWithAnErrorAheadOfItsStart) {
@@ -319,15 +309,11 @@ TEST_F(LoggingHalftoneModule, GoesOnWithoutALogThatCannotBeOpened) {
 }
 
 TEST_F(HalftoneModule, WritesNoLogUnasked) {
-  const std::filesystem::path directory = std::filesystem::path(::testing::TempDir()) / "NoLog";
-  std::filesystem::create_directories(directory);
-  ZCOM::SetDiagnosticsDirectory(directory.string().c_str());
+  const DiagnosticsFolder folder;
   harness.Start();
   Start({});
   End();
-  ZCOM::SetDiagnosticsDirectory(nullptr);
-  EXPECT_TRUE(std::filesystem::is_empty(directory));
-  std::filesystem::remove_all(directory);
+  EXPECT_TRUE(folder.IsEmpty());
 }
 
 }  // namespace

@@ -1,25 +1,34 @@
 // SPDX-License-Identifier: MIT
 //
-// A folder of a test's own, removed with everything in it.
+// Folders and files of a test's own, removed with everything in them.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <random>
 #include <string>
-#include <string_view>
+
+#include "host/framework.h"
 
 namespace corvane {
+
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
 
 class ScratchFolder {
  public:
   ScratchFolder() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = std::filesystem::path(::testing::TempDir()) /
-            (std::string("corvane-") + test->test_suite_name() + "-" + test->name());
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directories(path_);
+    std::random_device random;
+    do {
+      path_ = std::filesystem::temp_directory_path() / ("corvane-" + std::to_string(random()));
+    } while (!std::filesystem::create_directory(path_));
   }
   ~ScratchFolder() {
     std::error_code ignored;
@@ -28,14 +37,38 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  std::filesystem::path Path(std::string_view name) const { return path_ / name; }
+  std::string File(const std::string& name) const { return (path_ / name).string(); }
+  std::string Read(const std::string& name) const { return ReadFile(File(name)); }
 
-  std::filesystem::path Write(std::string_view name, std::string_view bytes) const {
-    std::ofstream(Path(name), std::ios::binary) << bytes;
-    return Path(name);
+  // Gives the file's path.
+  std::string Write(const std::string& name, const std::string& bytes) const {
+    WriteFile(File(name), bytes);
+    return File(name);
   }
 
+  bool IsEmpty() const { return std::filesystem::is_empty(path_); }
+
  private:
+  std::filesystem::path path_;
+};
+
+// Takes the files that elements write for diagnosis as long as it lives.
+class DiagnosticsFolder : public ScratchFolder {
+ public:
+  DiagnosticsFolder() { ZCOM::SetDiagnosticsDirectory(File("").c_str()); }
+  ~DiagnosticsFolder() { ZCOM::SetDiagnosticsDirectory(nullptr); }
+};
+
+// A file with the given text, in a folder of its own.
+class ScratchText {
+ public:
+  ScratchText(const std::string& name, const std::string& text)
+      : path_(folder_.Write(name, text)) {}
+
+  const std::filesystem::path& Path() const { return path_; }
+
+ private:
+  ScratchFolder folder_;
   std::filesystem::path path_;
 };
 

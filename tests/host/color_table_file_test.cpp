@@ -2,12 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "host/framework.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace {
 
@@ -15,18 +14,10 @@ using Bytes = std::vector<unsigned char>;
 
 class ColorTableFile : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = ::testing::TempDir() + "corvane_" + test->name() + ".cvt";
-  }
-  void TearDown() override { std::filesystem::remove(path_); }
-
   ZCOM::MFColorTable Open(const Bytes& content) {
-    std::FILE* file = std::fopen(path_.c_str(), "wb");
-    std::fwrite(content.data(), 1, content.size(), file);
-    std::fclose(file);
     ZCOM::MFColorTable table;
-    EXPECT_NE(table.SetFilename(path_.c_str()), 0u);
+    const std::string path = folder_.Write("t.cvt", std::string(content.begin(), content.end()));
+    EXPECT_NE(table.SetFilename(path.c_str()), 0u);
     return table;
   }
 
@@ -38,12 +29,12 @@ class ColorTableFile : public ::testing::Test {
     return bytes;
   }
 
-  std::string path_;
+  corvane::ScratchFolder folder_;
 };
 
 TEST_F(ColorTableFile, NamesWhatCanBeOpened) {
   ZCOM::MFColorTable table;
-  EXPECT_EQ(table.SetFilename((path_ + ".absent").c_str()), 0u);
+  EXPECT_EQ(table.SetFilename(folder_.File("absent").c_str()), 0u);
   EXPECT_EQ(table.SetFilename(nullptr), 0u);
   unsigned long size = 5;
   EXPECT_EQ(table.GetHeaderSize(&size), 0u);

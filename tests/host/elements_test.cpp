@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 
 #include "host/framework.h"
 #include "host/raster.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace {
 
@@ -47,20 +47,12 @@ TEST(Messages, CarryTheirKinds) {
 }
 
 TEST(Wrappers, PutDiagnosticFilesIntoTheNamedDirectory) {
-  const std::filesystem::path directory =
-      std::filesystem::path(::testing::TempDir()) / "corvane_diagnostics";
-  std::filesystem::create_directories(directory);
-  ZCOM::SetDiagnosticsDirectory(directory.string().c_str());
+  const corvane::DiagnosticsFolder folder;
   ZCOM::FILEHANDLE log = ZCOM::fwfopen("C:\\HTLog.txt", "w");
-  ZCOM::SetDiagnosticsDirectory(nullptr);
   ASSERT_NE(log, nullptr);
   ZCOM::fwfprintf(log, "n=%d\n", 4);
   EXPECT_EQ(ZCOM::fwfclose(log), 0);
-
-  std::string line;
-  std::getline(std::ifstream(directory / "HTLog.txt"), line);
-  EXPECT_EQ(line, "n=4");
-  std::filesystem::remove_all(directory);
+  EXPECT_EQ(folder.Read("HTLog.txt").substr(0, 3), "n=4");
 }
 
 TEST(Wrappers, TakeTheFixedPathsAsTheyStandOtherwise) {
