@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -67,7 +68,7 @@ TEST(CorvaneMovement, PatternRepeatsAndCountersRestart) {
 
 TEST(CorvaneMovement, LengthsBeyondTheArraysAreClamped) {
   std::vector<unsigned long> pattern(255);
-  for (std::size_t i = 0; i < pattern.size(); ++i) pattern[i] = 1000 + i;
+  std::iota(pattern.begin(), pattern.end(), 1000ul);
   CorvaneMovement movement;
   Initialize(movement, pattern, 1);
   for (int i = 0; i < 64; ++i) EXPECT_EQ(movement.GetVerticalMovement(0), 1000 + i);
@@ -76,9 +77,7 @@ TEST(CorvaneMovement, LengthsBeyondTheArraysAreClamped) {
   Initialize(movement, {500}, 1);
   InitializeBop(movement, 8, 0, 1);
   std::vector<unsigned short> e2eMoves(17);
-  for (std::size_t i = 0; i < e2eMoves.size(); ++i) {
-    e2eMoves[i] = static_cast<unsigned short>(10 + i);
-  }
+  std::iota(e2eMoves.begin(), e2eMoves.end(), static_cast<unsigned short>(10));
   InitializeE2E(movement, e2eMoves, {10000, 10000, 10000});
   EXPECT_EQ(movement.GetVerticalMovementE2E(0), 80 + 10);
   for (int i = 1; i < 16; ++i) EXPECT_EQ(movement.GetVerticalMovementE2E(0), 10 + i);
@@ -89,12 +88,8 @@ TEST(CorvaneMovement, LengthsBeyondTheArraysAreClamped) {
 // for.
 struct MoveCase {
   const char* what;
-  unsigned short modeFactor;
-  unsigned short last;
-  unsigned short move;
-  unsigned short bopMove;
-  unsigned long start;
-  unsigned long zone;
+  unsigned short modeFactor, last, move, bopMove;
+  unsigned long start, zone;
   long position;
   unsigned short expected;
 };
@@ -161,92 +156,42 @@ TEST(CorvaneMovement, PositionsHave32Bits) {
 struct E2EStep {
   long position;
   int times;  // how often the call is made; the last one is looked at
-  unsigned short move;
-  unsigned short minNozzle;  // right
-  unsigned short maxNozzle;  // left, with the offset
+  unsigned short move, minNozzle, maxNozzle;  // nozzles: right; left, with the offset
 };
 
 struct E2ECase {
   const char* what;
-  unsigned short modeFactor;
-  unsigned short move;
-  unsigned short e2eMove;
+  unsigned short modeFactor, move, e2eMove;
   std::vector<unsigned long> limits;
   unsigned long zone;
   std::vector<E2EStep> steps;
 };
 
 const E2ECase kE2ECases[] = {
-    {"a whole page",
-     2,
-     20,
-     10,
-     {400, 600, 1000},
-     1,
-     {{0, 1, 170, 4, 520},
-      {170, 1, 10, 4, 520},
-      {389, 1, 10, 4, 520},
-      {390, 1, 10, 4, 525},  // transition
-      {400, 14, 10, 4, 595},
-      {589, 1, 10, 4, 600},
-      {589, 3, 10, 4, 600},  // held at 80
-      {590, 1, 20, 2, 600},  // middle
-      {979, 1, 20, 2, 600},
-      {980, 1, 20, 2, 595},  // last
-      {1000, 15, 20, 2, 520},
-      {1300, 1, 10, 2, 520},  // held at -80
-      {1310, 4, 10, 2, 520}}},
+    // clang-format off
+    {"a whole page", 2, 20, 10, {400, 600, 1000}, 1,
+     {{0, 1, 170, 4, 520}, {170, 1, 10, 4, 520}, {389, 1, 10, 4, 520},
+      {390, 1, 10, 4, 525}, {400, 14, 10, 4, 595}, {589, 1, 10, 4, 600},  // transition
+      {589, 3, 10, 4, 600},                                               // held at 80
+      {590, 1, 20, 2, 600}, {979, 1, 20, 2, 600},                         // middle
+      {980, 1, 20, 2, 595}, {1000, 15, 20, 2, 520},                       // last
+      {1300, 1, 10, 2, 520}, {1310, 4, 10, 2, 520}}},                     // held at -80
     {"nozzles of a move are rounded up", 3, 20, 10, {0, 600, 1000}, 1, {{0, 1, 10, 4, 524}}},
-    {"the transition offset is held at 80 from above",
-     1,
-     20,
-     100,
-     {0, 600, 1000},
-     1,
-     {{0, 1, 100, 4, 600}}},
-    {"a long end-to-end advance in the gap before the middle takes the last rule, without a hold",
-     1,
-     10,
-     50,
-     {100, 200, 300},
-     1,
-     {{149, 1, 50, 4, 570}, {150, 2, 10, 2, 730}}},
+    {"the offset is held at 80 from above", 1, 20, 100, {0, 600, 1000}, 1, {{0, 1, 100, 4, 600}}},
+    {"a long advance in the gap before the middle takes the last rule, without a hold",
+     1, 10, 50, {100, 200, 300}, 1, {{149, 1, 50, 4, 570}, {150, 2, 10, 2, 730}}},
     {"without a zone every call takes the last rule",
-     1,
-     20,
-     10,
-     {400, 600, 1000},
-     0,
-     {{0, 1, 20, 2, 590}, {700, 1, 20, 2, 580}}},
-    {"the first-move bonus waits for the first region",
-     2,
-     20,
-     10,
-     {400, 600, 1000},
-     1,
+     1, 20, 10, {400, 600, 1000}, 0, {{0, 1, 20, 2, 590}, {700, 1, 20, 2, 580}}},
+    {"the first-move bonus waits for the first region", 2, 20, 10, {400, 600, 1000}, 1,
      {{700, 1, 20, 2, 600}, {0, 1, 170, 4, 520}, {0, 1, 10, 4, 520}}},
     {"the bonus has 16 bits", 1000, 20, 10, {400, 600, 1000}, 1, {{0, 1, 14474, 4, 520}}},
     {"factor 0 gives no bonus and divides as 1",
-     0,
-     20,
-     10,
-     {400, 600, 1000},
-     1,
-     {{0, 1, 10, 4, 520}, {390, 1, 10, 4, 530}}},
+     0, 20, 10, {400, 600, 1000}, 1, {{0, 1, 10, 4, 520}, {390, 1, 10, 4, 530}}},
     {"a negative position is far away until the advance reaches the page",
-     2,
-     20,
-     10,
-     {400, 600, 1000},
-     1,
-     {{-20, 1, 20, 2, 595}, {-5, 1, 170, 4, 520}}},
-    {"limits are unsigned",
-     1,
-     20,
-     10,
-     {0x80000000, 0x80000100, 0xF0000000},
-     1,
+     2, 20, 10, {400, 600, 1000}, 1, {{-20, 1, 20, 2, 595}, {-5, 1, 170, 4, 520}}},
+    {"limits are unsigned", 1, 20, 10, {0x80000000, 0x80000100, 0xF0000000}, 1,
      {{0x7FFFFFF0, 1, 90, 4, 520}, {0x7FFFFFFF, 1, 10, 4, 530}}},
+    // clang-format on
 };
 
 TEST(CorvaneMovement, VerticalMovementE2E) {
@@ -325,44 +270,5 @@ TEST(CorvaneMovement, CopiesUseTheirOwnLimits) {
   EXPECT_EQ(normal.GetMaxNozzle(kLeft), 600);
   EXPECT_EQ(normal.GetMinNozzle(kLeft), 1);
 }
-
-#if defined(__GXX_ABI_VERSION)
-// Hosts call by slot, so the order is part of the interface. The destructor is slot 0 and has two
-// entries; the private slot 20 is the last.
-template <typename Member>
-int SlotOf(Member member) {
-  std::intptr_t encoded = 0;
-  std::memcpy(&encoded, &member, sizeof encoded);
-  return static_cast<int>((encoded & ~std::intptr_t{1}) / static_cast<int>(sizeof(void*))) - 1;
-}
-
-TEST(Movement, SlotsKeepTheirOrder) {
-  using LocationNozzle = unsigned short (Movement::*)(tagZRXCartridgeLocationType);
-  using Nozzle = unsigned short (Movement::*)();
-  using Pattern = void (Movement::*)(unsigned long*, unsigned char, unsigned short, unsigned short*,
-                                     unsigned short*);
-  using ModePattern = void (Movement::*)(unsigned long*, unsigned char, tagBinaryCMYKDescriptor);
-  using ShortTop = void (Movement::*)(unsigned short, unsigned long);
-  using Region = void (Movement::*)(unsigned long, unsigned char, unsigned short*, unsigned short*,
-                                    unsigned char, unsigned short*);
-  EXPECT_EQ(SlotOf(&Movement::GetVerticalMovement), 1);
-  EXPECT_EQ(SlotOf(&Movement::GetVerticalMovementE2E), 2);
-  EXPECT_EQ(SlotOf(static_cast<Pattern>(&Movement::InitializeMovement)), 3);
-  EXPECT_EQ(SlotOf(static_cast<ModePattern>(&Movement::InitializeMovement)), 4);
-  EXPECT_EQ(SlotOf(&Movement::InitializeBOPMovement), 5);
-  EXPECT_EQ(SlotOf(static_cast<Region>(&Movement::InitializeTOPMovement)), 6);
-  EXPECT_EQ(SlotOf(static_cast<ShortTop>(&Movement::InitializeTOPMovement)), 7);
-  EXPECT_EQ(SlotOf(&Movement::InitializeMidMovement), 8);
-  EXPECT_EQ(SlotOf(&Movement::InitializeFinalMovement), 11);
-  EXPECT_EQ(SlotOf(&Movement::InitializeE2EMovement), 12);
-  EXPECT_EQ(SlotOf(&Movement::ResetPrinter), 13);
-  EXPECT_EQ(SlotOf(&Movement::GetMovesSinceLastSkip), 14);
-  EXPECT_EQ(SlotOf(static_cast<LocationNozzle>(&Movement::GetMaxNozzle)), 15);
-  EXPECT_EQ(SlotOf(static_cast<Nozzle>(&Movement::GetMaxNozzle)), 16);
-  EXPECT_EQ(SlotOf(static_cast<LocationNozzle>(&Movement::GetMinNozzle)), 17);
-  EXPECT_EQ(SlotOf(static_cast<Nozzle>(&Movement::GetMinNozzle)), 18);
-  EXPECT_EQ(SlotOf(&Movement::GetMovesThisPage), 19);
-}
-#endif
 
 }  // namespace

@@ -40,58 +40,36 @@ struct Fields : Movement {
 constexpr Place Fields::kPlaces[] = {
     // clang-format off
     SIZE(ZCOM::PROPERTIES, 48, 24),
-    SIZE(ZCOM::QObject, 64, 32),
-    FIELD(ZCOM::QObject, Properties, 8, 4),
+    SIZE(ZCOM::QObject, 64, 32),                    FIELD(ZCOM::QObject, Properties, 8, 4),
     FIELD(ZCOM::QObject, MessageKind, 56, 28),
-    SIZE(ZCOM::SINKPAD, 24, 12),
-    FIELD(ZCOM::SINKPAD, Owner, 8, 4),
+    SIZE(ZCOM::SINKPAD, 24, 12),                    FIELD(ZCOM::SINKPAD, Owner, 8, 4),
     FIELD(ZCOM::SINKPAD, Index, 16, 8),
-    SIZE(ZCOM::SOURCEPAD, 24, 12),
-    FIELD(ZCOM::SOURCEPAD, Owner, 8, 4),
+    SIZE(ZCOM::SOURCEPAD, 24, 12),                  FIELD(ZCOM::SOURCEPAD, Owner, 8, 4),
     FIELD(ZCOM::SOURCEPAD, LinkedSinkPad, 16, 8),
-    SIZE(ZCOM::EObject, 112, 56),
-    FIELD(ZCOM::EObject, Properties, 8, 4),
+    SIZE(ZCOM::EObject, 112, 56),                   FIELD(ZCOM::EObject, Properties, 8, 4),
     FIELD(ZCOM::EObject, HostProperties, 56, 28),
     SIZE(ZCOM::MFColorTable, 32, 24),
-    SIZE(QStartPage, 112, 56),
-    FIELD(QStartPage, PageProperties, 64, 32),
+    SIZE(QStartPage, 112, 56),                      FIELD(QStartPage, PageProperties, 64, 32),
     SIZE(QError, 64, 32),
-    SIZE(QRaster, 104, 68),
-    FIELD(QRaster, Reserved, 60, 32),
-    FIELD(QRaster, RasterFormat, 64, 36),
-    FIELD(QRaster, PassThroughValue, 68, 40),
-    FIELD(QRaster, Row, 72, 44),
-    FIELD(QRaster, FirstPixel, 76, 48),
-    FIELD(QRaster, EndPixel, 80, 52),
-    FIELD(QRaster, Width, 84, 56),
-    FIELD(QRaster, RowBytes, 88, 60),
-    FIELD(QRaster, Data, 96, 64),
+    SIZE(QRaster, 104, 68),                         FIELD(QRaster, Reserved, 60, 32),
+    FIELD(QRaster, RasterFormat, 64, 36),           FIELD(QRaster, PassThroughValue, 68, 40),
+    FIELD(QRaster, Row, 72, 44),                    FIELD(QRaster, FirstPixel, 76, 48),
+    FIELD(QRaster, EndPixel, 80, 52),               FIELD(QRaster, Width, 84, 56),
+    FIELD(QRaster, RowBytes, 88, 60),               FIELD(QRaster, Data, 96, 64),
     SIZE(QCMYKContoneRaster, 104, 68),
     SIZE(QCMYKBinaryRaster, 104, 68),
-    SIZE(Movement, 536, 520),
-    FIELD(Fields, m_nLastMove, 8, 4),
-    FIELD(Fields, m_nMovesThisPage, 10, 6),
-    FIELD(Fields, m_nMovesSinceLastSkip, 12, 8),
-    FIELD(Fields, m_aMovePattern, 16, 12),
-    FIELD(Fields, m_nBOPZone, 272, 268),
-    FIELD(Fields, m_aBOPMoves, 276, 272),
-    FIELD(Fields, m_nBOPStart, 404, 400),
-    FIELD(Fields, m_nMovePatternLength, 408, 404),
-    FIELD(Fields, m_nBOPMoveCount, 409, 405),
-    FIELD(Fields, m_nModeFactor, 410, 406),
-    FIELD(Fields, m_pMinNozzle, 416, 408),
-    FIELD(Fields, m_pMaxNozzle, 424, 412),
-    FIELD(Fields, m_aMinNozzle, 432, 416),
-    FIELD(Fields, m_aMaxNozzle, 436, 420),
-    FIELD(Fields, m_nE2ELimit1, 440, 424),
-    FIELD(Fields, m_nE2ELimit2, 444, 428),
-    FIELD(Fields, m_nE2ELimit3, 448, 432),
-    FIELD(Fields, m_aE2EMinNozzle, 452, 436),
-    FIELD(Fields, m_aE2EMaxNozzle, 456, 440),
-    FIELD(Fields, m_nE2EMoveCount, 460, 444),
-    FIELD(Fields, m_aE2EMoves, 464, 448),
-    FIELD(Fields, m_nMaxNozzleOffset, 528, 512),
-    FIELD(Fields, m_bE2EFirstMove, 532, 516),
+    SIZE(Movement, 536, 520),                       FIELD(Fields, m_nLastMove, 8, 4),
+    FIELD(Fields, m_nMovesThisPage, 10, 6),         FIELD(Fields, m_nMovesSinceLastSkip, 12, 8),
+    FIELD(Fields, m_aMovePattern, 16, 12),          FIELD(Fields, m_nBOPZone, 272, 268),
+    FIELD(Fields, m_aBOPMoves, 276, 272),           FIELD(Fields, m_nBOPStart, 404, 400),
+    FIELD(Fields, m_nMovePatternLength, 408, 404),  FIELD(Fields, m_nBOPMoveCount, 409, 405),
+    FIELD(Fields, m_nModeFactor, 410, 406),         FIELD(Fields, m_pMinNozzle, 416, 408),
+    FIELD(Fields, m_pMaxNozzle, 424, 412),          FIELD(Fields, m_aMinNozzle, 432, 416),
+    FIELD(Fields, m_aMaxNozzle, 436, 420),          FIELD(Fields, m_nE2ELimit1, 440, 424),
+    FIELD(Fields, m_nE2ELimit2, 444, 428),          FIELD(Fields, m_nE2ELimit3, 448, 432),
+    FIELD(Fields, m_aE2EMinNozzle, 452, 436),       FIELD(Fields, m_aE2EMaxNozzle, 456, 440),
+    FIELD(Fields, m_nE2EMoveCount, 460, 444),       FIELD(Fields, m_aE2EMoves, 464, 448),
+    FIELD(Fields, m_nMaxNozzleOffset, 528, 512),    FIELD(Fields, m_bE2EFirstMove, 532, 516),
     // clang-format on
 };
 
@@ -119,11 +97,6 @@ std::size_t SlotOf(Operation operation) {
   return (offset - 1) / sizeof(void*);
 }
 
-template <class Result, class Class, class... Arguments>
-std::size_t OverloadSlot(Result (Class::*operation)(Arguments...)) {
-  return SlotOf(operation);
-}
-
 struct Slot {
   const char* what;
   std::size_t actual, expected;
@@ -132,59 +105,43 @@ struct Slot {
 using Ulong = unsigned long;
 using Ushort = unsigned short;
 using Uchar = unsigned char;
-using SixArguments = void (Movement::*)(Ulong, Uchar, Ushort*, Ushort*, Uchar, Ushort*);
+using Location = tagZRXCartridgeLocationType;
+using Mode = tagBinaryCMYKDescriptor;
 
 #define SLOT(type, operation, expected) \
   { #type "::" #operation, SlotOf(&type::operation), expected }
-#define MOVEMENT(operation, expected) SLOT(Movement, operation, expected)
+// clang-format off
+// Of an operation of Movement with the given result and arguments.
+#define OVERLOAD(result, operation, expected, ...) \
+  { #operation "(" #__VA_ARGS__ ")", \
+    SlotOf<result (Movement::*)(__VA_ARGS__)>(&Movement::operation), expected }
 const Slot kSlots[] = {
     SLOT(ZCOM::QObject, IsPassThrough, 2),
-    SLOT(ZCOM::EObject, Initialize, 2),
-    SLOT(ZCOM::EObject, DataArrived, 3),
-    SLOT(ZCOM::EObject, Run, 4),
-    SLOT(ZCOM::EObject, GetSinkPadCount, 5),
-    SLOT(ZCOM::EObject, GetSinkPad, 6),
-    SLOT(ZCOM::EObject, GetSourcePadCount, 7),
-    SLOT(ZCOM::EObject, GetSourcePad, 8),
-    SLOT(ZCOM::Factory, CreateElement, 0),
-    SLOT(ZCOM::Factory, CreateQObject, 1),
-    SLOT(ZCOM::Factory, CreateObject, 2),
-    SLOT(RasterFilterBase, Initialize, 2),
-    SLOT(RasterFilterBase, FilterCurrentRaster, 3),
+    SLOT(ZCOM::EObject, Initialize, 2),         SLOT(ZCOM::EObject, DataArrived, 3),
+    SLOT(ZCOM::EObject, Run, 4),                SLOT(ZCOM::EObject, GetSinkPadCount, 5),
+    SLOT(ZCOM::EObject, GetSinkPad, 6),         SLOT(ZCOM::EObject, GetSourcePadCount, 7),
+    SLOT(ZCOM::EObject, GetSourcePad, 8),       SLOT(ZCOM::Factory, CreateElement, 0),
+    SLOT(ZCOM::Factory, CreateQObject, 1),      SLOT(ZCOM::Factory, CreateObject, 2),
+    SLOT(RasterFilterBase, Initialize, 2),      SLOT(RasterFilterBase, FilterCurrentRaster, 3),
     SLOT(RasterFilterBase, RasterSecondExpansion, 4),
     SLOT(RasterFilterBase, FilterColorPlanes, 5),
     SLOT(RasterFilterBase, FilterBlackPlane, 6),
     SLOT(RasterFilterBase, GetSecondCurrentRaster, 7),
-    MOVEMENT(GetVerticalMovement, 2),
-    MOVEMENT(GetVerticalMovementE2E, 3),
-    {"InitializeMovement, pattern and limits",
-     OverloadSlot<void, Movement, Ulong*, Uchar, Ushort, Ushort*, Ushort*>(
-         &Movement::InitializeMovement),
-     4},
-    {"InitializeMovement, print mode",
-     OverloadSlot<void, Movement, Ulong*, Uchar, tagBinaryCMYKDescriptor>(
-         &Movement::InitializeMovement),
-     5},
-    MOVEMENT(InitializeBOPMovement, 6),
-    {"InitializeTOPMovement, six arguments",
-     SlotOf(static_cast<SixArguments>(&Movement::InitializeTOPMovement)), 7},
-    {"InitializeTOPMovement, two arguments",
-     OverloadSlot<void, Movement, Ushort, Ulong>(&Movement::InitializeTOPMovement), 8},
-    MOVEMENT(InitializeMidMovement, 9),
-    MOVEMENT(InitializeStayMovement, 10),
-    MOVEMENT(InitializeTransitionMovement, 11),
-    MOVEMENT(InitializeFinalMovement, 12),
-    MOVEMENT(InitializeE2EMovement, 13),
-    MOVEMENT(ResetPrinter, 14),
-    MOVEMENT(GetMovesSinceLastSkip, 15),
-    {"GetMaxNozzle, of a location",
-     OverloadSlot<Ushort, Movement, tagZRXCartridgeLocationType>(&Movement::GetMaxNozzle), 16},
-    {"GetMaxNozzle", OverloadSlot<Ushort, Movement>(&Movement::GetMaxNozzle), 17},
-    {"GetMinNozzle, of a location",
-     OverloadSlot<Ushort, Movement, tagZRXCartridgeLocationType>(&Movement::GetMinNozzle), 18},
-    {"GetMinNozzle", OverloadSlot<Ushort, Movement>(&Movement::GetMinNozzle), 19},
-    MOVEMENT(GetMovesThisPage, 20),
+    SLOT(Movement, GetVerticalMovement, 2),     SLOT(Movement, GetVerticalMovementE2E, 3),
+    OVERLOAD(void, InitializeMovement, 4, Ulong*, Uchar, Ushort, Ushort*, Ushort*),
+    OVERLOAD(void, InitializeMovement, 5, Ulong*, Uchar, Mode),
+    SLOT(Movement, InitializeBOPMovement, 6),
+    OVERLOAD(void, InitializeTOPMovement, 7, Ulong, Uchar, Ushort*, Ushort*, Uchar, Ushort*),
+    OVERLOAD(void, InitializeTOPMovement, 8, Ushort, Ulong),
+    SLOT(Movement, InitializeMidMovement, 9),   SLOT(Movement, InitializeStayMovement, 10),
+    SLOT(Movement, InitializeTransitionMovement, 11),
+    SLOT(Movement, InitializeFinalMovement, 12), SLOT(Movement, InitializeE2EMovement, 13),
+    SLOT(Movement, ResetPrinter, 14),           SLOT(Movement, GetMovesSinceLastSkip, 15),
+    OVERLOAD(Ushort, GetMaxNozzle, 16, Location), OVERLOAD(Ushort, GetMaxNozzle, 17),
+    OVERLOAD(Ushort, GetMinNozzle, 18, Location), OVERLOAD(Ushort, GetMinNozzle, 19),
+    SLOT(Movement, GetMovesThisPage, 20),
 };
+// clang-format on
 
 TEST(BinaryInterface, VirtualOperationsKeepTheirSlots) {
   for (const Slot& slot : kSlots) {
