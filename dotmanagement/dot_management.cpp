@@ -173,7 +173,10 @@ bool ECorvaneDotManagement::CanFilter(const QCMYKBinaryRaster& raster) const {
   const std::uint64_t endByte = (std::uint64_t{raster.EndPixel} + 7) / 8;
   std::uint64_t planeBytes = raster.RowBytes / PlaneDivisor;
   if (endByte > planeBytes || mode_->planesRead * planeBytes > raster.RowBytes) return false;
-  if (startByte < endByte && endByte - startByte > UINT16_MAX) return false;
+  // Of the longest pass; passes count in 16 bits.
+  std::uint64_t byteCount = startByte < endByte ? endByte - startByte : 0;
+  if (ApplySecondExpansion && !SkipFirstExpansion) byteCount *= 2;
+  if (byteCount > UINT16_MAX) return false;
   if (raster.Data == nullptr && planeBytes != 0) return false;
   if (!SkipFirstExpansion) {
     planeBytes *= 2;

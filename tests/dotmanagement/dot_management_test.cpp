@@ -252,6 +252,11 @@ TEST_F(DotManagement, LeavesRowsAloneThatLeadOutsideOfMemory) {
       {"too long for the second expansion", second, 9, 53, [](auto&) {}},
       {"too long for both expansions", both, 9, 27, [](auto&) {}},
       {"more bytes than 16 bits", {52, 1, 6, 1200, 0, 600, 600000}, 6, 75001, [](auto&) {}},
+      {"more doubled bytes than 16 bits",
+       {109, 1, 9, 4800, 0, 600, 540000},
+       9,
+       32770,
+       [](auto&) {}},
   };
   for (const auto& c : cases) {
     StartPage(c.page);
@@ -268,6 +273,7 @@ TEST_F(DotManagement, TakesWhatJustFits) {
     unsigned planes, planeBytes;
   } cases[] = {
       {"all of 16 bits", {52, 1, 6, 1200, 0, 600, 540000}, 6, 65537},
+      {"all of 16 bits, doubled", {109, 1, 9, 4800, 0, 600, 540000}, 9, 32769},
       {"1200 dpi without halving", {83, 0, 7, 2400, 0, 1200}, 7, 13},
       {"one plane and slot 2", {52, 2, 1, 0, 7200}, 12, 13},
       {"more planes than are read", {52, 1, 9}, 9, 13},
