@@ -8,18 +8,10 @@
 #include <cmath>
 
 #include "app/failure.h"
+#include "app/icc_handles.h"
 
 namespace corvane {
 namespace {
-
-struct CloseProfile {
-  void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
-struct DeleteTransform {
-  void operator()(void* transform) const { cmsDeleteTransform(transform); }
-};
-using Profile = std::unique_ptr<void, CloseProfile>;
-using Transform = std::unique_ptr<void, DeleteTransform>;
 
 constexpr int kMostChannels = kInkCount;
 
@@ -35,12 +27,12 @@ double TintDensity(double toneValue, double solid) {
 }  // namespace
 
 struct IccSeparation::Transforms {
-  Transform perceptual, colorimetric;
+  IccTransform perceptual, colorimetric;
 };
 
 IccSeparation::IccSeparation(const std::filesystem::path& file) : transforms_(new Transforms) {
   const std::string name = file.string();
-  const Profile printer(cmsOpenProfileFromFile(name.c_str(), "r"));
+  const IccProfile printer(cmsOpenProfileFromFile(name.c_str(), "r"));
   if (!printer) throw Failure(fmt::format("{}: is not a colour profile", name));
   const cmsColorSpaceSignature space = cmsGetColorSpace(printer.get());
   channels_ = static_cast<int>(cmsChannelsOf(space));
@@ -49,12 +41,12 @@ IccSeparation::IccSeparation(const std::filesystem::path& file) : transforms_(ne
     throw Failure(fmt::format("{}: is not a printer profile for CMYK, 7 or 9 colours", name));
   }
 
-  const Profile srgb(cmsCreate_sRGBProfile());
+  const IccProfile srgb(cmsCreate_sRGBProfile());
   const cmsUInt32Number format = static_cast<cmsUInt32Number>(
       COLORSPACE_SH(PT_ANY) | CHANNELS_SH(static_cast<cmsUInt32Number>(channels_)) | BYTES_SH(2));
   const auto make = [&](cmsUInt32Number intent, cmsUInt32Number flags) {
-    return Transform(cmsCreateTransform(srgb.get(), TYPE_RGB_16, printer.get(), format, intent,
-                                        flags | cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
+    return IccTransform(cmsCreateTransform(srgb.get(), TYPE_RGB_16, printer.get(), format, intent,
+                                           flags | cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE));
   };
   transforms_->perceptual = make(INTENT_PERCEPTUAL, 0);
   transforms_->colorimetric = make(INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_BLACKPOINTCOMPENSATION);

@@ -3,18 +3,18 @@
 
 #include <lcms2.h>
 
+#include "app/icc_handles.h"
+
 namespace corvane {
 namespace {
 
-// Takes the profile over.
-std::vector<std::uint8_t> Serialised(cmsHPROFILE profile) {
+std::vector<std::uint8_t> Serialised(const IccProfile& profile) {
   std::vector<std::uint8_t> bytes;
   cmsUInt32Number size = 0;
-  if (profile != nullptr && cmsSaveProfileToMem(profile, nullptr, &size)) {
+  if (profile && cmsSaveProfileToMem(profile.get(), nullptr, &size)) {
     bytes.resize(size);
-    if (!cmsSaveProfileToMem(profile, bytes.data(), &size)) bytes.clear();
+    if (!cmsSaveProfileToMem(profile.get(), bytes.data(), &size)) bytes.clear();
   }
-  if (profile != nullptr) cmsCloseProfile(profile);
   return bytes;
 }
 
@@ -27,14 +27,14 @@ std::vector<std::uint8_t> MakeRgbProfile(const Chromaticities& points, double ga
                                      {points.blueX, points.blueY, 1}};
   cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
   cmsToneCurve* curves[3] = {curve, curve, curve};
-  cmsHPROFILE profile = cmsCreateRGBProfile(&white, &primaries, curves);
+  const IccProfile profile(cmsCreateRGBProfile(&white, &primaries, curves));
   cmsFreeToneCurve(curve);
   return Serialised(profile);
 }
 
 std::vector<std::uint8_t> MakeGreyProfile(double gamma) {
   cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
-  cmsHPROFILE profile = cmsCreateGrayProfile(cmsD50_xyY(), curve);
+  const IccProfile profile(cmsCreateGrayProfile(cmsD50_xyY(), curve));
   cmsFreeToneCurve(curve);
   return Serialised(profile);
 }

@@ -9,19 +9,11 @@
 #include <vector>
 
 #include "app/failure.h"
+#include "app/icc_handles.h"
 #include "app/interrupt.h"
 
 namespace corvane {
 namespace {
-
-struct CloseProfile {
-  void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
-struct DeleteTransform {
-  void operator()(void* transform) const { cmsDeleteTransform(transform); }
-};
-using Profile = std::unique_ptr<void, CloseProfile>;
-using Transform = std::unique_ptr<void, DeleteTransform>;
 
 constexpr cmsUInt32Number kTransformFlags = cmsFLAGS_BLACKPOINTCOMPENSATION;
 
@@ -80,9 +72,9 @@ bool IsIdentity(cmsHTRANSFORM transform) {
 }
 
 // Null: the pixels are sRGB, or CMYK without a usable profile.
-Transform MakeTransform(const ImageInfo& image) {
+IccTransform MakeTransform(const ImageInfo& image) {
   const PixelForm& form = image.form;
-  Profile from;
+  IccProfile from;
   if (!image.profile.empty()) {
     from.reset(cmsOpenProfileFromMem(image.profile.data(),
                                      static_cast<cmsUInt32Number>(image.profile.size())));
@@ -91,13 +83,13 @@ Transform MakeTransform(const ImageInfo& image) {
   if (!from && form.colour == PixelForm::Colour::Lab) from.reset(cmsCreateLab4Profile(nullptr));
   if (!from) return nullptr;
 
-  const Profile to(cmsCreate_sRGBProfile());
+  const IccProfile to(cmsCreate_sRGBProfile());
   const auto create = [&](cmsUInt32Number in) {
-    return Transform(cmsCreateTransform(from.get(), in, to.get(), TYPE_RGB_8,
-                                        INTENT_RELATIVE_COLORIMETRIC, kTransformFlags));
+    return IccTransform(cmsCreateTransform(from.get(), in, to.get(), TYPE_RGB_8,
+                                           INTENT_RELATIVE_COLORIMETRIC, kTransformFlags));
   };
   if (form.colour == PixelForm::Colour::Rgb) {
-    const Transform bytes = create(TYPE_RGB_8);
+    const IccTransform bytes = create(TYPE_RGB_8);
     if (!bytes || IsIdentity(bytes.get())) return nullptr;
   }
   return create(LcmsForm(form));
@@ -190,7 +182,7 @@ class SrgbRows : public RowSource {
 
   std::unique_ptr<ImageReader> image_;
   PixelForm form_;
-  Transform transform_;
+  IccTransform transform_;
   std::vector<std::uint8_t> stored_;
   bool direct_;
 };
