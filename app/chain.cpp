@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "app/chain.h"
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "app/failure.h"
+#include "app/output_file.h"
 
 namespace corvane {
 namespace {
@@ -24,6 +27,14 @@ void CopyProperties(const ZCOM::PROPERTIES& from, ZCOM::PROPERTIES& to) {
 }
 
 }  // namespace
+
+void UseDiagnosticsFolder(const std::string& folder) {
+  if (folder.empty()) return;
+  std::error_code ignored;
+  if (!std::filesystem::is_directory(folder, ignored)) throw Failure(folder + ": is not a folder");
+  const OutputFile trial((std::filesystem::path(folder) / "HTLog.txt").string());
+  ZCOM::SetDiagnosticsDirectory(folder.c_str());
+}
 
 // Stands behind an element: shows each message to the observer and hands it on. Nothing may be
 // thrown through the plug-in, so what an observer throws waits until the chain has returned.

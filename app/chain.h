@@ -25,6 +25,10 @@ struct ChainSetup {
   std::map<std::string, ZCOM::PROPERTIES> elementProperties;  // own entries, set before Initialize
 };
 
+// Puts the plug-in's diagnostic files into a folder; nothing when it is empty. The elements keep
+// silent about a log that they cannot open, so it is tried here. Throws Failure.
+void UseDiagnosticsFolder(const std::string& folder);
+
 // One thread at a time may use a chain; several chains may run side by side.
 class Chain {
  public:

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/failure.h"
+#include "app/interrupt.h"
 #include "app/modes.h"
 #include "app/replay.h"
 #if defined(CORVANE_IMAGES)
@@ -17,6 +18,7 @@
 #include "app/preview.h"
 #include "app/print.h"
 #include "app/print_settings.h"
+#include "app/print_table.h"
 #include "app/swaths.h"
 #include "app/table_command.h"
 #include "app/table_inspect.h"
@@ -53,20 +55,28 @@ void AddModes(CLI::App& app, Command* chosen) {
 
 #if defined(CORVANE_IMAGES)
 
+void AddTableFile(CLI::App& command, std::string& file) {
+  command
+      .add_option("FILE", file, "Colour-table file; without it the one that comes with the program")
+      ->type_name("");
+}
+
 void AddTableFileCommand(CLI::App& table, Command* chosen, const char* name,
                          const char* description, int (*run)(const TableFileOptions&)) {
   auto options = std::make_shared<TableFileOptions>();
   CLI::App* command = table.add_subcommand(name, description);
-  command->add_option("FILE", options->file, "Colour-table file")->required();
+  AddTableFile(*command, options->file);
   command->add_flag("--json", options->json, "Writes JSON");
-  command->callback([=] { *chosen = [=] { return run(*options); }; });
+  command->callback([=] {
+    *chosen = [=] { return run({FindColorTable(options->file), options->json}); };
+  });
 }
 
 void AddTableShow(CLI::App& table, Command* chosen) {
   auto options = std::make_shared<TableInspectOptions>();
   CLI::App* command = table.add_subcommand(
       "show", "Lists the tables of a file, or shows where the colours of one come from");
-  command->add_option("FILE", options->file, "Colour-table file")->required();
+  AddTableFile(*command, options->file);
   command->add_flag("--json", options->json, "Writes JSON");
   command->add_option("--table", options->indices, "The table to look into: its five indices")
       ->type_name("I,I,I,I,I")
@@ -79,6 +89,7 @@ void AddTableShow(CLI::App& table, Command* chosen) {
       ->type_name("FILE");
   command->callback([=] {
     *chosen = [options] {
+      options->file = FindColorTable(options->file);
       const bool lists = options->rgb.empty() && options->chart.empty();
       return lists ? RunTableShow({options->file, options->json}) : RunTableInspect(*options);
     };
@@ -138,7 +149,8 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
       ->capture_default_str()
       ->group("Page");
   setting("--media", options.media, kMediaType, "Media type");
-  setting("--quality", options.quality, kPrintQuality, "Print quality; without it normal, best in mode 109");
+  setting("--quality", options.quality, kPrintQuality,
+          "Print quality; without it normal, best in mode 109");
   setting("--intent", options.intent, kPageIntent, "What the page shows");
   setting("--preference", options.preference, kColorPreference,
           "Colour preference; automatic follows the intent");
@@ -331,8 +343,12 @@ int RunCommandLine(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // help was asked for
+    if (app.get_subcommands().empty() && !app.remaining().empty()) {
+      throw UsageFailure(app.remaining().front() + ": is not a command (--help lists them)");
+    }
     throw UsageFailure(std::string(error.what()) + " (--help lists the options)");
   }
+  CatchInterrupts();
   return chosen();
 }
 

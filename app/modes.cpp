@@ -128,9 +128,7 @@ std::string Json() {
 }  // namespace
 
 int RunModes(const ModesOptions& options) {
-  OutputFile terminal("-");
-  terminal.Write(options.json ? Json() : Table());
-  terminal.Commit();
+  WriteStandardOutput(options.json ? Json() : Table());
   return 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <set>
 #include <system_error>
 
 #include "app/failure.h"
@@ -69,5 +70,32 @@ void OutputFile::Commit() {
 }
 
 void OutputFile::Fail() const { throw Failure(name_ + ": cannot write: " + std::strerror(errno)); }
+
+void WriteStandardOutput(std::string_view text) {
+  OutputFile output("-");
+  output.Write(text);
+  output.Commit();
+}
+
+void CheckOutputNames(const std::vector<std::filesystem::path>& outputs,
+                      const std::vector<std::filesystem::path>& inputs) {
+  std::error_code ignored;
+  std::set<std::filesystem::path> read, written;
+  for (const auto& input : inputs) read.insert(std::filesystem::weakly_canonical(input, ignored));
+  for (const auto& output : outputs) {
+    const auto status = std::filesystem::status(output, ignored);
+    if (output.empty() || output == "-" ||
+        (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))) {
+      continue;
+    }
+    const auto name = std::filesystem::weakly_canonical(output, ignored);
+    if (read.contains(name)) {
+      throw UsageFailure(output.string() + ": is an input and would be written over");
+    }
+    if (!written.insert(name).second) {
+      throw UsageFailure(output.string() + ": two files would be written there");
+    }
+  }
+}
 
 }  // namespace corvane

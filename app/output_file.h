@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace corvane {
 
@@ -31,5 +32,13 @@ class OutputFile {
   std::filesystem::path temporary_;  // empty when the file is written directly
   std::FILE* file_;
 };
+
+// Writes to the standard output, and finds out whether it arrived. Throws Failure.
+void WriteStandardOutput(std::string_view text);
+
+// Refuses, before anything is written, two outputs in one file and an output over a file that is
+// read. Empty names, and what exists but is no ordinary file, are let pass. Throws UsageFailure.
+void CheckOutputNames(const std::vector<std::filesystem::path>& outputs,
+                      const std::vector<std::filesystem::path>& inputs);
 
 }  // namespace corvane

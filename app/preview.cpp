@@ -12,6 +12,7 @@
 
 #include "app/failure.h"
 #include "app/interrupt.h"
+#include "app/output_file.h"
 #include "app/output_staged.h"
 #include "app/preview_sink.h"
 #include "app/print_settings.h"
@@ -121,11 +122,12 @@ int RunPreview(const PreviewCommandOptions& options) {
   if (options.preview.picture.empty() && options.preview.inkMap.empty()) {
     throw UsageFailure("nothing to draw: name a file with --output or --ink-map");
   }
-  CatchInterrupts();
   const PreviewSettings settings =
       PreviewSettingsOf(options.preview, SettingValue(kMediaType, options.media) - 1);
   SeparationReader reader(options.separations);
 
+  CheckOutputNames({options.preview.picture, options.preview.inkMap},
+                   {options.separations, options.preview.inks});
   OutputStage stage;
   const auto create = [&](const std::string& path) {
     return path.empty() ? nullptr : &stage.Create(path);
@@ -138,7 +140,7 @@ int RunPreview(const PreviewCommandOptions& options) {
   }
   sink.EndPage();
   stage.Commit();
-  fmt::print("{}\n", PreviewNote(settings));
+  WriteStandardOutput(PreviewNote(settings) + "\n");
   return 0;
 }
 

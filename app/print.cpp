@@ -12,14 +12,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "app/failure.h"
 #include "app/image_reader.h"
-#include "app/interrupt.h"
 #include "app/message_recorder.h"
 #include "app/output_file.h"
 #include "app/output_raw.h"
@@ -105,11 +103,18 @@ bool IsFolder(const std::string& output) {
   return output.empty() || output.back() == '/' || fs::is_directory(output, ignored);
 }
 
+// The files of a page; what is not written has no name.
+struct PageFileNames {
+  fs::path data;     // the printhead data
+  fs::path sidecar;  // describes raw data
+  fs::path contone;
+  fs::path preview;
+  fs::path inkMap;
+};
+
 struct PlannedPage {
   PageJob job;
-  fs::path base;   // of its files, without the extension
-  fs::path path;   // of its printhead data
-  int number = 0;  // among the pages of the command, from 1; 0: the only one
+  PageFileNames files;
 };
 
 std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettings& settings,
@@ -138,45 +143,55 @@ std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettin
   return pages;
 }
 
-// Gives every page its file: OUT itself for a single page, else names in the folder that are
-// numbered where they would meet.
+// "a.png" as "a-001.png" for the first of several pages.
+fs::path Numbered(const fs::path& file, int number) {
+  fs::path numbered = file;
+  numbered.replace_extension();
+  numbered += fmt::format("-{:03}", number);
+  return numbered += file.extension();
+}
+
+// Gives every page its files: OUT itself for a single page, else names in the folder that are
+// numbered where they would meet. Previews are numbered through the command.
 void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
-  const std::string extension = options.format == "raw" ? ".raw" : ".tif";
+  const bool raw = options.format == "raw";
   const bool folder = IsFolder(options.output);
   std::map<std::string, int> total, used;
-  for (std::size_t i = 0; i < pages.size() && pages.size() > 1; ++i) {
-    pages[i].number = static_cast<int>(i) + 1;
-  }
+  int number = 1;  // of the page in the command
   const auto stem = [&](const PlannedPage& page) {
     return folder ? fs::path(options.output) / fs::path(page.job.image).stem()
                   : fs::path(options.output).replace_extension();
   };
   for (const PlannedPage& page : pages) ++total[stem(page).string()];
   for (PlannedPage& page : pages) {
-    page.base = stem(page);
-    const std::string key = page.base.string();
+    fs::path base = stem(page);
+    const std::string key = base.string();
     const bool numbered = total[key] > 1;
-    if (numbered) page.base += fmt::format("-{:03}", ++used[key]);
-    page.path = page.base;
-    page.path += extension;
-    if (!folder && !numbered) page.path = options.output;
+    if (numbered) base += fmt::format("-{:03}", ++used[key]);
+    const auto named = [&](const char* ending) { return fs::path(base) += ending; };
+    page.files.data = folder || numbered ? named(raw ? ".raw" : ".tif") : fs::path(options.output);
+    if (raw) page.files.sidecar = named(".json");
+    if (options.contone) page.files.contone = named("-contone.tif");
+    const auto drawn = [&](const std::string& file) {
+      return file.empty() || pages.size() == 1 ? fs::path(file) : Numbered(file, number);
+    };
+    page.files.preview = drawn(options.preview.picture);
+    page.files.inkMap = drawn(options.preview.inkMap);
+    ++number;
   }
 }
 
-// Refuses to write two pages into one file, or over an image that is being read.
-void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pages) {
-  std::set<fs::path> paths;
+void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pages,
+                const std::string& colorTable) {
+  std::vector<fs::path> inputs(options.inputs.begin(), options.inputs.end());
+  inputs.insert(inputs.end(), {options.tags, options.preview.inks, colorTable});
+  std::vector<fs::path> outputs = {options.record};
   for (const PlannedPage& page : pages) {
-    if (!paths.insert(page.path).second) {
-      throw UsageFailure(page.path.string() + ": two pages would be written there");
-    }
-    for (const std::string& input : options.inputs) {
-      std::error_code ignored;
-      if (fs::equivalent(page.path, input, ignored)) {
-        throw UsageFailure(input + ": is an input and would be written over");
-      }
-    }
+    const PageFileNames& files = page.files;
+    outputs.insert(outputs.end(),
+                   {files.data, files.sidecar, files.contone, files.preview, files.inkMap});
   }
+  CheckOutputNames(outputs, inputs);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -187,36 +202,29 @@ int EncoderThreads(int jobs) {
   return std::clamp(cores / jobs, 1, 8);
 }
 
-// "a.png" as "a-001.png" for the first of several pages, number 1; as it is for number 0.
-fs::path Numbered(const fs::path& file, int number) {
-  if (number == 0) return file;
-  fs::path numbered = file;
-  numbered.replace_extension();
-  numbered += fmt::format("-{:03}", number);
-  return numbered += file.extension();
-}
-
 // The sinks of one page.
 class PageFiles {
  public:
-  PageFiles(const PrintOptions& options, const PreviewSettings& preview, const PlannedPage& page,
+  PageFiles(const PageFileNames& files, const PreviewSettings& preview, int encoderThreads,
             OutputStage& stage, PageReceivers& receivers) {
-    const int threads = EncoderThreads(options.jobs);
-    const auto add = [&](const fs::path& path) -> StagedFile& {
+    const auto add = [&](const fs::path& path) -> StagedFile* {
+      if (path.empty()) return nullptr;
       names_.push_back(path.string());
-      return stage.Create(path);
+      return &stage.Create(path);
     };
-    if (options.format == "raw") {
-      StagedFile& rows = add(page.path);
-      Take(receivers.binary, std::make_unique<RawSink>(rows, add(fs::path(page.base) += ".json")));
+    StagedFile& data = *add(files.data);
+    if (StagedFile* sidecar = add(files.sidecar)) {
+      Take(receivers.binary, std::make_unique<RawSink>(data, *sidecar));
     } else {
-      Take(receivers.binary, std::make_unique<TiffSink>(add(page.path), threads));
+      Take(receivers.binary, std::make_unique<TiffSink>(data, encoderThreads));
     }
-    if (options.contone) {
-      Take(receivers.contone,
-           std::make_unique<TiffSink>(add(fs::path(page.base) += "-contone.tif"), threads));
+    if (StagedFile* contone = add(files.contone)) {
+      Take(receivers.contone, std::make_unique<TiffSink>(*contone, encoderThreads));
     }
-    AddPreview(options.preview, preview, page.number, add, receivers);
+    StagedFile *picture = add(files.preview), *inkMap = add(files.inkMap);
+    if (picture != nullptr || inkMap != nullptr) {
+      Take(receivers.binary, std::make_unique<PreviewSink>(preview, picture, inkMap));
+    }
     receivers.binary.push_back(&drops_);
   }
 
@@ -224,17 +232,6 @@ class PageFiles {
   const DropCounter::Counts& Drops() const { return drops_.Drops(); }
 
  private:
-  template <typename Add>
-  void AddPreview(const PreviewOptions& options, const PreviewSettings& settings, int number,
-                  Add add, PageReceivers& receivers) {
-    const auto create = [&](const std::string& file) {
-      return file.empty() ? nullptr : &add(Numbered(file, number));
-    };
-    StagedFile *picture = create(options.picture), *inkMap = create(options.inkMap);
-    if (picture == nullptr && inkMap == nullptr) return;
-    Take(receivers.binary, std::make_unique<PreviewSink>(settings, picture, inkMap));
-  }
-
   void Take(std::vector<PageSink*>& sinks, std::unique_ptr<PageSink> sink) {
     sinks.push_back(sink.get());
     sinks_.push_back(std::move(sink));
@@ -319,7 +316,7 @@ class PrintRun {
   void PrintOne(std::size_t index) {
     const PlannedPage& page = pages_[index];
     PageReceivers receivers;
-    PageFiles files(options_, preview_, page, stage_, receivers);
+    PageFiles files(page.files, preview_, EncoderThreads(options_.jobs), stage_, receivers);
     receivers.progress = [this](std::uint32_t rows) {
       if (failed_) throw Stopped();
       progress_.Advance(rows);
@@ -360,25 +357,16 @@ class PrintRun {
 
 int RunPrint(const PrintOptions& options) {
   CheckTogether(options);
-  CatchInterrupts();
   const PageSettings settings = SettingsFrom(options);
   PaperFrom(options);
   const std::string colorTable = FindColorTable(options.colorTable);
   std::vector<PlannedPage> pages = PlanPages(options, settings, colorTable);
   NameFiles(options, pages);
-  CheckFiles(options, pages);
-  if (!options.diagnostics.empty()) {
-    std::error_code problem;
-    if (!fs::is_directory(options.diagnostics, problem)) {
-      throw Failure(options.diagnostics + ": is not a folder");
-    }
-    ZCOM::SetDiagnosticsDirectory(options.diagnostics.c_str());
-  }
+  CheckFiles(options, pages, colorTable);
+  UseDiagnosticsFolder(options.diagnostics);
   const PrintReport report = PrintRun(options, std::move(pages), colorTable).Run();
   if (!options.quiet || options.json) {
-    OutputFile terminal("-");
-    terminal.Write(options.json ? ReportJson(report) : ReportText(report));
-    terminal.Commit();
+    WriteStandardOutput(options.json ? ReportJson(report) : ReportText(report));
   }
   return 0;
 }

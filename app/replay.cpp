@@ -136,8 +136,8 @@ void AddDefaultColorTable(ChainSetup* setup) {
 }  // namespace
 
 int RunReplay(const ReplayOptions& options) {
-  CatchInterrupts();
-  if (!options.diagnostics.empty()) ZCOM::SetDiagnosticsDirectory(options.diagnostics.c_str());
+  CheckOutputNames({options.output}, {options.script});
+  UseDiagnosticsFolder(options.diagnostics);
   ScriptReader script(options.script);
   auto line = script.Next();
   ChainSetup setup;

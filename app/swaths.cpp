@@ -40,6 +40,7 @@ void WritePictures(const SwathPlan& plan, const SwathsOptions& options) {
 int RunSwaths(const SwathsOptions& options) {
   const PrintMode& mode = ParsePrintMode(options.mode);
   const PaperSize paper = ParsePaperSize(options.paper);
+  CheckOutputNames({options.svg, options.png}, {options.head});
   const Printhead head = options.head.empty() ? Printhead{} : ReadPrinthead(options.head);
 
   const PluginLibrary library;
@@ -49,7 +50,7 @@ int RunSwaths(const SwathsOptions& options) {
   plan.useAlternateModes = options.useAlternateModes;
 
   WritePictures(plan, options);
-  WriteWhole("", ReportOf(plan, options));
+  WriteStandardOutput(ReportOf(plan, options));
   return plan.Sound() ? 0 : 1;
 }
 

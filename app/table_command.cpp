@@ -31,13 +31,6 @@ using nlohmann::ordered_json;
 constexpr std::uint32_t kDeltaCurveBytes = 128;
 constexpr std::uint32_t kSmallestCodedBytes = 5;
 
-void WriteOut(const std::string& text) {
-  CatchInterrupts();
-  OutputFile output("-");
-  output.Write(text);
-  output.Commit();
-}
-
 // A file's name need not be UTF-8, which JSON text has to be.
 std::string ToText(const ordered_json& value) {
   return value.dump(2, ' ', false, ordered_json::error_handler_t::replace) + '\n';
@@ -272,7 +265,7 @@ TableBuilder MakeBuilder(const TableBuildOptions& options) {
 }  // namespace
 
 int RunTableBuild(const TableBuildOptions& options) {
-  CatchInterrupts();
+  CheckOutputNames({options.output}, {options.inks, options.curves, options.iccProfile});
   const TableBuilder builder = MakeBuilder(options);
   OutputFile output(options.output);  // first, for a place that cannot be written to shows early
   std::vector<int> places;            // of the tables that differ
@@ -304,7 +297,7 @@ int RunTableBuild(const TableBuildOptions& options) {
 int RunTableShow(const TableFileOptions& options) {
   TableFile file(options.file);
   const std::vector<TableLine> lines = ReadLines(file);
-  WriteOut(options.json ? ToJson(file, lines) : ToText(file, lines));
+  WriteStandardOutput(options.json ? ToJson(file, lines) : ToText(file, lines));
   return 0;
 }
 
@@ -312,9 +305,10 @@ int RunTableVerify(const TableFileOptions& options) {
   TableFile file(options.file);
   const std::vector<Fault> faults = FindFaults(file);
   if (options.json) {
-    WriteOut(ToJson(file, faults));
+    WriteStandardOutput(ToJson(file, faults));
   } else if (faults.empty()) {
-    WriteOut(fmt::format("{}: {} tables, all sound\n", file.Name(), file.Entries().size()));
+    WriteStandardOutput(
+        fmt::format("{}: {} tables, all sound\n", file.Name(), file.Entries().size()));
   }
   for (const Fault& fault : faults) {
     fmt::print(stderr, "corvane: {}: table {}: {}\n", file.Name(), NameOf(fault.indices),

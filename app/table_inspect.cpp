@@ -60,8 +60,8 @@ std::vector<std::uint8_t> ReadTable(TableFile& file, const TableIndices& indices
   return table;
 }
 
-void PrintColour(const TableInspectOptions& options, const std::vector<std::uint8_t>& table,
-                 const PrintModel& model) {
+std::string ColourReport(const TableInspectOptions& options, const std::vector<std::uint8_t>& table,
+                         const PrintModel& model) {
   const auto numbers = ParseNumbers<3>(options.rgb, 255, "a colour as R,G,B, each 0 to 255");
   Rgb8 rgb;
   for (std::size_t i = 0; i < 3; ++i) rgb[i] = static_cast<std::uint8_t>(numbers[i]);
@@ -80,17 +80,18 @@ void PrintColour(const TableInspectOptions& options, const std::vector<std::uint
     const nlohmann::ordered_json json = {
         {"rgb", rgb},          {"inks", inks},        {"totalPercent", total},
         {"wantedLab", wanted}, {"modelLab", printed}, {"deltaE2000", difference}};
-    fmt::print("{}\n", json.dump(2));
-    return;
+    return json.dump(2) + "\n";
   }
-  fmt::print("RGB {}\n  inks   ", fmt::join(rgb, " "));
+  std::string text = fmt::format("RGB {}\n  inks   ", fmt::join(rgb, " "));
   for (std::size_t i = 0; i < kInkCount; ++i) {
-    if (contone[i] != 0) fmt::print(" {} {}", kInkNames[i], contone[i]);
+    if (contone[i] != 0) text += fmt::format(" {} {}", kInkNames[i], contone[i]);
   }
   const auto lab = [](const Triple& value) {
     return fmt::format("Lab {:.1f} {:.1f} {:.1f}", value[0], value[1], value[2]);
   };
-  fmt::print("\n  total   {:.0f} %\n  wanted  {}\n  model   {}\n  difference {:.2f} (CIEDE2000)\n",
+  return text +
+         fmt::format(
+             "\n  total   {:.0f} %\n  wanted  {}\n  model   {}\n  difference {:.2f} (CIEDE2000)\n",
              total, lab(wanted), lab(printed), difference);
 }
 
@@ -106,12 +107,13 @@ void DrawChart(const std::string& path, const Drawing& drawing) {
 
 int RunTableInspect(const TableInspectOptions& options) {
   const auto indices = ParseNumbers<kTableIndexCount>(options.indices, 255, "five table indices");
+  CheckOutputNames({options.chart}, {options.file, options.inks});
   TableFile file(options.file);
   const std::vector<std::uint8_t> table = ReadTable(file, indices);
   if (indices[1] >= kMediaCount) throw Failure(options.indices + ": there is no such medium");
   const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
   const PrintModel model(inks, static_cast<int>(indices[1]));
-  if (!options.rgb.empty()) PrintColour(options, table, model);
+  if (!options.rgb.empty()) WriteStandardOutput(ColourReport(options, table, model));
   if (!options.chart.empty()) {
     DrawChart(options.chart,
               DrawTableChart(table, model,

@@ -310,10 +310,23 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
     EXPECT_THAT(complaint, testing::Not(HasSubstr("\n")));
     EXPECT_TRUE(NothingWritten()) << test.complaint;
   }
-  EXPECT_THAT(Complaint({"print", photo_, "-o", photo_}), HasSubstr("is an input"));
+  const std::string json = folder_.File("page.json");
+  const std::vector<std::vector<std::string>> kOverwriting = {
+      {photo_, "-o", photo_},
+      {photo_, "-o", out_, "--preview", photo_},
+      {photo_, "-o", out_, "--record", folder_.File("./photo.png")},
+      {photo_, "-o", json, "--format", "raw"},
+      {photo_, "-o", out_, "--preview", json, "--ink-map", json},
+  };
+  for (std::vector<std::string> arguments : kOverwriting) {
+    arguments.insert(arguments.begin(), "print");
+    EXPECT_THAT(Complaint(arguments), HasSubstr("would be written"));
+    EXPECT_TRUE(NothingWritten()) << arguments.back();
+  }
+  EXPECT_EQ(ReadFile(photo_), good);
   WriteFile(folder_.File("photo-001.png"), good);
   EXPECT_THAT(Complaint({"print", photo_, photo_, folder_.File("photo-001.png"), "-o", out_}),
-              HasSubstr("two pages would be written there"));
+              HasSubstr("two files would be written there"));
   EXPECT_THAT(Complaint({"print", photo_, "-o", out_, "--paper", "A44"}), StartsWith("A44: "));
   EXPECT_THAT(Complaint({"print", photo_, "-o", "/dev/full", "-m", "8"}),
               HasSubstr("is not an ordinary file"));
