@@ -150,7 +150,7 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
       ->group("Page");
   setting("--media", options.media, kMediaType, "Media type");
   setting("--quality", options.quality, kPrintQuality,
-          "Print quality; without it normal, best in mode 109");
+          "Print quality; without it normal, or best in mode 109 where it prints no black");
   setting("--intent", options.intent, kPageIntent, "What the page shows");
   setting("--preference", options.preference, kColorPreference,
           "Colour preference; automatic follows the intent");

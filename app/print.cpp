@@ -46,8 +46,9 @@ PageSettings SettingsFrom(const PrintOptions& options) {
   settings.mode = &ParsePrintMode(options.mode);
   settings.alternateMode = options.alternateMode;
   settings.mediaType = SettingValue(kMediaType, options.media);
-  settings.printQuality = options.quality.empty() ? DefaultPrintQuality(*settings.mode)
-                                                  : SettingValue(kPrintQuality, options.quality);
+  settings.printQuality = options.quality.empty()
+                              ? DefaultPrintQuality(*settings.mode, settings.alternateMode)
+                              : SettingValue(kPrintQuality, options.quality);
   settings.pageIntent = SettingValue(kPageIntent, options.intent);
   settings.colorPreference = SettingValue(kColorPreference, options.preference);
   settings.paperCharacteristics =

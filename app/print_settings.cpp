@@ -77,9 +77,10 @@ const PrintMode& ParsePrintMode(const std::string& text) {
   return *found;
 }
 
-int DefaultPrintQuality(const PrintMode& mode) {
+int DefaultPrintQuality(const PrintMode& mode, int alternateMode) {
   constexpr int kNormal = 2, kBest = 4;
-  return mode.descriptor == CcMmYycmK_4800x1200_16Pass ? kBest : kNormal;
+  const bool losesBlack = mode.descriptor == CcMmYycmK_4800x1200_16Pass && alternateMode != 2;
+  return losesBlack ? kBest : kNormal;
 }
 
 int DefaultPaperCharacteristics(const PrintMode& mode) {

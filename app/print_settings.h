@@ -58,7 +58,7 @@ struct PageSettings {
 // What suits a mode unless something else is asked for. Modes that print no black ink take tables
 // without it: seven inks through the paper characteristics, the nine-ink 4800 dpi mode, whose data
 // lose their black plane, through the best quality.
-int DefaultPrintQuality(const PrintMode& mode);
+int DefaultPrintQuality(const PrintMode& mode, int alternateMode);
 int DefaultPaperCharacteristics(const PrintMode& mode);
 
 // The input resolution that a mode is given unless another is asked for: 600, or less where the
