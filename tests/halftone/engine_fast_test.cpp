@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The fast engine against the plain one, bit for bit, at every instruction level that the
-// processor has.
+// The fast engine, in segments too, against the plain one, bit for bit, at every instruction level
+// that the processor has.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "halftone/engine.h"
+#include "halftone/engine_segments.h"
 #include "plugin/cpu.h"
 #include "tests/halftone/engine_page.h"
 
@@ -23,47 +24,51 @@ int Below(Random& random, int limit) {
   return static_cast<int>(random() % static_cast<unsigned>(limit));
 }
 
-enum class Content { Noise, Sparse, Light, Flat, Patches, Text, White, kCount };
+enum class Content { Noise, Text, Sparse, Light, Patches, White, Stripes, Lasting, Flat, kCount };
+
+int LevelAt(Content content, std::uint32_t x, int before, Random& random) {
+  switch (content) {
+    case Content::Noise:
+    case Content::Text:
+      return Below(random, 256);
+    case Content::Sparse:
+      return Below(random, 6) == 0 ? Below(random, 256) : 0;
+    case Content::Light:
+      return Below(random, 3) == 0 ? 0 : Below(random, 60);
+    case Content::Patches:
+      if (Below(random, 12) != 0) return before;
+      return Below(random, 3) == 0 ? 0 : Below(random, 256);
+    case Content::White:
+      return 0;
+    case Content::Stripes:
+      return x / 5 % 3 == 0 && x / 60 % 2 == 0 ? 255 : 0;
+    case Content::Lasting:  // what the shares keep of the error lasts longest here
+      return 1 + static_cast<int>(x / 700 % 2);
+    default:
+      return before;
+  }
+}
 
 // Clears all planes between runs of a few pixels.
 void KeepWords(std::vector<std::uint8_t>& row, std::uint32_t stride, Random& random) {
   for (std::uint32_t x = 0; x < stride;) {
     const std::uint32_t white = std::min<std::uint32_t>(Below(random, 90), stride - x);
-    for (int plane = 0; plane < 9; ++plane) {
-      std::fill_n(row.begin() + std::size_t{stride} * plane + x, white, std::uint8_t{0});
+    for (std::size_t plane = 0; plane < row.size(); plane += stride) {
+      std::fill_n(row.begin() + plane + x, white, std::uint8_t{0});
     }
     x += white + static_cast<std::uint32_t>(Below(random, 6));
   }
 }
 
-// A contone row of nine planes.
-std::vector<std::uint8_t> MakeRow(Content content, std::uint32_t stride, Random& random) {
-  std::vector<std::uint8_t> row(std::size_t{9} * stride);
-  for (int plane = 0; plane < 9; ++plane) {
-    std::uint8_t* const levels = row.data() + std::size_t{stride} * plane;
+// A row of contone planes.
+std::vector<std::uint8_t> MakeRow(Content content, int planes, std::uint32_t stride,
+                                  Random& random) {
+  std::vector<std::uint8_t> row;
+  for (int plane = 0; plane < planes; ++plane) {
     int level = Below(random, 4) == 0 ? 0 : Below(random, 256);
     for (std::uint32_t x = 0; x < stride; ++x) {
-      switch (content) {
-        case Content::Noise:
-        case Content::Text:
-          level = Below(random, 256);
-          break;
-        case Content::Sparse:
-          level = Below(random, 6) == 0 ? Below(random, 256) : 0;
-          break;
-        case Content::Light:
-          level = Below(random, 3) == 0 ? 0 : Below(random, 60);
-          break;
-        case Content::Patches:
-          if (Below(random, 12) == 0) level = Below(random, 3) == 0 ? 0 : Below(random, 256);
-          break;
-        case Content::White:
-          level = 0;
-          break;
-        default:
-          break;
-      }
-      levels[x] = static_cast<std::uint8_t>(level);
+      level = LevelAt(content, x, level, random);
+      row.push_back(static_cast<std::uint8_t>(level));
     }
   }
   if (content == Content::Text) KeepWords(row, stride, random);
@@ -94,9 +99,12 @@ class Comparison {
   }
 
   bool HasFastEngine() const { return fastPage_ != nullptr; }
+  bool RunsInSegments() const { return HasFastEngine() && fastPage_->inSegments; }
+  int InputPlanes() const { return plain_.kernel().inkCount == 1 ? 1 : 9; }
 
-  // Errors that wrap at once.
-  void StartWithWildErrors() {
+  // Errors that wrap at once, and that no guess meets soon.
+  void SetWildErrors() {
+    SyncErrorRows(fast_.state);
     for (int ink = 0; ink < kInkCount; ++ink) {
       const auto error = static_cast<std::int16_t>(random_());
       plain_.carriedError[ink] = fast_.carriedError[ink] = error;
@@ -156,8 +164,8 @@ void RunRandomRows(Comparison& comparison, std::uint32_t width, std::uint32_t st
   std::uint32_t end = 0;
   for (int i = 0; i < rows; ++i) {
     if (i == 0 || Below(random, 3) != 0) {
-      row = MakeRow(static_cast<Content>(Below(random, static_cast<int>(Content::kCount))), stride,
-                    random);
+      row = MakeRow(static_cast<Content>(Below(random, static_cast<int>(Content::kCount))),
+                    comparison.InputPlanes(), stride, random);
       first = 0;
       end = width;
       if (Below(random, 3) == 0) first = static_cast<std::uint32_t>(Below(random, width + 1));
@@ -191,7 +199,7 @@ TEST_P(FastEngine, EqualsThePlainOneOnRandomRows) {
         const std::uint32_t stride = width + static_cast<std::uint32_t>(Below(random, 3));
         Comparison comparison(kernel, GetParam(), numPix, width, stride, random);
         ASSERT_TRUE(comparison.HasFastEngine());
-        if (Below(random, 2) == 0) comparison.StartWithWildErrors();
+        if (Below(random, 2) == 0) comparison.SetWildErrors();
         ASSERT_NO_FATAL_FAILURE(RunRandomRows(comparison, width, stride, 24, random));
       }
     }
@@ -204,7 +212,7 @@ TEST_P(FastEngine, EqualsThePlainOneAroundWhiteRows) {
   for (const Kernel& kernel : kKernels) {
     SCOPED_TRACE(kernel.name);
     Comparison comparison(kernel, GetParam(), 2, 70, 70, random);
-    const std::vector<std::uint8_t> white = MakeRow(Content::White, 70, random);
+    const std::vector<std::uint8_t> white = MakeRow(Content::White, 9, 70, random);
     std::uint32_t number = 0;
     for (int block = 0; block < 3; ++block) {
       for (int i = 0; i < 60; ++i, ++number) {
@@ -213,7 +221,7 @@ TEST_P(FastEngine, EqualsThePlainOneAroundWhiteRows) {
       }
       ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameLines());
       for (int i = 0; i < 4; ++i, ++number) {
-        comparison.RunRow(MakeRow(Content::Sparse, 70, random), number, 0, 70);
+        comparison.RunRow(MakeRow(Content::Sparse, 9, 70, random), number, 0, 70);
         ASSERT_NO_FATAL_FAILURE(comparison.ExpectSameRow()) << number;
       }
     }
@@ -238,9 +246,45 @@ TEST_P(FastEngine, EqualsThePlainOneOnWideRows) {
   }
 }
 
+TEST_P(FastEngine, EqualsThePlainOneInSegmentsOfBlackRows) {
+  Random random(4);
+  for (const KernelName name :
+       {KernelName::K2QDSD_100, KernelName::K2QDSD_25, KernelName::K2QDSD_6_25}) {
+    for (const std::uint32_t numPix : {1u, 2u, 4u, 8u}) {
+      // From the shortest row that has segments on, and widths that do not divide into them.
+      for (const std::uint32_t width : {2048 / numPix, 2055 / numPix + 1, 2999u}) {
+        SCOPED_TRACE(testing::Message() << KernelOf(name).name << ", " << numPix
+                                        << " binary per contone pixel, width " << width);
+        for (int page = 0; page < 3; ++page) {
+          Comparison comparison(KernelOf(name), GetParam(), numPix, width, width, random);
+          ASSERT_TRUE(comparison.RunsInSegments());
+          ASSERT_NO_FATAL_FAILURE(RunRandomRows(comparison, width, width, 25, random));
+          comparison.SetWildErrors();
+          ASSERT_NO_FATAL_FAILURE(RunRandomRows(comparison, width, width, 15, random));
+        }
+      }
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Levels, FastEngine,
                          testing::Values(CpuLevel::Sse4, CpuLevel::Avx2, CpuLevel::Avx512),
                          [](const auto& info) { return std::string(NameOf(info.param)); });
+
+TEST(FastEnginePage, HasSegmentsForWideRowsOfOneInk) {
+  const struct {
+    KernelName kernel;
+    std::uint32_t numPix, width;
+    bool fits;
+  } cases[] = {{KernelName::K2QDSD_25, 2, 1024, true},
+               {KernelName::K2QDSD_25, 2, 1023, false},
+               {KernelName::K2QDSD_25, 3, 5000, false},
+               {KernelName::CMY22QDSD_100, 2, 5000, false}};
+  for (const auto& c : cases) {
+    const EnginePage page(KernelOf(c.kernel), c.numPix, c.width);
+    EXPECT_EQ(SegmentsFit(page.kernel(), page.state), c.fits) << c.numPix << " x " << c.width;
+  }
+}
 
 TEST(FastEnginePage, PlainLevelHasNone) {
   EnginePage page(KernelOf(KernelName::K2QDSD_25), 1, 8);

@@ -8,68 +8,43 @@
 namespace corvane {
 namespace {
 
-// Calls `visit` with every print mode and the values of "UseAlternateModes" that matter, and one
-// that does not.
-template <typename Visit>
-void ForEachMode(Visit visit) {
+// A kernel's name says the coverage of its ink groups, and so does the shift: 4 is 100 per cent.
+int ShiftOf(const HalftoneRoutine& routine, InkGroup group) {
+  return group == InkGroup::CMY   ? routine.ShiftCMY
+         : group == InkGroup::cmy ? routine.Shiftcmy
+                                  : routine.ShiftK;
+}
+
+// Every print mode with the values of "UseAlternateModes" that matter, and one that does not.
+TEST(RoutineTable, FitsLayoutCoverageAndBuffersOfEveryKernel) {
   for (const PrintMode& mode : kPrintModes) {
     for (const int alternate : {0, 1, 2, 7}) {
       SCOPED_TRACE(testing::Message() << mode.descriptor << " alternate " << alternate);
-      visit(mode, alternate);
+      const HalftoneRoutine* routine = FindHalftoneRoutine(mode.descriptor, alternate);
+      const HalftoneBuffers* buffers = FindHalftoneBuffers(mode.descriptor, alternate);
+      ASSERT_TRUE(routine != nullptr && buffers != nullptr);
+      EXPECT_EQ(routine->layout, mode.layout[alternate > 2 ? 0 : alternate]);
+      EXPECT_STREQ(routine->loggedModes[0],
+                   routine->descriptor == K_600x600_2Pass ? "K_600x600_1Pass" : mode.name);
+
+      const PlaneLayout* layout = FindPlaneLayout(routine->layout);
+      const Kernel& kernel = KernelOf(routine->kernel);
+      ASSERT_NE(layout, nullptr);
+      EXPECT_EQ(kernel.planeCount, layout->planeCount);
+      EXPECT_GE(buffers->planes, kernel.planeCount);
+      for (int i = 0; i < kernel.inkCount; ++i) {
+        const KernelInk& ink = kernel.inks[i];
+        SCOPED_TRACE(kInkNames[static_cast<int>(ink.ink)]);
+        EXPECT_LT(ink.outputPlane + (ink.twoDrop ? 1 : 0), buffers->planes);
+        EXPECT_EQ(std::ranges::count(buffers->errorLines, ink.state), 1);
+        if (ink.outputPlane >= layout->planeCount) continue;  // not sent
+        EXPECT_EQ(layout->planes[ink.outputPlane].ink, ink.ink);
+        EXPECT_EQ(layout->planes[ink.outputPlane].bit, 0);
+        if (ink.set >= CoverageSet::Set1x2) continue;
+        EXPECT_EQ(ShiftOf(*routine, ink.group), static_cast<int>(ink.set));
+      }
     }
   }
-}
-
-TEST(RoutineTable, GivesEveryModeTheLayoutOfItsKernel) {
-  ForEachMode([](const PrintMode& mode, int alternate) {
-    const HalftoneRoutine* routine = FindHalftoneRoutine(mode.descriptor, alternate);
-    ASSERT_NE(routine, nullptr);
-    EXPECT_EQ(routine->layout, mode.layout[alternate > 2 ? 0 : alternate]);
-    EXPECT_STREQ(routine->loggedModes[0],
-                 routine->descriptor == K_600x600_2Pass ? "K_600x600_1Pass" : mode.name);
-
-    const PlaneLayout* layout = FindPlaneLayout(routine->layout);
-    const Kernel& kernel = KernelOf(routine->kernel);
-    ASSERT_NE(layout, nullptr);
-    EXPECT_EQ(kernel.planeCount, layout->planeCount);
-    for (int i = 0; i < kernel.inkCount; ++i) {
-      const KernelInk& ink = kernel.inks[i];
-      if (ink.outputPlane >= layout->planeCount) continue;  // not sent
-      EXPECT_EQ(layout->planes[ink.outputPlane].ink, ink.ink);
-      EXPECT_EQ(layout->planes[ink.outputPlane].bit, 0);
-    }
-  });
-}
-
-// A kernel's name says the coverage of its ink groups, and so does the shift: 4 is 100 per cent.
-TEST(RoutineTable, GivesEveryInkTheShiftOfItsCoverage) {
-  ForEachMode([](const PrintMode& mode, int alternate) {
-    const HalftoneRoutine* routine = FindHalftoneRoutine(mode.descriptor, alternate);
-    const Kernel& kernel = KernelOf(routine->kernel);
-    for (int i = 0; i < kernel.inkCount; ++i) {
-      const KernelInk& ink = kernel.inks[i];
-      if (ink.outputPlane >= kernel.planeCount || ink.set >= CoverageSet::Set1x2) continue;
-      const int shift = ink.group == InkGroup::CMY   ? routine->ShiftCMY
-                        : ink.group == InkGroup::cmy ? routine->Shiftcmy
-                                                     : routine->ShiftK;
-      EXPECT_EQ(shift, static_cast<int>(ink.set)) << kInkNames[static_cast<int>(ink.ink)];
-    }
-  });
-}
-
-TEST(RoutineTable, GivesEveryKernelTheBuffersThatItUses) {
-  ForEachMode([](const PrintMode& mode, int alternate) {
-    const HalftoneBuffers* buffers = FindHalftoneBuffers(mode.descriptor, alternate);
-    ASSERT_NE(buffers, nullptr);
-    const Kernel& kernel = KernelOf(FindHalftoneRoutine(mode.descriptor, alternate)->kernel);
-    EXPECT_GE(buffers->planes, kernel.planeCount);
-    for (int i = 0; i < kernel.inkCount; ++i) {
-      const KernelInk& ink = kernel.inks[i];
-      EXPECT_LT(ink.outputPlane + (ink.twoDrop ? 1 : 0), buffers->planes);
-      EXPECT_EQ(std::ranges::count(buffers->errorLines, ink.state), 1)
-          << kInkNames[static_cast<int>(ink.state)];
-    }
-  });
 }
 
 TEST(RoutineTable, HasNoRowForOtherDescriptors) {
@@ -79,15 +54,13 @@ TEST(RoutineTable, HasNoRowForOtherDescriptors) {
   }
 }
 
-struct SelectionCase {
-  int descriptor, alternate;
-  KernelName kernel;
-  int base;
-  bool both;
-};
-
 TEST(RoutineTable, SelectsByAlternateMode) {
-  const SelectionCase cases[] = {
+  const struct {
+    int descriptor, alternate;
+    KernelName kernel;
+    int base;
+    bool both;
+  } cases[] = {
       {41, 0, KernelName::K2QDSD_25, 1200, true},
       {48, 0, KernelName::K2QDSD_25, 1200, false},
       {52, 2, KernelName::CcMmYy32QDSD_100_100, 600, false},
@@ -101,7 +74,7 @@ TEST(RoutineTable, SelectsByAlternateMode) {
       {109, 2, KernelName::CcMmYyKcm22QDSD_6_25_12_5_25_Coupled, 2400, true},
       {108, 2, KernelName::CCccMMmmYYyyKKccmm33QDSD_100_100_200, 600, false},
   };
-  for (const SelectionCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.descriptor << " alternate " << c.alternate);
     const HalftoneRoutine* routine = FindHalftoneRoutine(c.descriptor, c.alternate);
     ASSERT_NE(routine, nullptr);
