@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
 
@@ -32,20 +31,6 @@ Pixels ReadSrgb(const std::string& path, int page = 0) {
   return ReadAll(*MakeSrgbRows(OpenImage(path, page)));
 }
 
-// What an image should look like: sRGB of every pixel.
-Pixels Expected(const TestImage& image,
-                const std::function<std::array<int, 3>(const TestImage&, int x, int y)>& colour) {
-  Pixels pixels;
-  for (int y = 0; y < image.height; ++y) {
-    for (int x = 0; x < image.width; ++x) {
-      for (const int value : colour(image, x, y)) {
-        pixels.push_back(static_cast<std::uint8_t>(value));
-      }
-    }
-  }
-  return pixels;
-}
-
 void ExpectNear(const Pixels& got, const Pixels& expected, int tolerance) {
   ASSERT_EQ(got.size(), expected.size());
   for (std::size_t i = 0; i < got.size(); ++i) {
@@ -62,73 +47,75 @@ int Full(int value, int bits) {
   return (value * 255 * 2 + (1 << bits) - 1) / (2 * ((1 << bits) - 1));
 }
 
-std::array<int, 3> Grey(const TestImage& image, int x, int y) {
-  const int value = Full(image.At(x, y, 0), image.bits);
-  return {value, value, value};
-}
-std::array<int, 3> Inverse(const TestImage& image, int x, int y) {
-  const int value = 255 - Full(image.At(x, y, 0), image.bits);
-  return {value, value, value};
-}
-std::array<int, 3> Rgb(const TestImage& image, int x, int y) {
-  return {Full(image.At(x, y, 0), image.bits), Full(image.At(x, y, 1), image.bits),
-          Full(image.At(x, y, 2), image.bits)};
-}
+const Pixels kPalette = {10, 20, 30, 200, 100, 0, 0, 255, 77, 255, 255, 255};
+constexpr int kPaletteAlpha = 64;  // of entry 1 where it is not opaque
+
 int OverWhite(int value, int alpha) {
   return static_cast<int>(std::lround((value * alpha + 255.0 * (255 - alpha)) / 255));
 }
-std::array<int, 3> GreyAlpha(const TestImage& image, int x, int y) {
-  const int value =
-      OverWhite(Full(image.At(x, y, 0), image.bits), Full(image.At(x, y, 1), image.bits));
-  return {value, value, value};
-}
-std::array<int, 3> RgbAlpha(const TestImage& image, int x, int y) {
-  const int alpha = Full(image.At(x, y, 3), image.bits);
-  std::array<int, 3> rgb = Rgb(image, x, y);
-  for (int& value : rgb) value = OverWhite(value, alpha);
-  return rgb;
-}
-// Colours already multiplied by alpha: white is added where the image lets it through.
-std::array<int, 3> Multiplied(const TestImage& image, int x, int y) {
-  const int alpha = Full(image.At(x, y, 3), image.bits);
-  std::array<int, 3> rgb = Rgb(image, x, y);
-  for (int& value : rgb) value += 255 - alpha;
-  return rgb;
-}
-std::array<int, 3> Cmyk(const TestImage& image, int x, int y) {
-  std::array<int, 3> rgb;
-  for (int c = 0; c < 3; ++c) {
-    rgb[static_cast<std::size_t>(c)] =
-        static_cast<int>(std::lround((255.0 - Full(image.At(x, y, c), image.bits)) *
-                                     (255 - Full(image.At(x, y, 3), image.bits)) / 255));
+
+// What the samples of a pixel mean.
+enum class Form {
+  Grey,
+  Inverse,
+  Rgb,
+  GreyAlpha,
+  RgbAlpha,
+  Multiplied,
+  Cmyk,
+  Palette,
+  PaletteAlpha
+};
+
+int ColourOf(const TestImage& image, Form form, int x, int y, int c) {
+  const auto sample = [&](int channel) { return Full(image.At(x, y, channel), image.bits); };
+  const int index = image.At(x, y, 0);
+  const int entry = form < Form::Palette ? 0 : kPalette[static_cast<std::size_t>(3 * index + c)];
+  switch (form) {
+    case Form::Grey:
+      return sample(0);
+    case Form::Inverse:
+      return 255 - sample(0);
+    case Form::Rgb:
+      return sample(c);
+    case Form::GreyAlpha:
+      return OverWhite(sample(0), sample(1));
+    case Form::RgbAlpha:
+      return OverWhite(sample(c), sample(3));
+    case Form::Multiplied:  // white is added where the image lets it through
+      return sample(c) + 255 - sample(3);
+    case Form::Cmyk:
+      return static_cast<int>(std::lround((255.0 - sample(c)) * (255 - sample(3)) / 255));
+    case Form::PaletteAlpha:
+      return OverWhite(entry, index == 1 ? kPaletteAlpha : 255);
+    default:
+      return entry;
   }
-  return rgb;
 }
 
-const Pixels kPalette = {10, 20, 30, 200, 100, 0, 0, 255, 77, 255, 255, 255};
-std::array<int, 3> Palette(const TestImage& image, int x, int y) {
-  const std::size_t index = image.At(x, y, 0);
-  return {kPalette[3 * index], kPalette[3 * index + 1], kPalette[3 * index + 2]};
-}
-std::array<int, 3> PaletteAlpha(const TestImage& image, int x, int y) {
-  std::array<int, 3> rgb = Palette(image, x, y);
-  if (image.At(x, y, 0) == 1) {
-    for (int& value : rgb) value = OverWhite(value, 64);
+// What an image should look like: sRGB of every pixel.
+Pixels Expected(const TestImage& image, Form form) {
+  Pixels pixels;
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) {
+      for (int c = 0; c < 3; ++c) {
+        pixels.push_back(static_cast<std::uint8_t>(ColourOf(image, form, x, y, c)));
+      }
+    }
   }
-  return rgb;
+  return pixels;
 }
 
 TEST(ImageReader, ReadsEveryPngForm) {
   const struct {
     int colourType, channels, bits;
-    bool transparentPalette;
-    std::array<int, 3> (*colour)(const TestImage&, int, int);
+    Form form;
   } kCases[] = {
-      {0, 1, 1, false, Grey},      {0, 1, 2, false, Grey},       {0, 1, 4, false, Grey},
-      {0, 1, 8, false, Grey},      {0, 1, 16, false, Grey},      {2, 3, 8, false, Rgb},
-      {2, 3, 16, false, Rgb},      {3, 1, 2, false, Palette},    {3, 1, 2, true, PaletteAlpha},
-      {4, 2, 8, false, GreyAlpha}, {4, 2, 16, false, GreyAlpha}, {6, 4, 8, false, RgbAlpha},
-      {6, 4, 16, false, RgbAlpha},
+      {0, 1, 1, Form::Grey},      {0, 1, 2, Form::Grey},       {0, 1, 4, Form::Grey},
+      {0, 1, 8, Form::Grey},      {0, 1, 16, Form::Grey},      {2, 3, 8, Form::Rgb},
+      {2, 3, 16, Form::Rgb},      {3, 1, 2, Form::Palette},    {3, 1, 2, Form::PaletteAlpha},
+      {4, 2, 8, Form::GreyAlpha}, {4, 2, 16, Form::GreyAlpha}, {6, 4, 8, Form::RgbAlpha},
+      {6, 4, 16, Form::RgbAlpha},
   };
   const ScratchFolder folder;
   for (const auto& test : kCases) {
@@ -138,9 +125,9 @@ TEST(ImageReader, ReadsEveryPngForm) {
       const TestImage image = MakeImage(kWidth, kHeight, test.channels, test.bits, Noise);
       PngOptions options{.colourType = test.colourType, .interlaced = interlaced};
       if (test.colourType == 3) options.palette = kPalette;
-      if (test.transparentPalette) options.paletteAlpha = {255, 64};
+      if (test.form == Form::PaletteAlpha) options.paletteAlpha = {255, kPaletteAlpha};
       WritePng(folder.File("image.png"), image, options);
-      ExpectNear(ReadSrgb(folder.File("image.png")), Expected(image, test.colour),
+      ExpectNear(ReadSrgb(folder.File("image.png")), Expected(image, test.form),
                  test.bits == 16 ? 1 : 0);
     }
   }
@@ -150,18 +137,20 @@ TEST(ImageReader, ReadsEveryTiffForm) {
   constexpr int kNone = 1, kLzw = 5, kPackBits = 32773;
   const struct {
     int photometric, channels, bits, extra;
-    std::array<int, 3> (*colour)(const TestImage&, int, int);
+    Form form;
   } kForms[] = {
-      {0, 1, 1, -1, Inverse}, {1, 1, 1, -1, Grey}, {1, 1, 4, -1, Grey},  {0, 1, 8, -1, Inverse},
-      {1, 1, 16, -1, Grey},   {2, 3, 8, -1, Rgb},  {2, 3, 16, -1, Rgb},  {2, 4, 8, 2, RgbAlpha},
-      {3, 1, 2, -1, Palette}, {5, 4, 8, -1, Cmyk}, {5, 4, 16, -1, Cmyk}, {2, 4, 8, 0, Rgb},
+      {0, 1, 1, -1, Form::Inverse}, {1, 1, 1, -1, Form::Grey},    {1, 1, 4, -1, Form::Grey},
+      {0, 1, 8, -1, Form::Inverse}, {1, 1, 16, -1, Form::Grey},   {2, 3, 8, -1, Form::Rgb},
+      {2, 3, 16, -1, Form::Rgb},    {2, 4, 8, 2, Form::RgbAlpha}, {3, 1, 2, -1, Form::Palette},
+      {5, 4, 8, -1, Form::Cmyk},    {5, 4, 16, -1, Form::Cmyk},   {2, 4, 8, 0, Form::Rgb},
   };
-  const struct {
-    int compression, tile, rowsPerStrip;
-    bool separate, bigEndian;
-  } kStorage[] = {{kNone, 0, 0, false, false},      {kNone, 0, 5, true, true},
-                  {kLzw, 0, 7, false, true},        {kLzw, 0, 0, true, false},
-                  {kPackBits, 16, 0, false, false}, {kNone, 32, 0, true, true}};
+  const TiffOptions kStorage[] = {
+      {.compression = kNone},
+      {.compression = kNone, .separate = true, .rowsPerStrip = 5, .bigEndian = true},
+      {.compression = kLzw, .rowsPerStrip = 7, .bigEndian = true},
+      {.compression = kLzw, .separate = true},
+      {.compression = kPackBits, .tile = 16},
+      {.compression = kNone, .separate = true, .tile = 32, .bigEndian = true}};
   const ScratchFolder folder;
   for (const auto& form : kForms) {
     const TestImage image = MakeImage(kWidth, kHeight, form.channels, form.bits, Noise);
@@ -171,17 +160,12 @@ TEST(ImageReader, ReadsEveryTiffForm) {
                    << "photometric " << form.photometric << ", " << form.channels << " x "
                    << form.bits << " bits, compression " << storage.compression << ", tile "
                    << storage.tile << ", separate " << storage.separate);
-      TiffOptions options;
+      TiffOptions options = storage;
       options.photometric = form.photometric;
       options.extraSample = form.extra;
-      options.compression = storage.compression;
-      options.tile = storage.tile;
-      options.rowsPerStrip = storage.rowsPerStrip;
-      options.separate = storage.separate;
-      options.bigEndian = storage.bigEndian;
       if (form.photometric == 3) options.palette = kPalette;
       WriteTiff(folder.File("image.tif"), image, options);
-      ExpectNear(ReadSrgb(folder.File("image.tif")), Expected(image, form.colour),
+      ExpectNear(ReadSrgb(folder.File("image.tif")), Expected(image, form.form),
                  form.bits == 16 ? 1 : 0);
     }
   }
@@ -194,7 +178,7 @@ TEST(ImageReader, TakesAlphaOutOfColoursItWasMultipliedInto) {
   });
   const ScratchFolder folder;
   WriteTiff(folder.File("image.tif"), image, {.photometric = 2, .extraSample = 1});
-  ExpectNear(ReadSrgb(folder.File("image.tif")), Expected(image, Multiplied), 1);
+  ExpectNear(ReadSrgb(folder.File("image.tif")), Expected(image, Form::Multiplied), 1);
 }
 
 TEST(ImageReader, ReadsEveryJpegForm) {
@@ -205,11 +189,8 @@ TEST(ImageReader, ReadsEveryJpegForm) {
       SCOPED_TRACE(testing::Message() << channels << " channels, progressive " << progressive);
       const TestImage image = MakeImage(kWidth, kHeight, channels, 8, smooth);
       WriteJpeg(folder.File("image.jpg"), image, progressive);
-      ExpectNear(ReadSrgb(folder.File("image.jpg")),
-                 Expected(image, channels == 1   ? Grey
-                                 : channels == 3 ? Rgb
-                                                 : Cmyk),
-                 4);
+      const Form form = channels == 1 ? Form::Grey : channels == 3 ? Form::Rgb : Form::Cmyk;
+      ExpectNear(ReadSrgb(folder.File("image.jpg")), Expected(image, form), 4);
     }
   }
 }
@@ -219,26 +200,11 @@ TEST(ImageReader, TurnsAnImageAsItsOrientationSays) {
   constexpr int kWide = 75, kHigh = 70;
   const TestImage image = MakeImage(kWide, kHigh, 3, 8, Noise);
   // Where the stored pixel (x, y) belongs, in the words of the TIFF orientations.
-  const auto place = [](int orientation, int x, int y) -> std::pair<int, int> {
+  const auto place = [](int orientation, int x, int y) {
     const int right = kWide - 1 - x, bottom = kHigh - 1 - y;
-    switch (orientation) {
-      case 2:
-        return {right, y};
-      case 3:
-        return {right, bottom};
-      case 4:
-        return {x, bottom};
-      case 5:
-        return {y, x};
-      case 6:
-        return {bottom, x};
-      case 7:
-        return {bottom, right};
-      case 8:
-        return {y, right};
-      default:
-        return {x, y};
-    }
+    const std::pair<int, int> places[] = {{x, y}, {right, y},  {right, bottom}, {x, bottom},
+                                          {y, x}, {bottom, x}, {bottom, right}, {y, right}};
+    return places[orientation - 1];
   };
   const ScratchFolder folder;
   for (int orientation = 1; orientation <= 8; ++orientation) {
@@ -265,24 +231,25 @@ TEST(ImageReader, TurnsAnImageAsItsOrientationSays) {
 
 TEST(ImageReader, ConvertsThroughTheProfileOrGamma) {
   const TestImage image = MakeImage(16, 16, 3, 8, [](int x, int y, int) { return 16 * y + x; });
-  const auto linear = [](const TestImage& from, int x, int y) -> std::array<int, 3> {
-    const double light = from.At(x, y, 0) / 255.0;
-    const double encoded =
-        light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
-    const int value = static_cast<int>(std::lround(255 * encoded));
-    return {value, value, value};
-  };
+  const TestImage encoded = MakeImage(16, 16, 3, 8, [](int x, int y, int) {
+    const double light = (16 * y + x) / 255.0;
+    return static_cast<int>(std::lround(
+        255 * (light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055)));
+  });
+  const struct {
+    PngOptions options;
+    const TestImage& expected;
+    int tolerance;
+  } cases[] = {{{.profile = MakeRgbProfile({}, 1.0)}, encoded, 1},
+               {{.gamma = 1.0}, encoded, 1},
+               {{.gamma = 0.45455}, image, 0},  // the usual gamma means sRGB
+               {{.gamma = 0.45455, .srgbPrimaries = true}, image, 0}};
   const ScratchFolder folder;
-  const std::string path = folder.File("image.png");
-  WritePng(path, image, {.colourType = 2, .profile = MakeRgbProfile({}, 1.0)});
-  ExpectNear(ReadSrgb(path), Expected(image, linear), 1);
-  WritePng(path, image, {.colourType = 2, .gamma = 1.0});
-  ExpectNear(ReadSrgb(path), Expected(image, linear), 1);
-  // The usual gamma means sRGB.
-  WritePng(path, image, {.colourType = 2, .gamma = 0.45455});
-  ExpectNear(ReadSrgb(path), Expected(image, Rgb), 0);
-  WritePng(path, image, {.colourType = 2, .gamma = 0.45455, .srgbPrimaries = true});
-  ExpectNear(ReadSrgb(path), Expected(image, Rgb), 0);
+  for (const auto& test : cases) {
+    WritePng(folder.File("image.png"), image, test.options);
+    ExpectNear(ReadSrgb(folder.File("image.png")), Expected(test.expected, Form::Rgb),
+               test.tolerance);
+  }
 }
 
 TEST(ImageReader, CountsThePagesOfATiffFile) {
@@ -294,18 +261,13 @@ TEST(ImageReader, CountsThePagesOfATiffFile) {
   WriteTiff(path, image, {.append = true, .reduced = true});
   WriteTiff(path, other, {.append = true});
   EXPECT_EQ(CountImagePages(path), 2);
-  ExpectNear(ReadSrgb(path, 1), Expected(other, Grey), 0);
+  ExpectNear(ReadSrgb(path, 1), Expected(other, Form::Grey), 0);
 }
 
 // ---------------------------------------------------------------------------------------------
 // Broken files, each made from a good one by one change.
 
-struct Mutation {
-  const char* name;
-  std::function<void(std::string&)> apply;
-};
-
-const Mutation kMutations[] = {
+const std::pair<const char*, std::function<void(std::string&)>> kMutations[] = {
     {"empty", [](std::string& bytes) { bytes.clear(); }},
     {"cut in the header", [](std::string& bytes) { bytes.resize(12); }},
     {"cut in the middle", [](std::string& bytes) { bytes.resize(bytes.size() / 2); }},
@@ -321,10 +283,10 @@ TEST(ImageReader, NamesTheBrokenFile) {
   WriteTiff(folder.File("a.tif"), image, {.photometric = 2, .compression = 5, .rowsPerStrip = 20});
   for (const char* name : {"a.png", "a.jpg", "a.tif"}) {
     const std::string good = ReadFile(folder.File(name));
-    for (const Mutation& mutation : kMutations) {
-      SCOPED_TRACE(std::string(name) + ", " + mutation.name);
+    for (const auto& [mutation, apply] : kMutations) {
+      SCOPED_TRACE(std::string(name) + ", " + mutation);
       std::string bytes = good;
-      mutation.apply(bytes);
+      apply(bytes);
       const std::string path = folder.File(std::string("broken-") + name);
       WriteFile(path, bytes);
       try {
@@ -363,9 +325,8 @@ TEST(ImageReader, SurvivesChangedBytes) {
       const std::string path = folder.File("changed");
       WriteFile(path, bytes);
       try {
-        auto reader = OpenImage(path);
         // Sizes that the change has blown up are read in part.
-        const auto rows = MakeSrgbRows(std::move(reader));
+        const auto rows = MakeSrgbRows(OpenImage(path));
         Pixels row(rows->RowBytes());
         for (std::uint32_t y = 0; y < std::min(rows->Height(), 100u); ++y)
           rows->ReadRow(row.data());

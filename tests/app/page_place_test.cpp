@@ -67,6 +67,7 @@ TEST(PagePlace, SheetsHaveTheUsualPixels) {
 
 TEST(PagePlace, FitsScalesAndCentres) {
   const Sheet sheet = {1000, 2000, 300, 600};  // twice as high as wide in pixels, as wide in inches
+  constexpr double kThird = 1000.0 / 3;
   const struct {
     const char* name;
     ImageSize image;
@@ -78,32 +79,10 @@ TEST(PagePlace, FitsScalesAndCentres) {
       {"fits the width", {400, 200, 100, 100}, {}, 0, 500, 1000, 1000, 0, 0, 400, 200, false},
       {"fits the height", {200, 400, 0, 0}, {}, 250, 0, 500, 2000, 0, 0, 200, 400, false},
       {"natural size", {100, 100, 100, 100}, 1.0, 350, 700, 300, 600, 0, 0, 100, 100, false},
-      {"no resolution: the finer one",
-       {200, 600, 0, 0},
-       1.0,
-       450,
-       700,
-       100,
-       600,
-       0,
-       0,
-       200,
-       600,
-       false},
+      {"the finer one if none", {200, 600, 0, 0}, 1.0, 450, 700, 100, 600, 0, 0, 200, 600, false},
       {"same pixels", {500, 1000, 300, 600}, 1.0, 250, 500, 500, 1000, 0, 0, 500, 1000, true},
       {"two pixels off", {1001, 1998, 300, 600}, {}, 0, 1, 1000, 1998, 0, 0, 1000, 1998, true},
-      {"cut off",
-       {1000, 1000, 100, 100},
-       1.0,
-       0,
-       0,
-       1000,
-       2000,
-       1000.0 / 3,
-       1000.0 / 3,
-       1000.0 / 3,
-       1000.0 / 3,
-       false},
+      {"cut", {1000, 1000, 100, 100}, 1.0, 0, 0, 1000, 2000, kThird, kThird, kThird, kThird, false},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);
