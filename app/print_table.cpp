@@ -14,6 +14,7 @@
 #include "app/table_encoder.h"
 #include "app/table_file.h"
 #include "color/decoder.h"
+#include "printmode/print_mode.h"
 
 namespace corvane {
 namespace {
@@ -39,6 +40,21 @@ void CheckTable(TableFile& file, const TableEntry& entry) {
   }
 }
 
+// A file of a single table has no checksum: only its size can tell it from any other file.
+void CheckSingleTable(const TableFile& file, const QStartPage& page) {
+  int descriptor = 0;
+  page.PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, "Standard");
+  const PrintMode* mode = FindPrintMode(descriptor);
+  if (mode == nullptr) return;
+  const std::uint32_t inkSet = mode->inkSet == InkSet::Black  ? 0
+                               : mode->inkSet == InkSet::Nine ? 3
+                                                              : 2;
+  const std::uint32_t bytes = DecodedTableBytes(inkSet), size = file.Entries().front().size;
+  if (size == bytes) return;
+  throw Failure(fmt::format("{}: no colour table of mode {}: {} bytes, not {}", file.Name(),
+                            descriptor, size, bytes));
+}
+
 }  // namespace
 
 std::string FindColorTable(const std::string& given) {
@@ -53,6 +69,7 @@ std::string FindColorTable(const std::string& given) {
 
 void CheckTablesOf(const QStartPage& page, const std::string& path) {
   TableFile file(path);
+  if (file.DirectoryBytes() == 0) return CheckSingleTable(file, page);
   for (const char* property : {"CTOffset", "CTOffsetPhoto", "CTOffsetGraphic"}) {
     char text[32] = "";
     if (page.Properties.GetProperty(property, text, sizeof text, "", "Standard") == 0) continue;

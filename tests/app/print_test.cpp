@@ -227,6 +227,7 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
   const std::string table = ReadFile(DefaultColorTable());
   WriteFile(folder_.File("cut.cvt"), table.substr(0, 3000));
   WriteFile(folder_.File("empty.cvt"), "");
+  WriteFile(folder_.File("zero.cvt"), std::string(5000, 0));
   std::string damaged = table;
   for (std::size_t i = damaged.size() / 20; i < damaged.size(); i += 50) damaged[i] ^= 0x11;
   WriteFile(folder_.File("damaged.cvt"), damaged);
@@ -243,6 +244,7 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--color-table", folder_.File("cut.cvt")}, folder_.File("cut.cvt") + ": "},
       {{"--color-table", folder_.File("empty.cvt")}, folder_.File("empty.cvt") + ": "},
       {{"--color-table", photo_}, photo_ + ": "},
+      {{"--color-table", folder_.File("zero.cvt")}, folder_.File("zero.cvt") + ": no colour table"},
       {{"--color-table", folder_.File("damaged.cvt")},
        folder_.File("damaged.cvt") + ": the colour table at offset"},
       {{"--color-table", folder_.File("none.cvt")},
