@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,25 +20,10 @@
 namespace corvane {
 namespace {
 
-using testing::Append;
-using testing::ByteVector;
-using testing::ChecksumOf;
-using testing::CodedTable;
-using ::testing::Each;
-using testing::ElementHarness;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using testing::NumberOf;
-using testing::SentMessage;
-using ::testing::SizeIs;
-using testing::TextOf;
+using namespace testing;    // our harness
+using namespace ::testing;  // and the matchers
 
 constexpr const char* kStandard = "Standard";
-constexpr const char* kNoFormat = "QStartPage::ZRXRasterFormat property not found";
-constexpr const char* kBadFormat = "Invalid QStartPage::ZRXRasterFormat value";
-constexpr const char* kNoInkSet = "EColorInline::m_eAlgorithmType not supported";
-constexpr const char* kNoObject = "Cannot create Color Object.";
-
 constexpr int kBlack = 8, kSevenInks = 83, kNineInks = 109;
 
 // Rows of zeros behind a first row of `white`, in as many cubes as there are planes.
@@ -109,17 +95,8 @@ class TableFile {
 
 // The settings of a page start; what a test does not say is a page of mode 83 that can be printed.
 struct Settings {
-  int format = 1;
-  int descriptor = kSevenInks;
-  int paper = 0;
-  int media = 1;
-  int preference = 0;
-  int intent = 0;
-  int quality = 1;
-  int width = 4;
-  int verticalResolution = 1200;
-  int alternateModes = 0;
-  int points = 0;
+  int format = 1, descriptor = kSevenInks, paper = 0, media = 1, preference = 0, intent = 0,
+      quality = 1, width = 4, verticalResolution = 1200, alternateModes = 0, points = 0;
 };
 
 QStartPage StartPage(const Settings& s) {
@@ -156,6 +133,11 @@ struct Row {
 Row WhiteRow() { return Row(ByteVector(4 * 3, 255)); }
 
 using Error = std::pair<long, std::string>;
+
+const Error kNoFormat{28, "QStartPage::ZRXRasterFormat property not found"};
+const Error kBadFormat{28, "Invalid QStartPage::ZRXRasterFormat value"};
+const Error kNoInkSet{44, "EColorInline::m_eAlgorithmType not supported"};
+const Error kNoObject{8, "Cannot create Color Object."};
 
 class ColorElement : public ::testing::Test {
  protected:
@@ -238,39 +220,33 @@ TEST_F(ColorElement, RefusesPagesThatCannotBePrinted) {
   file.Replace({2, 3, 0, 0, 1}, wrong);
   Start(file.Bytes());
 
-  const Error noFormat{28, kNoFormat}, badFormat{28, kBadFormat}, noInkSet{44, kNoInkSet},
-      noObject{8, kNoObject};
-  struct Case {
-    Settings settings;
-    std::vector<Error> errors;
-  };
-  const Case cases[] = {
+  const std::pair<Settings, std::vector<Error>> cases[] = {
       {{}, {}},
-      {{.format = 0}, {noFormat}},
-      {{.format = 0, .descriptor = 0}, {noFormat}},
-      {{.format = 8}, {badFormat}},
-      {{.format = -1}, {badFormat}},
-      {{.descriptor = 0}, {noInkSet, noObject}},
-      {{.descriptor = 13, .media = 0, .width = 0}, {noInkSet, noObject}},
-      {{.media = 0}, {noObject}},
-      {{.media = 7}, {noObject}},
-      {{.format = 4, .quality = 0}, {noObject}},
-      {{.quality = 5}, {noObject}},
-      {{.verticalResolution = 0}, {noObject}},
+      {{.format = 0}, {kNoFormat}},
+      {{.format = 0, .descriptor = 0}, {kNoFormat}},
+      {{.format = 8}, {kBadFormat}},
+      {{.format = -1}, {kBadFormat}},
+      {{.descriptor = 0}, {kNoInkSet, kNoObject}},
+      {{.descriptor = 13, .media = 0, .width = 0}, {kNoInkSet, kNoObject}},
+      {{.media = 0}, {kNoObject}},
+      {{.media = 7}, {kNoObject}},
+      {{.format = 4, .quality = 0}, {kNoObject}},
+      {{.quality = 5}, {kNoObject}},
+      {{.verticalResolution = 0}, {kNoObject}},
       {{.descriptor = 6, .verticalResolution = 0}, {}},
-      {{.width = -1}, {noObject}},
+      {{.width = -1}, {kNoObject}},
       {{.width = 0}, {}},
-      {{.media = 2}, {badFormat}},
-      {{.format = 4, .media = 2}, {badFormat, badFormat}},
-      {{.format = 6, .media = 3}, {badFormat, noObject}},
-      {{.format = 4, .media = 4}, {noObject}},
+      {{.media = 2}, {kBadFormat}},
+      {{.format = 4, .media = 2}, {kBadFormat, kBadFormat}},
+      {{.format = 6, .media = 3}, {kBadFormat, kNoObject}},
+      {{.format = 4, .media = 4}, {kNoObject}},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(ErrorsOf(c.settings), c.errors)
-        << "format " << c.settings.format << " mode " << c.settings.descriptor << " media "
-        << c.settings.media << " width " << c.settings.width;
+  for (const auto& [settings, errors] : cases) {
+    EXPECT_EQ(ErrorsOf(settings), errors)
+        << "format " << settings.format << " mode " << settings.descriptor << " media "
+        << settings.media << " width " << settings.width;
     // No row of a refused page leaves the element.
-    if (!c.errors.empty()) {
+    if (!errors.empty()) {
       Row row = WhiteRow();
       EXPECT_EQ(harness_.Push(row.raster), 0u);
       EXPECT_THAT(harness_.TakeSent(), IsEmpty());
@@ -307,15 +283,15 @@ TEST_F(ColorElement, RefusesDamagedTableFiles) {
   };
   for (const auto& [what, bytes] : files) {
     Start(bytes);
-    EXPECT_THAT(ErrorsOf({}), ElementsAre(Error{8, kNoObject})) << what;
-    EXPECT_THAT(ErrorsOf({.format = 4}), ElementsAre(Error{8, kNoObject})) << what;
+    EXPECT_THAT(ErrorsOf({}), ElementsAre(kNoObject)) << what;
+    EXPECT_THAT(ErrorsOf({.format = 4}), ElementsAre(kNoObject)) << what;
   }
 
   // One table and no directory: good for one table a page alone.
   ByteVector single(4 + kCubeBytes);
   single[4] = 99;
   Start(single);
-  EXPECT_THAT(ErrorsOf({.format = 4}), ElementsAre(Error{8, kNoObject}));
+  EXPECT_THAT(ErrorsOf({.format = 4}), ElementsAre(kNoObject));
   QStartPage page = StartPage({.media = 0});
   EXPECT_EQ(harness_.Push(page), 1u);
   EXPECT_EQ(TextOf(page.Properties, "CTOffset") + TextOf(page.Properties, "CTCompression"), "");
@@ -323,12 +299,11 @@ TEST_F(ColorElement, RefusesDamagedTableFiles) {
 }
 
 TEST_F(ColorElement, ChoosesTablesByTheSettings) {
-  struct Case {
+  const struct {
     Settings settings;
     std::vector<int> indices;  // of the page's table, or of the graphic one
     std::vector<int> photoIndices = {};
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{.descriptor = 6, .paper = 3}, {1, 0, 0, 0, 0}},
       {{.descriptor = 6, .paper = 2}, {2, 0, 0, 0, 0}},
       {{.descriptor = 6, .media = 2, .preference = 1, .intent = 2, .quality = 3}, {2, 1, 1, 2, 1}},
@@ -346,7 +321,7 @@ TEST_F(ColorElement, ChoosesTablesByTheSettings) {
   };
   const TableFile file;
   Start(file.Bytes());
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     QStartPage page = StartPage(c.settings);
     // Every mode here prints a row once or twice: the first output row is looked at.
     EXPECT_EQ(harness_.Push(page), 1u);
@@ -362,20 +337,19 @@ TEST_F(ColorElement, ChoosesTablesByTheSettings) {
     }
 
     // White with the tags 0, 1, 2 and 255: the first two are graphics. Without tags all are.
-    Row row({255, 255, 255, 0, 255, 255, 255, 1, 255, 255, 255, 2, 255, 255, 255, 255}, 4);
-    harness_.TakeSent();
-    harness_.Push(row.raster);
-    ByteVector planeC = harness_.TakeSent()[0].data;
-    planeC.resize(4);
+    const auto planeC = [&](Row row) {
+      harness_.TakeSent();
+      harness_.Push(row.raster);
+      const ByteVector planes = harness_.TakeSent()[0].data;
+      return ByteVector(planes.begin(), planes.begin() + 4);
+    };
     const unsigned char graphicWhite = TableFile::White(table);
     const unsigned char photoWhite = TableFile::White(photo);
-    EXPECT_THAT(planeC, ElementsAre(graphicWhite, graphicWhite, photoWhite, photoWhite));
-
-    Row untagged = WhiteRow();
-    harness_.Push(untagged.raster);
-    planeC = harness_.TakeSent()[0].data;
-    planeC.resize(4);
-    EXPECT_THAT(planeC, Each(graphicWhite));
+    const ByteVector tagged = {255, 255, 255, 0, 255, 255, 255, 1,
+                               255, 255, 255, 2, 255, 255, 255, 255};
+    EXPECT_THAT(planeC(Row(tagged, 4)),
+                ElementsAre(graphicWhite, graphicWhite, photoWhite, photoWhite));
+    EXPECT_THAT(planeC(WhiteRow()), Each(graphicWhite));
   }
 }
 
@@ -392,18 +366,17 @@ TEST_F(ColorElement, PublishesHowTheTableWasStored) {
   std::fill_n(decoded.begin(), kCubeEdge, TableFile::White(TableFile::NumberOf({2, 0, 0, 0, 0})));
   char key[16];
   std::snprintf(key, sizeof key, "0x%08x", static_cast<unsigned>(ChecksumOf(decoded)));
-  struct Case {
+  const struct {
     Settings settings;
     std::string compression, key;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{}, "ON", key},
       {{.media = 2}, "ON", "0x00000000"},
       {{.media = 3}, "ON", "0x00000000"},
       {{.descriptor = kBlack}, "OFF", ""},
       {{.descriptor = kBlack, .media = 2}, "ON", "0x00000000"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     QStartPage page = StartPage(c.settings);
     EXPECT_EQ(harness_.Push(page), 1u);
     EXPECT_EQ(TextOf(page.Properties, "CTCompression"), c.compression);
@@ -415,11 +388,10 @@ TEST_F(ColorElement, PublishesHowTheTableWasStored) {
 }
 
 TEST_F(ColorElement, SendsEachRowAsOftenAsThePrintModeNeeds) {
-  struct Case {
+  const struct {
     int descriptor, alternateModes, resolution;
     std::uint32_t rows;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {5, 0, 1, 1},    {6, 0, 1, 1},     {7, 2, 100, 1},   {104, 0, 0, 1},   {8, 0, 300, 2},
       {12, 2, 300, 2}, {14, 0, 600, 1},  {20, 0, 601, 1},  {33, 2, 200, 3},  {34, 0, 599, 1},
       {41, 0, 300, 2}, {106, 2, 150, 4}, {111, 0, 300, 2}, {48, 2, 600, 2},  {53, 2, 600, 2},
@@ -427,7 +399,7 @@ TEST_F(ColorElement, SendsEachRowAsOftenAsThePrintModeNeeds) {
       {52, 2, 600, 1}, {54, 1, 600, 2},  {54, 2, 300, 2},  {108, 0, 601, 1}, {108, 2, 300, 2},
   };
   Start(TableFile().Bytes());
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     ASSERT_EQ(Begin({.descriptor = c.descriptor,
                      .verticalResolution = c.resolution,
                      .alternateModes = c.alternateModes}),
@@ -440,11 +412,9 @@ TEST_F(ColorElement, SendsEachRowAsOftenAsThePrintModeNeeds) {
     const std::vector<SentMessage> sent = harness_.TakeSent();
     ASSERT_THAT(sent, SizeIs(c.rows)) << "mode " << c.descriptor;
     for (std::uint32_t i = 0; i < c.rows; ++i) {
-      EXPECT_EQ(sent[i].kind, kContoneRasterMessage);
-      EXPECT_EQ(sent[i].rasterFormat, 8u);
-      EXPECT_EQ(sent[i].row, 10 * c.rows + i);
-      EXPECT_EQ(sent[i].passThroughValue, 0xABCDu);
-      EXPECT_EQ(sent[i].width, 4u);
+      EXPECT_THAT((std::vector{std::uint32_t{sent[i].kind}, sent[i].rasterFormat, sent[i].row,
+                               sent[i].passThroughValue, sent[i].width}),
+                  ElementsAre(kContoneRasterMessage, 8, 10 * c.rows + i, 0xABCD, 4));
       EXPECT_EQ(sent[i].data, sent[0].data);
     }
   }
@@ -556,11 +526,8 @@ TEST_F(ColorElement, DumpsTheRowsOfInkPages) {
   harness_.Push(kEndPageMessage);
 
   ByteVector expected(pixels.begin(), pixels.begin() + kRecord);
-  ByteVector second(kRecord, 0xFF);
-  const unsigned char kept[] = {4, 5, 6, 7, 8, 9};
-  std::copy(std::begin(kept), std::end(kept), second.begin() + 3);
-  Append(expected, second);
-  Append(expected, ByteVector(kRecord, 0xFF));
+  expected.resize(3 * kRecord, 0xFF);
+  std::iota(&expected[kRecord + 3], &expected[kRecord + 9], static_cast<unsigned char>(4));
   EXPECT_EQ(SavedRows(), expected);
 
   // Black and points pages write nothing; every page start empties the file, also one that fails.

@@ -12,11 +12,7 @@
 namespace corvane {
 namespace {
 
-using testing::Append;
-using testing::AtEndOf;
-using testing::ByteVector;
-using testing::ChecksumOf;
-using testing::CodedTable;
+using namespace testing;  // coded tables
 
 constexpr unsigned kSevenInkBytes = 7 * kCubeBytes;
 
@@ -52,11 +48,8 @@ TEST(Decoder, CarriesOutEachRowCode) {
   ByteVector literalCode = {0x80};
   Append(literalCode, literal);
 
-  struct Case {
-    ByteVector code;
-    ByteVector row;
-  };
-  const Case cases[] = {
+  const std::pair<ByteVector, ByteVector> cases[] = {
+      // code and row
       {{0x00}, ByteVector(17, 0)},
       {{0x01, 9}, ByteVector(17, 9)},
       {{0x10, 10, 0xFF, 0x00}, Row(10, eightOnes)},
@@ -71,7 +64,7 @@ TEST(Decoder, CarriesOutEachRowCode) {
       {offsetCode, offsets},
       {literalCode, literal},
   };
-  for (const Case& c : cases) EXPECT_EQ(DecodedRows(c.code, 17), c.row) << int{c.code[0]};
+  for (const auto& [code, row] : cases) EXPECT_EQ(DecodedRows(code, 17), row) << int{code[0]};
 }
 
 // Widths without whole values in a byte: where each bit of the packed bytes goes.
@@ -97,11 +90,8 @@ TEST(Decoder, UnpacksEveryWidth) {
     EXPECT_THAT(seen, ::testing::Each((1u << width) - 1));
   }
 
-  struct Case {
-    ByteVector code;
-    std::vector<int> steps;
-  };
-  const Case cases[] = {
+  const std::pair<ByteVector, std::vector<int>> cases[] = {
+      // code and steps
       {{0x30, 0, 0x80, 0x80, 0x40, 0x40, 0x07, 0xB8},
        {0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 7, 4, 3, 0, 5}},
       {{0x30, 0, 0x00, 0x40, 0x80, 0x80, 0x40, 0x00},
@@ -113,35 +103,26 @@ TEST(Decoder, UnpacksEveryWidth) {
       {{0x70, 0, 0x80, 0x7F, 0, 0, 0, 0, 0x80, 0, 0x80, 0, 0, 0, 0, 0x80},
        {0, 127, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 65, 33}},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(DecodedRows(c.code, 17), Row(0, c.steps)) << int{c.code[0]};
+  for (const auto& [code, steps] : cases) {
+    EXPECT_EQ(DecodedRows(code, 17), Row(0, steps)) << int{code[0]};
   }
 }
 
 TEST(Decoder, RepeatsRows) {
   const ByteVector nines(17, 9);
   // How many rows each code gives before the row of nines behind it.
-  struct Case {
-    ByteVector code;
-    unsigned rows;
-  };
-  const Case cases[] = {
-      {{0x04}, 2},
-      {{0x08}, 3},
-      {{0x0C, 5}, 6},
-      {{0x0C, 0}, 1},
-      {{0x0C, 255}, 256},
+  const std::pair<ByteVector, unsigned> cases[] = {
       // Codes without bytes take their count byte and give no row, whatever is repeated.
-      {{0x90}, 0},
-      {{0x9C, 200}, 0},
-      {{0x02, 0x03, 0x13, 0xF8}, 0},
+      {{0x90}, 0},    {{0x9C, 200}, 0},   {{0x02, 0x03, 0x13, 0xF8}, 0},
+      {{0x04}, 2},    {{0x08}, 3},        {{0x0C, 5}, 6},
+      {{0x0C, 0}, 1}, {{0x0C, 255}, 256},
   };
-  for (const Case& c : cases) {
-    ByteVector codes = c.code;
+  for (const auto& [code, rows] : cases) {
+    ByteVector codes = code;
     Append(codes, {0x01, 9});
-    ByteVector expected(17 * c.rows);
+    ByteVector expected(17 * rows);
     Append(expected, nines);
-    EXPECT_EQ(DecodedRows(codes, expected.size()), expected) << int{c.code[0]};
+    EXPECT_EQ(DecodedRows(codes, expected.size()), expected) << int{code[0]};
   }
 
   // Every repetition reads operands of its own; the last code's repeats need no further input.
@@ -253,29 +234,25 @@ TEST(Decoder, NeverReadsAgainWhatItHasLookedAt) {
 }
 
 TEST(Decoder, StopsAtDamage) {
-  const ByteVector nines(17, 9);
-  struct Case {
+  const struct {
     const char* what;
     ByteVector codes;
     std::size_t expected;
     unsigned rows;  // of nines
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"operand missing", {0x01, 9, 0x01}, 256, 1},
       {"repetition's operand missing", {0x0D, 3, 9, 9}, 256, 2},
       {"count missing", {0x01, 9, 0x0D}, 256, 1},
       {"literal cut", {0x01, 9, 0x80, 1, 2, 3}, 256, 1},
       {"row beyond the buffer", {0x0D, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9, 9}, 17 * 4 + 16, 4},
   };
-  for (const Case& c : cases) {
-    const ByteVector stored = CodedTable(0, {}, c.codes);
-    ByteVector sum;
-    for (unsigned i = 0; i < c.rows; ++i) Append(sum, nines);
-    ByteVector withSum = CodedTable(ChecksumOf(sum), {}, c.codes);
-    ByteVector buffer = AtEndOf(c.expected, withSum);
-    EXPECT_EQ(Decode(buffer, withSum.size()), ChecksumOf(sum)) << c.what;
-    buffer.resize(sum.size());
-    EXPECT_EQ(buffer, sum) << c.what;
+  for (const auto& c : cases) {
+    const ByteVector rows(17 * c.rows, 9);
+    const ByteVector stored = CodedTable(ChecksumOf(rows), {}, c.codes);
+    ByteVector buffer = AtEndOf(c.expected, stored);
+    EXPECT_EQ(Decode(buffer, stored.size()), ChecksumOf(rows)) << c.what;
+    buffer.resize(rows.size());
+    EXPECT_EQ(buffer, rows) << c.what;
   }
 
   // Sizes that hold no table.
@@ -289,12 +266,11 @@ TEST(Decoder, StopsAtDamage) {
 // More mode bytes than the first 32 stored bytes hold, or fewer than there are cubes, and cubes
 // that the rows without bytes push out of the buffer: nothing is read or written outside.
 TEST(Decoder, KeepsCubesItHasNoModeFor) {
-  ByteVector ramp;
-  for (unsigned i = 0; i < 17; ++i) ramp.push_back(static_cast<unsigned char>(i));
-  ByteVector codes;
-  for (unsigned row = 0; row < kCubeRows; ++row) Append(codes, {0x10, 0, 0xFF, 0xFF});
-  ByteVector kept;
-  for (unsigned row = 0; row < kCubeRows; ++row) Append(kept, ramp);
+  ByteVector codes, kept;
+  for (unsigned row = 0; row < kCubeRows; ++row) {
+    Append(codes, {0x10, 0, 0xFF, 0xFF});
+    Append(kept, Row(0, std::vector(16, 1)));
+  }
 
   // Without mode bytes the first row code stands where the mode of cube 0 is read: 0x10, no mode.
   const ByteVector stored = CodedTable(ChecksumOf(kept), {}, codes);
