@@ -68,6 +68,13 @@ void WriteTiffPage(const std::string& path, const PageShape& page, int threads) 
   stage.Commit();
 }
 
+template <class Value>
+Value FieldOf(TIFF* tiff, std::uint32_t tag) {
+  Value value{};
+  EXPECT_EQ(TIFFGetField(tiff, tag, &value), 1) << tag;
+  return value;
+}
+
 TEST(TiffSink, HoldsADirectoryForEachPlane) {
   const ScratchFolder folder;
   const std::string path = folder.File("page.tif");
@@ -82,28 +89,16 @@ TEST(TiffSink, HoldsADirectoryForEachPlane) {
       for (std::size_t i = 0; i < page.planes.size(); ++i) {
         const PlaneShape& plane = page.planes[i];
         TIFFSetDirectory(tiff, static_cast<std::uint16_t>(i));
-        std::uint32_t width = 0, height = 0;
-        std::uint16_t depth = 0, photometric = 9;
-        float horizontal = 0, vertical = 0;
-        char *name = nullptr, *document = nullptr, *inks = nullptr;
-        TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
-        TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
-        TIFFGetField(tiff, TIFFTAG_BITSPERSAMPLE, &depth);
-        TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric);
-        TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &horizontal);
-        TIFFGetField(tiff, TIFFTAG_YRESOLUTION, &vertical);
-        ASSERT_TRUE(TIFFGetField(tiff, TIFFTAG_PAGENAME, &name));
-        ASSERT_TRUE(TIFFGetField(tiff, TIFFTAG_DOCUMENTNAME, &document));
-        ASSERT_TRUE(TIFFGetField(tiff, TIFFTAG_INKNAMES, &inks));
+        const auto width = FieldOf<std::uint32_t>(tiff, TIFFTAG_IMAGEWIDTH);
         EXPECT_EQ(width, plane.width);
-        EXPECT_EQ(height, rows);
-        EXPECT_EQ(depth, bits);
-        EXPECT_EQ(photometric, PHOTOMETRIC_MINISWHITE);
-        EXPECT_EQ(horizontal, plane.horizontalDpi);
-        EXPECT_EQ(vertical, 1200);
-        EXPECT_EQ(name, plane.name);
-        EXPECT_EQ(inks, plane.name);
-        EXPECT_STREQ(document, "a page");
+        EXPECT_EQ(FieldOf<std::uint32_t>(tiff, TIFFTAG_IMAGELENGTH), rows);
+        EXPECT_EQ(FieldOf<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE), bits);
+        EXPECT_EQ(FieldOf<std::uint16_t>(tiff, TIFFTAG_PHOTOMETRIC), PHOTOMETRIC_MINISWHITE);
+        EXPECT_EQ(FieldOf<float>(tiff, TIFFTAG_XRESOLUTION), plane.horizontalDpi);
+        EXPECT_EQ(FieldOf<float>(tiff, TIFFTAG_YRESOLUTION), 1200);
+        EXPECT_EQ(FieldOf<char*>(tiff, TIFFTAG_PAGENAME), plane.name);
+        EXPECT_EQ(FieldOf<char*>(tiff, TIFFTAG_INKNAMES), plane.name);
+        EXPECT_STREQ(FieldOf<char*>(tiff, TIFFTAG_DOCUMENTNAME), "a page");
         std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(tiff)));
         ASSERT_EQ(row.size(), (width * static_cast<std::size_t>(bits) + 7) / 8);
         for (std::uint32_t y = 0; y < rows; ++y) {

@@ -164,12 +164,11 @@ TEST(TableEncoder, RefusesTablesThatNoFileCanHold) {
 }
 
 TEST(TableEncoder, BlackCurves) {
-  struct Case {
+  const struct {
     const char* name;
     std::function<unsigned(unsigned)> value;
     std::size_t size;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"linear", [](unsigned i) { return i; }, 128},
       {"steps of 15", [](unsigned i) { return i * 15; }, 128},
       {"starts at 15", [](unsigned i) { return 15 + i / 2; }, 128},

@@ -156,12 +156,11 @@ TEST(Conversion, FastEqualsPlainInAllCells) {
 
 // The four nodes and their weights, of 256, worked out by hand.
 TEST(Conversion, MixesTheNodesOfTheTetrahedron) {
-  struct Case {
+  const struct {
     unsigned char red, green, blue;
     int nodes[4];
     int weights[4];
-  };
-  const Case cases[] = {
+  } cases[] = {
       {255, 255, 255, {0, 0, 0, 0}, {256, 0, 0, 0}},
       {0, 0, 0, {0, 0, 0, 4912}, {0, 0, 0, 256}},
       // c, m, y 128, 55, 225: cells 8, 3, 14, fractions 8, 115, 30.
@@ -179,7 +178,7 @@ TEST(Conversion, MixesTheNodesOfTheTetrahedron) {
   };
   RowUnderTest row(7, 1);
   const Bytes& table = row.Graphic();
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const Bytes out = row.Convert(kPlainConverters.sevenInks[0], {c.red, c.green, c.blue}, 0, 1);
     for (std::size_t k = 0; k < 7; ++k) {
       int sum = 0;

@@ -26,12 +26,11 @@ std::vector<unsigned char> Directory() {
 }
 
 TEST(ColorTableLookup, FindsTheTableOfFiveIndices) {
-  struct Case {
+  const struct {
     std::uint32_t indices[5];
     LookupResult result;
     std::uint32_t table;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{0, 0, 0, 0, 0}, LookupResult::Found, 0},
       {{0, 0, 0, 0, 1}, LookupResult::Found, 1},
       {{1, 0, 0, 0, 0}, LookupResult::Found, 96},
@@ -42,7 +41,7 @@ TEST(ColorTableLookup, FindsTheTableOfFiveIndices) {
       {{0, 0xFFFFFFFF, 0, 0, 0}, LookupResult::IndexOutOfRange, 0},
   };
   const std::vector<unsigned char> directory = Directory();
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::uint32_t offset = 7, size = 8;
     EXPECT_EQ(LookUpColorTable(directory.data(), c.indices, 5, &offset, &size), c.result);
     const bool found = c.result == LookupResult::Found;

@@ -39,7 +39,7 @@ void RunForward(EnginePage& page, const std::vector<int>& levels) {
 }
 
 TEST(PlainEngine, OnePixelAsWorkedOutByHand) {
-  struct Case {
+  const struct {
     const char* what;
     KernelName kernel;
     int shift;
@@ -49,8 +49,7 @@ TEST(PlainEngine, OnePixelAsWorkedOutByHand) {
     bool drop;
     int errorAfter;
     int below;  // entry of the pixel, after the fold of the guard
-  };
-  const Case cases[] = {
+  } cases[] = {
       // 3400 > 729 + 178; -680 is left, shares -170 and -170.
       {"a drop", KernelName::K2QDSD_25, 2, 100, 3000, 0, true, -340, -340},
       // 350, shares 87 and 87.
@@ -68,7 +67,7 @@ TEST(PlainEngine, OnePixelAsWorkedOutByHand) {
       {"terms shifted separately", KernelName::K2QDSD_25, 2, 2, -300, 627, true,
        335 - 4080 - (-235) - 2 * (-235), 3 * -235},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     EnginePage page(KernelOf(c.kernel), 1, 1);
     page.state.ShiftK = static_cast<std::uint16_t>(c.shift);
@@ -107,19 +106,18 @@ TEST(PlainEngine, SharesGoToTheSideAlreadyVisited) {
 }
 
 TEST(PlainEngine, ClearsTheLineBeforeAClippedRowAndKeepsWhatLiesBehindIt) {
-  struct Case {
+  const struct {
     bool forward;
     std::uint32_t first, end;
     std::uint32_t clearedFrom, clearedTo;  // entries that are zero afterwards
     std::uint32_t keptFrom, keptTo;        // entries that are as they were
-  };
-  const Case cases[] = {
+  } cases[] = {
       {true, 2, 4, 0, 4, 9, 13},  {false, 2, 4, 9, 13, 0, 4},  {true, 3, 3, 0, 6, 7, 13},
       {false, 3, 3, 7, 13, 0, 6}, {true, 6, 6, 0, 12, 13, 13}, {false, 0, 0, 1, 13, 0, 0},
       {true, 4, 2, 0, 8, 9, 13},
   };
   const std::vector<std::uint8_t> row(6, 0);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message()
                  << (c.forward ? "forward " : "backward ") << c.first << ".." << c.end);
     EnginePage page(KernelOf(KernelName::K2QDSD_25), 2, 6);
@@ -194,14 +192,13 @@ TEST(PlainEngine, FoldedInkIsThreePartsDarkAndOneLight) {
 }
 
 TEST(PlainEngine, CoupledInksShareOneDropInTheLight) {
-  struct Case {
+  // Levels below 41 have thresholds up to 30 * 16 + 256 in set 50.
+  const struct {
     const char* what;
     int c, m;
     int errorC, errorM;  // with the input
     bool dropC, dropM;
-  };
-  // Levels below 41 have thresholds up to 30 * 16 + 256 in set 50.
-  const Case cases[] = {
+  } cases[] = {
       {"more error in c", 20, 20, 2001, 2000, true, false},
       {"more error in m", 20, 20, 2000, 2001, false, true},
       {"a tie goes to m", 20, 20, 2000, 2000, false, true},
@@ -218,7 +215,7 @@ TEST(PlainEngine, CoupledInksShareOneDropInTheLight) {
       {"independent, m without ink", 60, 0, 2000, 2000, true, false},
       {"independent, c without ink", 0, 60, 2000, 2000, false, true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     EnginePage page(KernelOf(KernelName::CcMmYyK22QDSD_25_50_25_Coupled), 1, 1);
     page.state.Shiftcmy = 3;
@@ -252,20 +249,19 @@ TEST(PlainEngine, CoupledInksTakeTheirSharesAtTheSumOfTheLevels) {
 }
 
 TEST(PlainEngine, TwoDropInksCountInBinary) {
-  struct Case {
+  const struct {
     int level;
     int error;  // with the input
     bool first, second;
     std::uint32_t dots;
     int errorBeforeShares;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {0, 3200, false, false, 0, 3100},  {1, 3200, true, false, 1, 3200 - 4064},
       {127, 320, false, false, 0, 320},  {128, -3200, true, false, 1, -3200},
       {128, 0, true, false, 1, 0},       {255, 30000, false, true, 2, 30000 - 4064},
       {200, -320, true, false, 1, -320},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.level << " with error " << c.error);
     EnginePage page(KernelOf(KernelName::CcMmYyKKccmm23QDSD_50_50_200), 1, 1);
     page.state.ShiftK = 5;
@@ -298,7 +294,7 @@ TEST(Kernels, PrintEveryInkInItsPlanes) {
        {C, kEmpty, c, kEmpty, M, kEmpty, m, kEmpty, Y, kEmpty, y, kEmpty, cd, cd, md, md, K, K}},
       {KernelName::CcMmYyKKccmm23QDSD_50_50_200, {C, c, M, m, Y, y, cd, cd, md, md, K, K}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const Kernel& kernel = KernelOf(c.kernel);
     EXPECT_EQ(kernel.planeCount, c.planes.size());
     for (int ink = 0; ink < kInkCount; ++ink) {

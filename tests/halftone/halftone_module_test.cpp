@@ -94,15 +94,14 @@ class LoggingHalftoneModule : public HalftoneModule {
 };
 
 TEST_F(HalftoneModule, RefusesAPageWithAnErrorAheadOfItsStart) {
-  struct Case {
+  const char* const unsupported = "This print mode is not supported yet.";
+  const char* const noBuffer = "Can not create Halftone Buffer.";
+  const struct {
     const char* why;
     Page page;
     int id;
     const char* text;
-  };
-  const char* const unsupported = "This print mode is not supported yet.";
-  const char* const noBuffer = "Can not create Halftone Buffer.";
-  const Case cases[] = {
+  } cases[] = {
       {"no print mode", {.descriptor = 0}, 27, unsupported},
       {"no print mode either, at width 0", {.descriptor = 13, .width = 0}, 27, unsupported},
       {"no width", {.width = 0}, 8, noBuffer},
@@ -112,7 +111,7 @@ TEST_F(HalftoneModule, RefusesAPageWithAnErrorAheadOfItsStart) {
       {"margins beyond 32 bits", {.width = 0xFFFFFFFFul, .leftMargin = 9}, 8, noBuffer},
   };
   harness.Start();
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.why);
     harness.TakeSent();
     EXPECT_EQ(Start(c.page), 0u);
@@ -236,11 +235,10 @@ constexpr const char* kNoCounts =
     "Ccount=0\nccount=0\nMcount=0\nmcount=0\nYcount=0\nycount=0\nKcount=0\ncdcount=0\nmdcount=0\n";
 
 TEST_F(LoggingHalftoneModule, LogsTheSettingsOfEveryPage) {
-  struct Case {
+  const struct {
     Page page;
     std::string settings;
-  };
-  const Case cases[] = {
+  } cases[] = {
       // A black page leaves the colour shifts of the page before, at first 0.
       {{.descriptor = 8},
        "BinaryDescriptor = K_600x600_1Pass\nBinaryDescriptor = K_600x600_2Pass\n"
@@ -260,7 +258,7 @@ TEST_F(LoggingHalftoneModule, LogsTheSettingsOfEveryPage) {
        "NumPix   = 0\nShiftCMY = 2\nShiftcmy = 2\nShiftK   = 3\n"},
       {{.descriptor = 99}, ""},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.page.descriptor);
     Start(c.page);
     End();
