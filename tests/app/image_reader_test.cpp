@@ -11,6 +11,7 @@
 #include "app/failure.h"
 #include "app/image_profile.h"
 #include "app/image_srgb.h"
+#include "tests/app/failure_of.h"
 #include "tests/app/test_images.h"
 #include "tests/harness/scratch_folder.h"
 
@@ -289,13 +290,9 @@ TEST(ImageReader, NamesTheBrokenFile) {
       apply(bytes);
       const std::string path = folder.File(std::string("broken-") + name);
       WriteFile(path, bytes);
-      try {
-        ReadSrgb(path);
-        ADD_FAILURE() << "read to the end";
-      } catch (const Failure& failure) {
-        EXPECT_THAT(failure.what(), testing::StartsWith(path + ": "));
-        EXPECT_THAT(failure.what(), testing::Not(testing::HasSubstr("\n")));
-      }
+      const std::string failure = FailureOf([&] { ReadSrgb(path); });
+      EXPECT_THAT(failure, testing::StartsWith(path + ": "));
+      EXPECT_THAT(failure, testing::Not(testing::HasSubstr("\n")));
     }
   }
   EXPECT_THROW(OpenImage(folder.File("missing.png")), Failure);

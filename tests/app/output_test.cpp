@@ -12,6 +12,7 @@
 #include "app/output_raw.h"
 #include "app/output_staged.h"
 #include "app/output_tiff.h"
+#include "tests/app/failure_of.h"
 #include "tests/harness/scratch_folder.h"
 
 namespace corvane {
@@ -182,12 +183,8 @@ TEST(TiffSink, FailsAndLeavesNothingWhenTheDiskIsFull) {
   rlimit low = old;
   low.rlim_cur = 20000;
   setrlimit(RLIMIT_FSIZE, &low);
-  std::string message;
-  try {
-    WriteTiffPage(folder.File("page.tif"), MakePage(4000, 1), 2);
-  } catch (const Failure& failure) {
-    message = failure.what();
-  }
+  const std::string message =
+      FailureOf([&] { WriteTiffPage(folder.File("page.tif"), MakePage(4000, 1), 2); });
   setrlimit(RLIMIT_FSIZE, &old);
   std::signal(SIGXFSZ, oldHandler);
   EXPECT_EQ(message, folder.File("page.tif") + ": cannot write: File too large");

@@ -15,6 +15,7 @@
 #include "app/failure.h"
 #include "app/print_page.h"
 #include "app/print_planes.h"
+#include "tests/app/failure_of.h"
 #include "tests/app/test_images.h"
 #include "tests/harness/scratch_folder.h"
 
@@ -40,12 +41,7 @@ std::string Output(const std::vector<std::string>& arguments) {
 
 // What the command complains of.
 std::string Complaint(const std::vector<std::string>& arguments) {
-  try {
-    RunCorvane(arguments);
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return "no failure";
+  return FailureOf([&] { RunCorvane(arguments); });
 }
 
 class PrintTest : public testing::Test {

@@ -13,6 +13,7 @@
 #include "app/failure.h"
 #include "app/message_json.h"
 #include "app/message_recorder.h"
+#include "tests/app/failure_of.h"
 #include "tests/harness/scratch_folder.h"
 
 namespace corvane {
@@ -95,12 +96,8 @@ TEST_F(Replay, RefusesWhatItCannotSend) {
       {R"({"elements":{"EColor":{}}})", "\"elements\" has an unknown key \"EColor\""},
   };
   for (const auto& [line, problem] : cases) {
-    try {
-      Run(std::string(kShortChain) + "\n\n" + line + "\n");
-      ADD_FAILURE() << line;
-    } catch (const Failure& failure) {
-      EXPECT_EQ(failure.what(), folder_.File("script.jsonl") + ": line 3: " + problem);
-    }
+    EXPECT_EQ(FailureOf([&] { Run(std::string(kShortChain) + "\n\n" + line + "\n"); }),
+              folder_.File("script.jsonl") + ": line 3: " + problem);
     EXPECT_FALSE(std::filesystem::exists(folder_.File("out.jsonl"))) << line;
   }
 }

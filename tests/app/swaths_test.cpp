@@ -15,12 +15,14 @@
 #include "app/swaths_plan.h"
 #include "app/swaths_report.h"
 #include "movement/corvane_movement.h"
+#include "tests/app/failure_of.h"
 #include "tests/harness/paths.h"
 #include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 
 SwathPlan Plan(int descriptor, const char* paper, bool endToEnd, const Printhead& head = {}) {
@@ -121,11 +123,9 @@ TEST(Swaths, ChecksFindFaults) {
 }
 
 TEST(Swaths, HeadsAndSheetsThatCannotPrintAreRefused) {
-  Printhead wide;
+  Printhead wide, coarse, shortHead;
   wide.nozzlesPerInch = 1200;
-  Printhead coarse;
   coarse.nozzlesPerInch = 200;
-  Printhead shortHead;
   shortHead.nozzlesPerColumn = 84;
   const struct {
     int mode;
@@ -141,12 +141,8 @@ TEST(Swaths, HeadsAndSheetsThatCannotPrintAreRefused) {
       {8, "100x120mm", true, {}, "mm too short to be printed end to end"},
   };
   for (const auto& c : cases) {
-    try {
-      Plan(c.mode, c.paper, c.endToEnd, c.head);
-      ADD_FAILURE() << c.message;
-    } catch (const Failure& failure) {
-      EXPECT_THAT(failure.what(), HasSubstr(c.message));
-    }
+    EXPECT_THAT(FailureOf([&] { Plan(c.mode, c.paper, c.endToEnd, c.head); }),
+                HasSubstr(c.message));
   }
 }
 
@@ -181,13 +177,8 @@ TEST(Swaths, HeadDescriptions) {
       {R"({"cartridges": [{}, {}]})", "cartridge 2: location 0 is taken"},
   };
   for (const auto& c : broken) {
-    try {
-      read(c.text);
-      ADD_FAILURE() << c.text;
-    } catch (const Failure& failure) {
-      EXPECT_THAT(failure.what(), HasSubstr(c.message));
-      EXPECT_THAT(failure.what(), HasSubstr("head.json: "));
-    }
+    const std::string failure = FailureOf([&] { read(c.text); });
+    EXPECT_THAT(failure, AllOf(HasSubstr("head.json: "), HasSubstr(c.message)));
   }
   EXPECT_THROW(ReadPrinthead(folder.File("missing.json")), Failure);
 }

@@ -164,47 +164,28 @@ TEST_F(DotManagement, MakesTwoRowsWithTheDotsOfCells) {
   EXPECT_EQ(harness_.TakeSent().size(), 2u);
 }
 
-// Looks at all twelve planes that the second expansion spans.
-class TwelvePlanes final : public ZCOM::EObject {
- public:
-  explicit TwelvePlanes(unsigned planeBytes) : pad(this, 0), bytes(12 * planeBytes) {}
-  unsigned long DataArrived(ZCOM::QObject* message, unsigned short) override {
-    const auto& raster = static_cast<QCMYKBinaryRaster&>(*message);
-    firstPixel = raster.FirstPixel;
-    rowBytes = raster.RowBytes;
-    width = raster.Width;
-    std::copy_n(raster.Data, bytes.size(), bytes.begin());
-    return 1;
-  }
-
-  ZCOM::SINKPAD pad;
-  std::uint32_t firstPixel = 0, rowBytes = 0, width = 0;
-  std::vector<std::uint8_t> bytes;
-};
-
 TEST_F(DotManagement, ExpandsCdAndMdOnceMoreAndSendsNoBlack) {
   for (const unsigned factor : {1u, 2u}) {  // of the first expansion: "UseAlternateModes" 0 and 1
     StartPage({109, factor - 1, 9, 4800});
     const unsigned planeBytes = 52 / factor;
     BinaryRow row(9, planeBytes);
-    TwelvePlanes next(52);
-    harness_.Element().GetSourcePad(0)->Link(&next.pad);
-    ASSERT_EQ(harness_.Push(row.raster), 1u);
-    harness_.Element().GetSourcePad(0)->Link(&harness_.next.pad);
-
-    EXPECT_EQ(next.firstPixel, factor * row.raster.FirstPixel);
-    EXPECT_EQ(next.width, factor * row.raster.Width);
-    EXPECT_EQ(next.rowBytes, 9u * 52);
+    harness_.next.dataBytes = 12 * 52;  // the second expansion spans twelve planes
+    const auto sent = Filter(row);
+    ASSERT_EQ(sent.size(), 1u);
+    const auto& bytes = sent[0].data;
+    EXPECT_EQ(sent[0].firstPixel, factor * row.raster.FirstPixel);
+    EXPECT_EQ(sent[0].width, factor * row.raster.Width);
+    EXPECT_EQ(sent[0].rowBytes, 9u * 52);
     if (factor == 1) {
-      EXPECT_TRUE(std::equal(&next.bytes[0], &next.bytes[6 * 52], row.dots.bytes.begin()));
+      EXPECT_TRUE(std::equal(&bytes[0], &bytes[6 * 52], row.dots.bytes.begin()));
     } else {
       for (unsigned plane = 0; plane < 6; ++plane) {
-        EXPECT_EQ(CountDots(&next.bytes[plane * 52], 52), row.Dots(plane)) << plane;
+        EXPECT_EQ(CountDots(&bytes[plane * 52], 52), row.Dots(plane)) << plane;
       }
     }
-    EXPECT_EQ(CountDots(&next.bytes[6 * 52], 104), row.Dots(6));
-    EXPECT_EQ(CountDots(&next.bytes[8 * 52], 104), row.Dots(7));
-    EXPECT_EQ(CountDots(&next.bytes[10 * 52], 104), 0u);
+    EXPECT_EQ(CountDots(&bytes[6 * 52], 104), row.Dots(6));
+    EXPECT_EQ(CountDots(&bytes[8 * 52], 104), row.Dots(7));
+    EXPECT_EQ(CountDots(&bytes[10 * 52], 104), 0u);
   }
 }
 

@@ -3,6 +3,7 @@
 // Loose pads around one element: push messages in, look at what comes out.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
@@ -19,7 +20,7 @@ struct SentMessage {
   ZCOM::PROPERTIES pageProperties;  // of a page start
   std::uint32_t rasterFormat = 0, passThroughValue = 0, row = 0, firstPixel = 0, endPixel = 0,
                 width = 0, rowBytes = 0;
-  std::vector<unsigned char> data;  // of a raster: its RowBytes
+  std::vector<unsigned char> data;  // of a raster
 };
 
 // The element behind the one under test: records what it gets and answers `result`.
@@ -42,7 +43,8 @@ class RecordingElement final : public ZCOM::EObject {
       sent.endPixel = raster->EndPixel;
       sent.width = raster->Width;
       sent.rowBytes = raster->RowBytes;
-      if (raster->Data != nullptr) sent.data.assign(raster->Data, raster->Data + raster->RowBytes);
+      const std::size_t bytes = std::max<std::size_t>(raster->RowBytes, dataBytes);
+      if (raster->Data != nullptr) sent.data.assign(raster->Data, raster->Data + bytes);
     }
     messages.push_back(std::move(sent));
     return result;
@@ -50,6 +52,7 @@ class RecordingElement final : public ZCOM::EObject {
 
   ZCOM::SINKPAD pad;
   unsigned long result = 1;
+  std::size_t dataBytes = 0;  // of every row, where a row has more than its RowBytes
   std::vector<SentMessage> messages;
 };
 
