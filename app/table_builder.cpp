@@ -6,17 +6,16 @@
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+#include <numeric>
 
 #include "app/failure.h"
 #include "app/icc_table.h"
 #include "app/table_builder_gamut.h"
+#include "app/table_builder_ramps.h"
 #include "app/table_builder_separation.h"
 
 namespace corvane {
 namespace {
-
-constexpr int kGrid = 17;
-constexpr int kNodes = kGrid * kGrid * kGrid;
 
 enum InkClass { kBlackOnly, kSevenWithoutBlack, kSeven, kNine };
 constexpr int kQualities = 4;
@@ -59,6 +58,38 @@ class LazyCondition {
 
 int PlanesOf(int inkClass) { return inkClass == kBlackOnly ? 1 : inkClass == kNine ? 9 : 7; }
 
+// Amounts as contone values. What rounding takes from the darkness of one ink, the next and lighter
+// one makes up for.
+ContoneInks Rounded(const InkAmounts& amounts, const PrintModel& model) {
+  ContoneInks contone;
+  double missing = 0;
+  for (const Ink ink : kByDarkness) {
+    const int i = static_cast<int>(ink);
+    const double darkness = model.LayerDensity(ink)[1];
+    const double exact = std::clamp(amounts[i], 0.0, 1.0) * 255.0;
+    const bool adjusts = exact > 1.0 && exact < 254.0;
+    const double wish = adjusts ? exact + std::clamp(missing / darkness, -0.5, 0.5) : exact;
+    const int value = static_cast<int>(std::lround(wish));
+    missing += (exact - value) * darkness;
+    contone[i] = static_cast<std::uint8_t>(value);
+  }
+  return contone;
+}
+
+// Takes from the largest values what passes the limit.
+ContoneInks WithinLimit(ContoneInks contone, double limit) {
+  int total = std::accumulate(contone.begin(), contone.end(), 0);
+  const int most = static_cast<int>(std::floor(limit * 255.0));
+  while (total > most) {
+    const int over = total - most;
+    const auto largest = std::max_element(contone.begin(), contone.end());
+    const int cut = std::min<int>(*largest, (over + kInkCount - 1) / kInkCount);
+    *largest = static_cast<std::uint8_t>(*largest - cut);
+    total -= cut;
+  }
+  return contone;
+}
+
 }  // namespace
 
 struct TableBuilder::State {
@@ -71,9 +102,12 @@ struct TableBuilder::State {
   const Condition& ConditionOf(const TableKey& key);
   InkAmounts AmountsOf(const TableKey& key, const Triple& srgb);
   std::vector<std::uint8_t> BlackCurve(const TableKey& key);
-  // Amounts as contone values after linearisation, their sum inside the limit.
-  std::array<std::uint8_t, kInkCount> ContoneOf(const InkAmounts& amounts, double limit,
-                                                const PrintModel& model) const;
+  // Whether a profile, not the ink model, says which inks make a colour.
+  bool UsesProfile(const TableKey& key) const { return icc && icc->Serves(PlanesOf(key.inkClass)); }
+  // The amounts of all nodes of a table, white first.
+  std::vector<InkAmounts> NodesOf(const TableKey& key);
+  // Contone values after linearisation, their sum inside the limit.
+  ContoneInks Linearized(ContoneInks contone, double limit) const;
 };
 
 TableKey TableKeyOf(int place) {
@@ -123,9 +157,7 @@ TableKey TableBuilder::Representative(const TableKey& key) const {
   } else if (key.inkClass == kSeven) {
     first.quality = std::min(key.quality, 2);
   }
-  if (state_->icc && state_->icc->Serves(PlanesOf(key.inkClass))) {
-    first.preference = 0;
-  }
+  if (state_->UsesProfile(key)) first.preference = 0;
   return first;
 }
 
@@ -152,7 +184,7 @@ const Condition& TableBuilder::State::ConditionOf(const TableKey& key) {
 
 InkAmounts TableBuilder::State::AmountsOf(const TableKey& key, const Triple& srgb) {
   const Condition& condition = ConditionOf(key);
-  if (icc && icc->Serves(PlanesOf(key.inkClass))) {
+  if (UsesProfile(key)) {
     return icc->Separate(srgb, key.intent == 1, condition.separator);
   }
   const Triple linear = LinearFromSrgb(srgb);
@@ -161,34 +193,9 @@ InkAmounts TableBuilder::State::AmountsOf(const TableKey& key, const Triple& srg
   return condition.separator.Separate(BandsFromLinearSrgb(mapped)).amounts;
 }
 
-std::array<std::uint8_t, kInkCount> TableBuilder::State::ContoneOf(const InkAmounts& amounts,
-                                                                   double limit,
-                                                                   const PrintModel& model) const {
-  std::array<std::uint8_t, kInkCount> contone;
-  int total = 0;
-  // What rounding takes from the darkness of one ink, the next and lighter one makes up for.
-  double missing = 0;
-  for (const Ink ink : kByDarkness) {
-    const int i = static_cast<int>(ink);
-    const double darkness = model.LayerDensity(ink)[1];
-    const double exact = std::clamp(amounts[i], 0.0, 1.0) * 255.0;
-    const bool adjusts = exact > 1.0 && exact < 254.0;
-    const double wish = adjusts ? exact + std::clamp(missing / darkness, -0.5, 0.5) : exact;
-    const int value = static_cast<int>(std::lround(wish));
-    missing += (exact - value) * darkness;
-    contone[i] = settings.curves.values[i][value];
-    total += contone[i];
-  }
-  // Rounding and the curves may have passed the limit again.
-  const int most = static_cast<int>(std::floor(limit * 255.0));
-  while (total > most) {
-    const int over = total - most;
-    const auto largest = std::max_element(contone.begin(), contone.end());
-    const int cut = std::min<int>(*largest, (over + kInkCount - 1) / kInkCount);
-    *largest = static_cast<std::uint8_t>(*largest - cut);
-    total -= cut;
-  }
-  return contone;
+ContoneInks TableBuilder::State::Linearized(ContoneInks contone, double limit) const {
+  for (int i = 0; i < kInkCount; ++i) contone[i] = settings.curves.values[i][contone[i]];
+  return WithinLimit(contone, limit);
 }
 
 // Entry 255 - L holds the black ink for luminance L.
@@ -205,9 +212,21 @@ std::vector<std::uint8_t> TableBuilder::State::BlackCurve(const TableKey& key) {
     const double amount = separator.DyeAmount(Dye::Black, -std::log10(std::max(linear, 1e-6)));
     InkAmounts amounts{};
     amounts[static_cast<int>(Ink::K)] = amount * kLimitPart[key.quality];
-    curve[entry] = ContoneOf(amounts, 1.0, model)[static_cast<int>(Ink::K)];
+    curve[entry] = Linearized(Rounded(amounts, model), 1.0)[static_cast<int>(Ink::K)];
   }
   return curve;
+}
+
+std::vector<InkAmounts> TableBuilder::State::NodesOf(const TableKey& key) {
+  std::vector<InkAmounts> nodes;
+  for (int r = 0; r < kGrid; ++r) {
+    for (int g = 0; g < kGrid; ++g) {
+      for (int b = 0; b < kGrid; ++b) {
+        nodes.push_back(AmountsOf(key, {ValueAt(r), ValueAt(g), ValueAt(b)}));
+      }
+    }
+  }
+  return nodes;
 }
 
 std::vector<std::uint8_t> TableBuilder::Build(const TableKey& key) const {
@@ -215,16 +234,19 @@ std::vector<std::uint8_t> TableBuilder::Build(const TableKey& key) const {
 
   const int planes = PlanesOf(key.inkClass);
   const double limit = InkLimit(key);
+  const PrintModel& model = state_->ConditionOf(key).model;
+  std::vector<InkAmounts> nodes = state_->NodesOf(key);
+  // A profile's colours are not the model's.
+  if (!state_->UsesProfile(key)) {
+    KeepRampsRising(nodes, model, [&](const InkAmounts& amounts) {
+      return WithinLimit(Rounded(amounts, model), limit);
+    });
+  }
   std::vector<std::uint8_t> table(TableBytes(key));
-  int node = 0;
-  for (int r = 0; r < kGrid; ++r) {
-    for (int g = 0; g < kGrid; ++g) {
-      for (int b = 0; b < kGrid; ++b, ++node) {
-        const InkAmounts amounts = state_->AmountsOf(key, {ValueAt(r), ValueAt(g), ValueAt(b)});
-        const auto contone = state_->ContoneOf(amounts, limit, state_->ConditionOf(key).model);
-        for (int plane = 0; plane < planes; ++plane) table[plane * kNodes + node] = contone[plane];
-      }
-    }
+  for (int node = 0; node < kNodes; ++node) {
+    // Rounding may have passed the limit again, and so may the curves.
+    const ContoneInks contone = state_->Linearized(Rounded(nodes[node], model), limit);
+    for (int plane = 0; plane < planes; ++plane) table[plane * kNodes + node] = contone[plane];
   }
   return table;
 }

@@ -111,7 +111,10 @@ struct Smoothness {
   double largestFall = 0, largestRatio = 0;
 };
 
-Smoothness SmoothnessOf(const TableView& view, const Ramp& ramp, bool tint) {
+// Along the interpolated amounts of a table, or these cut to the whole contone values of a page.
+enum class RampOf { Table, Page };
+
+Smoothness SmoothnessOf(const TableView& view, const Ramp& ramp, bool tint, RampOf of) {
   std::vector<double> steps;
   double last = 0;
   for (int v = 0; v < 256; ++v) {
@@ -121,8 +124,9 @@ Smoothness SmoothnessOf(const TableView& view, const Ramp& ramp, bool tint) {
       const int fixed = tint ? 255 : 0;
       rgb[i] = static_cast<std::uint8_t>(varying ? v : fixed);
     }
-    const double lightness =
-        LabFromBands(view.model.Bands(InterpolatedAmounts(view.table, rgb)))[0];
+    const InkAmounts amounts = of == RampOf::Table ? InterpolatedAmounts(view.table, rgb)
+                                                   : AmountsOf(LookUp(view.table, rgb));
+    const double lightness = LabFromBands(view.model.Bands(amounts))[0];
     if (v > 0) steps.push_back(lightness - last);
     last = lightness;
   }
@@ -164,7 +168,7 @@ void ReportTables(const TableBuilder& builder) {
       fmt::print("    {}", tint ? "from colour to white" : "from black to colour");
       for (const Ramp& ramp : kRamps) {
         if (tint && ramp.channels == Rgb8{1, 1, 1}) continue;
-        const Smoothness smoothness = SmoothnessOf(reference, ramp, tint);
+        const Smoothness smoothness = SmoothnessOf(reference, ramp, tint, RampOf::Table);
         fmt::print("  {} {:.2f}", ramp.name, smoothness.largestRatio);
         if (smoothness.falls)
           fmt::print(" [{} falls, to {:.4f}]", smoothness.falls, smoothness.largestFall);
@@ -181,8 +185,8 @@ void ReportAllTables(const TableBuilder& builder) {
   double mostInk = 0;
   int tables = 0;
   struct {
-    int ramps = 0, falling = 0;
-    double largestFall = 0, largestRatio = 0;
+    int ramps = 0, falling = 0, fallingPage = 0;
+    double largestFall = 0, largestFallPage = 0, largestRatio = 0;
   } byIntent[2];
   for (int place = 0; place < kTableCount; ++place) {
     const TableKey key = TableKeyOf(place);
@@ -198,11 +202,14 @@ void ReportAllTables(const TableBuilder& builder) {
     for (const bool tint : {false, true}) {
       for (const Ramp& ramp : kRamps) {
         if (tint && ramp.channels == Rgb8{1, 1, 1}) continue;
-        const Smoothness smoothness = SmoothnessOf(view, ramp, tint);
+        const Smoothness smoothness = SmoothnessOf(view, ramp, tint, RampOf::Table);
         ++figures.ramps;
         figures.falling += smoothness.falls > 0;
         figures.largestFall = std::max(figures.largestFall, smoothness.largestFall);
         figures.largestRatio = std::max(figures.largestRatio, smoothness.largestRatio);
+        const Smoothness page = SmoothnessOf(view, ramp, tint, RampOf::Page);
+        figures.fallingPage += page.falls > 0;
+        figures.largestFallPage = std::max(figures.largestFallPage, page.largestFall);
       }
     }
   }
@@ -210,9 +217,10 @@ void ReportAllTables(const TableBuilder& builder) {
   for (int intent = 0; intent < 2; ++intent) {
     const auto& figures = byIntent[intent];
     fmt::print(
-        "  {} ramps, {}: largest step {:.2f} times its neighbours; {} fall, by {:.4f} at most\n",
+        "  {} ramps, {}: largest step {:.2f} times its neighbours; {} fall, by {:.4f} at most; "
+        "cut to whole contone values {} fall, by {:.2f} at most\n",
         figures.ramps, intent ? "colorimetric" : "perceptual", figures.largestRatio,
-        figures.falling, figures.largestFall);
+        figures.falling, figures.largestFall, figures.fallingPage, figures.largestFallPage);
   }
 }
 

@@ -96,6 +96,52 @@ TEST(TableBuilder, UsesLightInksInHighlightsAndBlackInShadowsOnly) {
   }
 }
 
+// The lightness of a table along 256 colours, `varying` channels rising from 0 and the others at
+// `fixed`.
+std::vector<double> LightnessAlong(const std::vector<std::uint8_t>& table, const PrintModel& model,
+                                   unsigned varying, std::uint8_t fixed) {
+  std::vector<double> lightness;
+  for (int v = 0; v < 256; ++v) {
+    Rgb8 rgb;
+    for (int i = 0; i < 3; ++i) {
+      rgb[i] = varying >> i & 1 ? static_cast<std::uint8_t>(v) : fixed;
+    }
+    lightness.push_back(LabFromBands(model.Bands(InterpolatedAmounts(table, rgb)))[0]);
+  }
+  return lightness;
+}
+
+// Papers and inks whose gamut ends early, where colours out of reach would fall behind darker ones.
+TEST(TableBuilder, LightnessNeverFallsAlongGreyAndSixHues) {
+  const TableBuilder builder(DefaultInkData());
+  for (const TableKey& key :
+       {TableKey{1, 0, 0, 0, 0}, TableKey{1, 1, 0, 0, 1}, TableKey{2, 0, 0, 1, 1},
+        TableKey{2, 5, 0, 0, 1}, TableKey{3, 2, 0, 3, 1}}) {
+    const PrintModel model(DefaultInkData(), key.media);
+    const std::vector<std::uint8_t> table = builder.Build(key);
+    for (unsigned varying = 1; varying < 8; ++varying) {
+      for (const std::uint8_t fixed : {0, 255}) {
+        const std::vector<double> lightness = LightnessAlong(table, model, varying, fixed);
+        for (int v = 1; v < 256; ++v) {
+          ASSERT_GE(lightness[v], lightness[v - 1] - 1e-9)
+              << PlaceOf(key) << ' ' << varying << ' ' << +fixed << ' ' << v;
+        }
+        EXPECT_GT(lightness[255], lightness[0]);
+      }
+    }
+  }
+}
+
+// An overprint lighter than its parts has ramps that no less ink can mend.
+TEST(TableBuilder, LeavesRampsThatCannotRise) {
+  InkData inks = DefaultInkData();
+  inks.cyanMagenta = Triple{99, 0, 0};
+  const std::vector<std::uint8_t> table = TableBuilder(inks).Build(kSevenGlossy);
+  const Contone blue = LookUp(table, {0, 0, 255}), white = LookUp(table, {255, 255, 255});
+  EXPECT_GT(std::accumulate(blue.begin(), blue.end(), 0), 100);
+  EXPECT_EQ(std::accumulate(white.begin(), white.end(), 0), 0);
+}
+
 // Print modes without a black plane have tables without black ink.
 TEST(TableBuilder, ComposesBlackWhereNoBlackInkIsPrinted) {
   const TableBuilder builder(DefaultInkData());
