@@ -6,30 +6,6 @@
 namespace corvane {
 namespace {
 
-// Binary pixels per inch that the halftone kernel of a mode makes.
-std::uint32_t HalftoneDpi(const PrintMode& mode, int alternateMode) {
-  switch (mode.descriptor) {
-    case CcMmYy_1200x1200_8Pass:
-    case CcMmYyK_1200x1200_8Pass:
-    case CcMmYycmK_1200x1200_8Pass:
-      return alternateMode == 0 ? 1200 : 600;
-    case K_4800x1200_16Pass:
-      return 2400;
-    case CcMmYy_4800x1200_16Pass:
-    case CcMmYyK_4800x1200_16Pass:
-      return alternateMode == 1 ? 2400 : 1200;
-    case CcMmYycmK_4800x1200_16Pass:
-      return alternateMode == 1 ? 1200 : 2400;
-    default:
-      return mode.horizontalDpi;
-  }
-}
-
-std::uint32_t RowsPerInch(const PrintMode& mode, int alternateMode) {
-  if (mode.horizontalDpi == 300) return 0;
-  return HalftoneDpi(mode, alternateMode) == 600 && alternateMode == 2 ? 600 : mode.verticalDpi;
-}
-
 bool IsBetterGlossy(const PrintMode& mode) {
   return mode.descriptor == CcMmYy_1200x1200_8Pass || mode.descriptor == CcMmYyK_1200x1200_8Pass ||
          mode.descriptor == CcMmYycmK_1200x1200_8Pass;
@@ -59,8 +35,8 @@ std::uint32_t RowRepeat(const ModeGeometry& geometry, std::uint32_t verticalDpi)
 
 ModeGeometry GeometryOf(const PrintMode& mode, int alternateMode) {
   ModeGeometry geometry;
-  geometry.halftoneDpi = HalftoneDpi(mode, alternateMode);
-  geometry.rowsPerInch = RowsPerInch(mode, alternateMode);
+  geometry.halftoneDpi = mode.halftoneDpi[alternateMode];
+  geometry.rowsPerInch = mode.contoneRows[alternateMode];
   geometry.placesDots = PlacesDots(mode, alternateMode);
   geometry.doublesRows = IsBetterGlossy(mode) && alternateMode == 2;
   geometry.expandsFurther = geometry.placesDots && mode.descriptor == CcMmYycmK_4800x1200_16Pass;

@@ -36,15 +36,6 @@ constexpr const char* kCreationText = "Cannot create Color Object.";
 constexpr std::int32_t kLastRasterFormat = 7;
 constexpr std::uint32_t kContoneRasterFormat = 8;
 
-// Output rows per inch; 0 for the modes that print every input row once.
-std::uint32_t OutputRowsPerInch(const PrintMode& mode, unsigned short useAlternateModes) {
-  if (mode.horizontalDpi == 300) return 0;
-  const bool hasCoarseAlternate = mode.descriptor == CcMmYy_1200x1200_8Pass ||
-                                  mode.descriptor == CcMmYyK_1200x1200_8Pass ||
-                                  mode.descriptor == CcMmYycmK_1200x1200_8Pass;
-  return hasCoarseAlternate && useAlternateModes == 2 ? 600 : mode.verticalDpi;
-}
-
 }  // namespace
 
 // ---- Life
@@ -205,7 +196,8 @@ EColorInline::Step EColorInline::AllocateRowBuffer() {
 unsigned long EColorInline::GetNumPix(unsigned short useAlternateModes) {
   const PrintMode* const mode = corvane::FindPrintMode(CMYKBinaryDescriptor);
   if (mode == nullptr) return 0;
-  const std::uint32_t outputRows = OutputRowsPerInch(*mode, useAlternateModes);
+  const std::uint32_t outputRows =
+      mode->contoneRows[corvane::AlternateModeIndex(useAlternateModes)];
   if (outputRows == 0) {
     RowRepeatCount = 1;
   } else {

@@ -59,34 +59,42 @@ struct PrintMode {
   std::uint16_t horizontalDpi;
   std::uint16_t verticalDpi;
   std::uint8_t passes;
-  std::uint8_t layout[3];  // layout code of the halftoned raster by "UseAlternateModes"
+  // By "UseAlternateModes":
+  std::uint8_t layout[3];        // layout code of the halftoned raster
+  std::uint16_t halftoneDpi[3];  // binary pixels per inch, across, that halftoning makes
+  std::uint16_t contoneRows[3];  // contone rows per inch; 0: as many as the page has
 };
+
+// The place of a "UseAlternateModes" value in the above: what is not 1 or 2 is as 0.
+constexpr int AlternateModeIndex(std::uint32_t useAlternateModes) {
+  return useAlternateModes <= 2 ? static_cast<int>(useAlternateModes) : 0;
+}
 
 // Values 52 and 82 go by the names of their siblings with black, as in the log.
 inline constexpr PrintMode kPrintModes[] = {
     // clang-format off
-    {K_300x600_1Pass,                 "K_300x600_1Pass",                 "K",                  InkSet::Black,  300,  600,  1, {10, 10, 10}},
-    {CMY_300x600_1Pass,               "CMY_300x600_1Pass",               "C M Y",              InkSet::Seven,  300,  600,  1, {11, 11, 11}},
-    {CMYK_300x600_1Pass,              "CMYK_300x600_1Pass",              "C M Y K",            InkSet::Seven,  300,  600,  1, {12, 12, 12}},
-    {K_600x600_1Pass,                 "K_600x600_1Pass",                 "K",                  InkSet::Black,  600,  600,  1, {10, 10, 10}},
-    {CcMmYyK_600x600_2Pass,           "CcMmYyK_600x600_2Pass",           "C c M m Y y K",      InkSet::Seven,  600,  600,  2, {17, 17, 17}},
-    {K_600x600_2Pass,                 "K_600x600_2Pass",                 "K",                  InkSet::Black,  600,  600,  2, {10, 10, 10}},
-    {CcMmYyK_600x600_2Pass_Alternate, "CcMmYyK_600x600_2Pass",           "C c M m Y y K",      InkSet::Seven,  600,  600,  2, {17, 17, 17}},
-    {CCccMMmmYYyy_600x600_4Pass,      "CCccMMmmYYyy_600x600_4Pass",      "C c M m Y y",        InkSet::Seven,  600,  600,  4, {18, 18, 18}},
-    {CCccMMmmYYyyK_600x600_4Pass,     "CCccMMmmYYyyK_600x600_4Pass",     "C c M m Y y K",      InkSet::Seven,  600,  600,  4, {19, 19, 19}},
-    {K_1200x600_4Pass,                "K_1200x600_4Pass",                "K",                  InkSet::Black, 1200,  600,  4, {10, 10, 10}},
-    {K_1200x1200_4Pass,               "K_1200x1200_4Pass",               "K",                  InkSet::Black, 1200, 1200,  4, {10, 10, 10}},
-    {CcMmYy_1200x1200_8Pass,          "CcMmYyK_1200x1200_8Pass",         "C c M m Y y",        InkSet::Seven, 1200, 1200,  8, {16, 16, 18}},
-    {CcMmYyK_1200x1200_4Pass,         "CcMmYyK_1200x1200_4Pass",         "C c M m Y y K",      InkSet::Seven, 1200, 1200,  4, {17, 17, 17}},
-    {CcMmYyK_1200x1200_8Pass,         "CcMmYyK_1200x1200_8Pass",         "C c M m Y y K",      InkSet::Seven, 1200, 1200,  8, {17, 17, 19}},
-    {K_4800x1200_16Pass,              "K_4800x1200_16Pass",              "K",                  InkSet::Black, 4800, 1200, 16, {10, 10, 10}},
-    {CcMmYy_4800x1200_16Pass,         "CcMmYyK_4800x1200_16Pass",        "C c M m Y y",        InkSet::Seven, 4800, 1200, 16, {16, 16, 16}},
-    {CcMmYyK_4800x1200_16Pass,        "CcMmYyK_4800x1200_16Pass",        "C c M m Y y K",      InkSet::Seven, 4800, 1200, 16, {17, 17, 17}},
-    {CMYcmK_300x600_1Pass,            "CMYcmK_300x600_1Pass",            "C M Y K cd md",      InkSet::Nine,   300,  600,  1, {15, 15, 15}},
-    {CCccMMmmYYyycmK_600x600_4Pass,   "CCccMMmmYYyycmK_600x600_4Pass",   "C c M m Y y K cd md", InkSet::Nine,  600,  600,  4, {22, 22, 22}},
-    {CcMmYycmK_1200x1200_8Pass,       "CcMmYycmK_1200x1200_8Pass",       "C c M m Y y K cd md", InkSet::Nine, 1200, 1200,  8, {23, 23, 25}},
-    {CcMmYycmK_4800x1200_16Pass,      "CcMmYycmK_4800x1200_16Pass",      "C c M m Y y K cd md", InkSet::Nine, 4800, 1200, 16, {23, 23, 23}},
-    {CcMmYyccmmKK_600x600_2Pass,      "CcMmYyccmmKK_600x600_2Pass",      "C c M m Y y K cd md", InkSet::Nine,  600,  600,  2, {24, 24, 24}},
+    {K_300x600_1Pass,                 "K_300x600_1Pass",                 "K",                  InkSet::Black,  300,  600,  1, {10, 10, 10}, {300, 300, 300},    {0, 0, 0}},
+    {CMY_300x600_1Pass,               "CMY_300x600_1Pass",               "C M Y",              InkSet::Seven,  300,  600,  1, {11, 11, 11}, {300, 300, 300},    {0, 0, 0}},
+    {CMYK_300x600_1Pass,              "CMYK_300x600_1Pass",              "C M Y K",            InkSet::Seven,  300,  600,  1, {12, 12, 12}, {300, 300, 300},    {0, 0, 0}},
+    {K_600x600_1Pass,                 "K_600x600_1Pass",                 "K",                  InkSet::Black,  600,  600,  1, {10, 10, 10}, {600, 600, 600},    {600, 600, 600}},
+    {CcMmYyK_600x600_2Pass,           "CcMmYyK_600x600_2Pass",           "C c M m Y y K",      InkSet::Seven,  600,  600,  2, {17, 17, 17}, {600, 600, 600},    {600, 600, 600}},
+    {K_600x600_2Pass,                 "K_600x600_2Pass",                 "K",                  InkSet::Black,  600,  600,  2, {10, 10, 10}, {600, 600, 600},    {600, 600, 600}},
+    {CcMmYyK_600x600_2Pass_Alternate, "CcMmYyK_600x600_2Pass",           "C c M m Y y K",      InkSet::Seven,  600,  600,  2, {17, 17, 17}, {600, 600, 600},    {600, 600, 600}},
+    {CCccMMmmYYyy_600x600_4Pass,      "CCccMMmmYYyy_600x600_4Pass",      "C c M m Y y",        InkSet::Seven,  600,  600,  4, {18, 18, 18}, {600, 600, 600},    {600, 600, 600}},
+    {CCccMMmmYYyyK_600x600_4Pass,     "CCccMMmmYYyyK_600x600_4Pass",     "C c M m Y y K",      InkSet::Seven,  600,  600,  4, {19, 19, 19}, {600, 600, 600},    {600, 600, 600}},
+    {K_1200x600_4Pass,                "K_1200x600_4Pass",                "K",                  InkSet::Black, 1200,  600,  4, {10, 10, 10}, {1200, 1200, 1200}, {600, 600, 600}},
+    {K_1200x1200_4Pass,               "K_1200x1200_4Pass",               "K",                  InkSet::Black, 1200, 1200,  4, {10, 10, 10}, {1200, 1200, 1200}, {1200, 1200, 1200}},
+    {CcMmYy_1200x1200_8Pass,          "CcMmYyK_1200x1200_8Pass",         "C c M m Y y",        InkSet::Seven, 1200, 1200,  8, {16, 16, 18}, {1200, 600, 600},   {1200, 1200, 600}},
+    {CcMmYyK_1200x1200_4Pass,         "CcMmYyK_1200x1200_4Pass",         "C c M m Y y K",      InkSet::Seven, 1200, 1200,  4, {17, 17, 17}, {1200, 1200, 1200}, {1200, 1200, 1200}},
+    {CcMmYyK_1200x1200_8Pass,         "CcMmYyK_1200x1200_8Pass",         "C c M m Y y K",      InkSet::Seven, 1200, 1200,  8, {17, 17, 19}, {1200, 600, 600},   {1200, 1200, 600}},
+    {K_4800x1200_16Pass,              "K_4800x1200_16Pass",              "K",                  InkSet::Black, 4800, 1200, 16, {10, 10, 10}, {2400, 2400, 2400}, {1200, 1200, 1200}},
+    {CcMmYy_4800x1200_16Pass,         "CcMmYyK_4800x1200_16Pass",        "C c M m Y y",        InkSet::Seven, 4800, 1200, 16, {16, 16, 16}, {1200, 2400, 1200}, {1200, 1200, 1200}},
+    {CcMmYyK_4800x1200_16Pass,        "CcMmYyK_4800x1200_16Pass",        "C c M m Y y K",      InkSet::Seven, 4800, 1200, 16, {17, 17, 17}, {1200, 2400, 1200}, {1200, 1200, 1200}},
+    {CMYcmK_300x600_1Pass,            "CMYcmK_300x600_1Pass",            "C M Y K cd md",      InkSet::Nine,   300,  600,  1, {15, 15, 15}, {300, 300, 300},    {0, 0, 0}},
+    {CCccMMmmYYyycmK_600x600_4Pass,   "CCccMMmmYYyycmK_600x600_4Pass",   "C c M m Y y K cd md", InkSet::Nine,  600,  600,  4, {22, 22, 22}, {600, 600, 600},    {600, 600, 600}},
+    {CcMmYycmK_1200x1200_8Pass,       "CcMmYycmK_1200x1200_8Pass",       "C c M m Y y K cd md", InkSet::Nine, 1200, 1200,  8, {23, 23, 25}, {1200, 600, 600},   {1200, 1200, 600}},
+    {CcMmYycmK_4800x1200_16Pass,      "CcMmYycmK_4800x1200_16Pass",      "C c M m Y y K cd md", InkSet::Nine, 4800, 1200, 16, {23, 23, 23}, {2400, 1200, 2400}, {1200, 1200, 1200}},
+    {CcMmYyccmmKK_600x600_2Pass,      "CcMmYyccmmKK_600x600_2Pass",      "C c M m Y y K cd md", InkSet::Nine,  600,  600,  2, {24, 24, 24}, {600, 600, 600},    {600, 600, 600}},
     // clang-format on
 };
 inline constexpr int kPrintModeCount = sizeof kPrintModes / sizeof kPrintModes[0];

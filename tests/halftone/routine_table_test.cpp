@@ -23,7 +23,8 @@ TEST(RoutineTable, FitsLayoutCoverageAndBuffersOfEveryKernel) {
       const HalftoneRoutine* routine = FindHalftoneRoutine(mode.descriptor, alternate);
       const HalftoneBuffers* buffers = FindHalftoneBuffers(mode.descriptor, alternate);
       ASSERT_TRUE(routine != nullptr && buffers != nullptr);
-      EXPECT_EQ(routine->layout, mode.layout[alternate > 2 ? 0 : alternate]);
+      EXPECT_EQ(routine->layout, mode.layout[AlternateModeIndex(alternate)]);
+      EXPECT_EQ(routine->baseResolution, mode.halftoneDpi[AlternateModeIndex(alternate)]);
       EXPECT_STREQ(routine->loggedModes[0],
                    routine->descriptor == K_600x600_2Pass ? "K_600x600_1Pass" : mode.name);
 
