@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// The element's life, its messages and the frame of its page set-up. Its tables are loaded in
-// color_inline_tables.cpp, its rows converted in color_inline_rows.cpp.
+// The element's life, its messages and its page set-up. Its tables are loaded in page_tables.cpp,
+// its rows converted in color_inline_rows.cpp.
 
 #include "color/color_inline.h"
 
 #include <algorithm>
 #include <limits>
-#include <new>
 
 #include "color/points.h"
-#include "plugin/element_frame.h"
+#include "plugin/frame/element_frame.h"
+#include "printmode/print_modes.h"
 
 using corvane::ForwardMessage;
 using corvane::kStandardGroup;
@@ -19,10 +19,10 @@ using corvane::PageNumber;
 using corvane::PageNumber16;
 using corvane::PrintMode;
 using corvane::SendError;
+namespace property = corvane::property;
 
 namespace {
 
-constexpr const char* kOwnGroup = "EColorInline";
 constexpr const char* kRgbFile = "c:\\rgb.raw";
 
 constexpr int kRasterFormatError = 28;
@@ -41,37 +41,72 @@ constexpr std::uint32_t kContoneRasterFormat = 8;
 // ---- Life
 
 EColorInline::EColorInline() {
-  Properties.SetProperty("EObjectType", "EColorInline", kStandardGroup);
-  Properties.SetProperty("EObjectName", "EColorInline", kStandardGroup);
-  ErrorObject.Properties.SetProperty("EObjectName", "EColorInline", kStandardGroup);
+  Properties.SetProperty(property::kEObjectType, "EColorInline", kStandardGroup);
+  Properties.SetProperty(property::kEObjectName, "EColorInline", kStandardGroup);
+  ErrorObject.Properties.SetProperty(property::kEObjectName, "EColorInline", kStandardGroup);
+  corvane::ReserveError(ErrorObject, kNoRasterFormatText);
 }
 
-EColorInline::EColorInline(const EColorInline&) = default;
-EColorInline& EColorInline::operator=(const EColorInline&) = default;
+EColorInline::EColorInline(const EColorInline& other) : EColorInline() { *this = other; }
+
+EColorInline& EColorInline::operator=(const EColorInline& other) {
+  if (this == &other) return *this;
+  ZCOM::EObject::operator=(other);
+  ConversionCache = other.ConversionCache;
+  tables_ = other.tables_;
+  PrintableWidth = other.PrintableWidth;
+  RowRepeatCount = other.RowRepeatCount;
+  VerticalInputResolution = other.VerticalInputResolution;
+  ZRXRasterFormat = other.ZRXRasterFormat;
+  m_eAlgorithmType = other.m_eAlgorithmType;
+  CMYKBinaryDescriptor = other.CMYKBinaryDescriptor;
+  MediaType = other.MediaType;
+  ColorPreference = other.ColorPreference;
+  PageIntent = other.PageIntent;
+  PrintQuality = other.PrintQuality;
+  PaperCharacteristics = other.PaperCharacteristics;
+  OutputRaster = other.OutputRaster;
+  ErrorObject = other.ErrorObject;
+  ColorTable = other.ColorTable;
+  SaveRgb = other.SaveRgb;
+  Points = other.Points;
+  PointsBuffer = other.PointsBuffer;
+  RowBuffer = other.RowBuffer;
+  RgbFile.Close();
+  converters_ = other.converters_;
+  pageIsReady_ = other.pageIsReady_ && tables_.AreThere() && (RowBuffer || !other.RowBuffer);
+  return *this;
+}
+
 EColorInline::~EColorInline() = default;
+
+bool EColorInline::IsComplete() const {
+  return Properties.IsComplete() && ErrorObject.Properties.IsComplete();
+}
 
 unsigned long EColorInline::Initialize() {
   unsigned long saveRgb = 0;
-  Properties.GetProperty("SaveRgb", &saveRgb, 0ul, kOwnGroup);
+  Properties.GetProperty(property::kSaveRgb, &saveRgb, 0ul, property::kColorGroup);
   SaveRgb = static_cast<std::uint32_t>(saveRgb);
 
   char name[32] = "";
-  if (Properties.GetProperty("Name", name, sizeof name, nullptr, kStandardGroup) != 0) {
-    ErrorObject.Properties.SetProperty("Name", name, kStandardGroup);
+  unsigned long isReady = 1;
+  if (Properties.GetProperty(property::kName, name, sizeof name, nullptr, kStandardGroup) != 0) {
+    isReady = ErrorObject.Properties.SetProperty(property::kName, name, kStandardGroup);
   }
 
-  const unsigned long padsMade = corvane::MakePads(*this, &sourcePad_, &sinkPad_);
+  isReady &= corvane::MakePads(*this);
 
   char filename[256] = "";
   if (HostProperties != nullptr) {
-    HostProperties->GetProperty("ColorTableFilename", filename, sizeof filename, nullptr,
+    HostProperties->GetProperty(property::kColorTableFilename, filename, sizeof filename, nullptr,
                                 kStandardGroup);
   }
   if (ColorTable.SetFilename(filename) == 0) {
     ZCOM::fwfprintf(stderr, "EColorInline::Initialize: Could not open colortable: %s\n", filename);
     return 0;
   }
-  return padsMade;
+  return isReady;
 }
 
 // ---- Messages
@@ -89,7 +124,7 @@ unsigned long EColorInline::DataArrived(ZCOM::QObject* message, unsigned short) 
       ReleasePage();
       break;
     case kEndJobMessage:
-      RowBuffer.reset();
+      RowBuffer.Release();
       break;
     default:
       break;
@@ -110,9 +145,9 @@ unsigned long EColorInline::StartPage(QStartPage* page) {
     return 0;
   }
   if (!SelectInkSet()) return 0;
-  if (LoadTables(page) != Step::Done) return 0;
-  if (AllocateRowBuffer() != Step::Done) return 0;
-  if (GetNumPix(PageNumber16(page->Properties, "UseAlternateModes")) == 0) {
+  if (!LoadTables(page)) return 0;
+  if (!AllocateRowBuffer()) return 0;
+  if (GetNumPix(PageNumber16(page->Properties, property::kUseAlternateModes)) == 0) {
     SendCreationError();
     return 0;
   }
@@ -124,38 +159,30 @@ unsigned long EColorInline::StartPage(QStartPage* page) {
 // Lets go of everything that belongs to one page; the row buffer stays for the next one.
 void EColorInline::ReleasePage() {
   pageIsReady_ = false;
-  RgbFile.reset();
-  PointsBuffer.reset();
-  TableDirectory.reset();
-  std::fill_n(TablePointers, corvane::kTags, nullptr);
-  std::fill_n(interleavedTables_, corvane::kTags, nullptr);
-  for (LoadedTable& table : tables_) table = {};
+  RgbFile.Close();
+  PointsBuffer.Release();
+  tables_.Release();
 }
 
 void EColorInline::ReadStartPage(const QStartPage& page) {
-  ZRXRasterFormat = PageInt(page.Properties, "ZRXRasterFormat");
-  PaperCharacteristics = PageInt(page.Properties, "PaperCharacteristics");
-  MediaType = PageInt(page.Properties, "MediaType");
-  ColorPreference = PageInt(page.Properties, "ColorPreference");
-  PageIntent = PageInt(page.Properties, "PageIntent");
-  PrintQuality = PageInt(page.Properties, "PrintQuality");
-  PrintableWidth = PageNumber(page.Properties, "PrintableWidth");
-  VerticalInputResolution = PageNumber(page.Properties, "VerticalInputResolution");
-  Points = PageNumber(page.Properties, "Points");
-  CMYKBinaryDescriptor = PageInt(page.PageProperties, "CMYKBinaryDescriptor");
+  ZRXRasterFormat = PageInt(page.Properties, property::kZRXRasterFormat);
+  PaperCharacteristics = PageInt(page.Properties, property::kPaperCharacteristics);
+  MediaType = PageInt(page.Properties, property::kMediaType);
+  ColorPreference = PageInt(page.Properties, property::kColorPreference);
+  PageIntent = PageInt(page.Properties, property::kPageIntent);
+  PrintQuality = PageInt(page.Properties, property::kPrintQuality);
+  PrintableWidth = PageNumber(page.Properties, property::kPrintableWidth);
+  VerticalInputResolution = PageNumber(page.Properties, property::kVerticalInputResolution);
+  Points = PageNumber(page.Properties, property::kPoints);
+  CMYKBinaryDescriptor = PageInt(page.PageProperties, property::kCMYKBinaryDescriptor);
 }
 
 // Both are made before anything of the page is checked: a dump is empty even after a failed start.
 void EColorInline::OpenDiagnosticFiles() {
   if (Points != 0) {
-    PointsBuffer.reset(new (std::nothrow) unsigned char[corvane::kPointsBytes]);
-    if (PointsBuffer) corvane::ReadPoints(PointsBuffer.get());
+    if (PointsBuffer.Allocate(corvane::kPointsBytes)) corvane::ReadPoints(PointsBuffer.Data());
   }
-  if (SaveRgb != 0) {
-    if (const ZCOM::FILEHANDLE file = ZCOM::fwfopen(kRgbFile, "wb")) {
-      RgbFile.reset(file, ZCOM::fwfclose);
-    }
-  }
+  if (SaveRgb != 0) RgbFile.Open(kRgbFile, "wb");
 }
 
 bool EColorInline::SelectInkSet() {
@@ -163,11 +190,22 @@ bool EColorInline::SelectInkSet() {
   m_eAlgorithmType = mode == nullptr ? kNoInkSet : static_cast<std::uint32_t>(mode->inkSet);
   if (HasInkSet()) return true;
 
-  ErrorObject.Properties.SetProperty("m_eAlgorithmType",
+  ErrorObject.Properties.SetProperty(property::kAlgorithmType,
                                      static_cast<unsigned long>(m_eAlgorithmType), kStandardGroup);
   SendError(*this, ErrorObject, kAlgorithmError, kAlgorithmText);
   SendCreationError();
   return false;
+}
+
+bool EColorInline::LoadTables(QStartPage* page) {
+  const corvane::TableRequest request{PageInkSet(), ZRXRasterFormat, PaperCharacteristics,
+                                      MediaType,    ColorPreference, PageIntent,
+                                      PrintQuality};
+  const corvane::PageTables::Result result =
+      tables_.Load(ColorTable, request, converters_->needInterleavedTables, &page->Properties);
+  for (int i = 0; i < result.wrongSizes; ++i) SendRasterFormatError();
+  if (result.failed) SendCreationError();
+  return result.IsSound();
 }
 
 void EColorInline::SendRasterFormatError() {
@@ -179,25 +217,24 @@ void EColorInline::SendCreationError() {
   SendError(*this, ErrorObject, kCreationError, kCreationText);
 }
 
-EColorInline::Step EColorInline::AllocateRowBuffer() {
+bool EColorInline::AllocateRowBuffer() {
   OutputRaster.RowBytes = 0;
-  if (PrintableWidth == 0) return Step::Done;
+  if (PrintableWidth == 0) return true;
 
-  RowBuffer.reset();
+  RowBuffer.Release();
   const std::uint64_t bytes = std::uint64_t{PrintableWidth} * PagePlanes();
-  if (bytes <= std::numeric_limits<std::uint32_t>::max()) {
-    RowBuffer.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(bytes)]());
+  if (bytes <= std::numeric_limits<std::uint32_t>::max() &&
+      RowBuffer.Allocate(static_cast<std::size_t>(bytes))) {
+    return true;
   }
-  if (RowBuffer) return Step::Done;
   SendCreationError();
-  return Step::Failed;
+  return false;
 }
 
 unsigned long EColorInline::GetNumPix(unsigned short useAlternateModes) {
   const PrintMode* const mode = corvane::FindPrintMode(CMYKBinaryDescriptor);
   if (mode == nullptr) return 0;
-  const std::uint32_t outputRows =
-      mode->contoneRows[corvane::AlternateModeIndex(useAlternateModes)];
+  const std::uint32_t outputRows = mode->Alternate(useAlternateModes).contoneRows;
   if (outputRows == 0) {
     RowRepeatCount = 1;
   } else {
@@ -210,7 +247,7 @@ unsigned long EColorInline::GetNumPix(unsigned short useAlternateModes) {
 // ---- Rows
 
 unsigned long EColorInline::ConvertRow(QRaster* raster) {
-  const bool hasRowBuffer = RowBuffer != nullptr || PrintableWidth == 0;
+  const bool hasRowBuffer = RowBuffer || PrintableWidth == 0;
   if (!pageIsReady_ || !hasRowBuffer) return 0;
 
   OutputRaster.RasterFormat = kContoneRasterFormat;
@@ -219,7 +256,7 @@ unsigned long EColorInline::ConvertRow(QRaster* raster) {
   OutputRaster.EndPixel = std::min(raster->EndPixel, PrintableWidth);
   OutputRaster.Row = raster->Row * RowRepeatCount;
   OutputRaster.Width = PrintableWidth;
-  OutputRaster.Data = RowBuffer.get();
+  OutputRaster.Data = RowBuffer.Data();
   ColorConvert(raster, OutputRaster.FirstPixel, OutputRaster.EndPixel);
 
   unsigned long result = 1;

@@ -15,47 +15,40 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 
 #include "color/conversion.h"
+#include "color/page_tables.h"
 #include "color/read_views.h"
+#include "host/carried_state.h"
 #include "host/framework.h"
 #include "host/raster.h"
-#include "plugin/export.h"
+#include "plugin/frame/buffer.h"
+#include "plugin/frame/diagnostic_file.h"
+#include "plugin/frame/export.h"
 #include "printmode/print_mode.h"
 
-// A copy shares pads, tables, buffers and diagnostic file with the element it was made from; the
-// last owner frees them.
-class CORVANE_API EColorInline final : public ZCOM::EObject {
+// A copy is in the state of the element it was made from, in the middle of a page too, with pads,
+// tables and buffers of its own; it writes no diagnostic file. A copy that finds no memory for the
+// page has none.
+class CORVANE_API EColorInline final : public ZCOM::EObject, public corvane::CarriedState {
  public:
   EColorInline();
   EColorInline(const EColorInline&);
   EColorInline& operator=(const EColorInline&);
   ~EColorInline() override;
 
+  // False when memory was too short to make the element whole; it is then good for nothing.
+  bool IsComplete() const;
+
   unsigned long Initialize() override;
   unsigned long DataArrived(ZCOM::QObject* message, unsigned short sinkPad) override;
 
+  // Every row stands alone, but for the points chart, whose rows are counted for the library.
+  std::size_t StateBytes() const override { return 0; }
+  void SaveState(unsigned char*) const override {}
+  void RestoreState(const unsigned char*) override {}
+
  private:
-  // A table's place in the colour-table file: bytes behind the directory, bytes as stored.
-  struct StoredTable {
-    unsigned long offset;
-    unsigned long size;
-  };
-
-  // A table as the plain converters read it and, if they run, as the fast ones do.
-  struct LoadedTable {
-    std::shared_ptr<unsigned char> bytes;
-    std::shared_ptr<const corvane::InterleavedTable> interleaved;
-  };
-
-  static constexpr int kIndexCount = 5;
-
-  // What the steps of a page set-up tell the next one. A step that could not be done has sent its
-  // error.
-  enum class Step { Done, WrongTableSize, Failed };
-
   static constexpr std::uint32_t kNoInkSet = 0xFFFFFFFF;
   bool HasInkSet() const { return m_eAlgorithmType != kNoInkSet; }
   corvane::InkSet PageInkSet() const { return static_cast<corvane::InkSet>(m_eAlgorithmType); }
@@ -70,25 +63,10 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   void ReadStartPage(const QStartPage& page);
   void OpenDiagnosticFiles();
   bool SelectInkSet();
-  bool HasTagTables() const;
-  void SelectIndices(unsigned long (&indices)[kIndexCount]) const;
-  Step LoadTables(QStartPage* page);
-  Step LoadPageTable(QStartPage* page, unsigned long directoryBytes);
-  Step LoadPhotoAndGraphicTables(QStartPage* page, unsigned long directoryBytes);
-  bool ReadDirectory(unsigned long directoryBytes);
-  bool LookUp(unsigned long (&indices)[kIndexCount], StoredTable* table);
-  Step LoadTable(QStartPage* page, const StoredTable& table, unsigned long directoryBytes,
-                 LoadedTable* loaded);
-  bool Interleave(LoadedTable* loaded);
-  void UseTable(const LoadedTable& loaded, int firstTag, int lastTag);
-  Step AllocateRowBuffer();
+  bool LoadTables(QStartPage* page);
+  bool AllocateRowBuffer();
   void SendRasterFormatError();
   void SendCreationError();
-
-  // Finds a table in the directory: 0 when found, 1 for another number of indices than the
-  // directory's, 2 for an index beyond its extent.
-  unsigned char ktColorGetTable2(unsigned char* directory, unsigned long* offset,
-                                 unsigned long* size, unsigned long* indices, long count);
 
   // Sets `RowRepeatCount`: 1, or 0 when print mode and input resolution give none.
   unsigned long GetNumPix(unsigned short useAlternateModes);
@@ -125,12 +103,9 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   void ClearRow();
   void SetRowBytes();
 
-  ZCOM::SOURCEPAD* sourcePad_ = nullptr;
-  ZCOM::SINKPAD* sinkPad_ = nullptr;
-  std::shared_ptr<std::FILE> RgbFile;  // open while a page runs with `SaveRgb`
+  corvane::DiagnosticFile RgbFile;  // open while a page runs with `SaveRgb`
   corvane::ConversionSlots ConversionCache;
-  std::shared_ptr<unsigned char> TableDirectory;  // during a page set-up
-  unsigned char* TablePointers[corvane::kTags] = {};
+  corvane::PageTables tables_;
   std::uint32_t PrintableWidth = 0;  // pixels
   std::uint32_t RowRepeatCount = 0;  // output rows per input row
   std::uint32_t VerticalInputResolution = 0;
@@ -147,11 +122,9 @@ class CORVANE_API EColorInline final : public ZCOM::EObject {
   ZCOM::MFColorTable ColorTable;
   std::uint32_t SaveRgb = 0;
   std::uint32_t Points = 0;
-  std::shared_ptr<unsigned char[]> PointsBuffer;  // kPointsBytes while a page runs with `Points`
+  corvane::Buffer<unsigned char> PointsBuffer;  // kPointsBytes while a page runs with `Points`
 
-  std::shared_ptr<unsigned char[]> RowBuffer;  // one row of all planes, `PrintableWidth` apart
+  corvane::Buffer<unsigned char> RowBuffer;  // one row of all planes, `PrintableWidth` apart
   bool pageIsReady_ = false;
-  LoadedTable tables_[2];  // the page's table, or its graphic and its photo table
-  const corvane::InterleavedTable* interleavedTables_[corvane::kTags] = {};
   const corvane::Converters* converters_ = &corvane::ConvertersFor(corvane::SelectedCpuLevel());
 };

@@ -16,11 +16,12 @@ namespace {
 // The record of a row in the RGB dump: the pixels of the converted span, 0xFF elsewhere.
 constexpr std::uint32_t kStripPixels = 4800;
 constexpr std::size_t kStripRecordBytes = kStripPixels * 3;
-unsigned char SaveRgbStrip[15000];
+constexpr std::size_t kStripBytes = 15000;
 
 // The pixels of the span that lie in the strip go there, whatever the conversion does with them.
 template <class View>
-void FillStrip(View* view, std::uint32_t first, std::uint32_t end) {
+void FillStrip(View* view, std::uint32_t first, std::uint32_t end,
+               unsigned char (&SaveRgbStrip)[kStripBytes]) {
   std::memset(SaveRgbStrip, 0xFF, sizeof SaveRgbStrip);
   if (first >= end) return;
   view->cursor = view->raster->Data + std::size_t{first} * View::kBytesPerPixel;
@@ -43,7 +44,7 @@ std::int32_t NextPointsRow(std::atomic<std::int32_t>& PointsRowCounter) {
 // ---- Dispatch
 
 void EColorInline::ClearRow() {
-  if (RowBuffer) std::memset(RowBuffer.get(), 0, std::size_t{PagePlanes()} * PrintableWidth);
+  if (RowBuffer) std::memset(RowBuffer.Data(), 0, std::size_t{PagePlanes()} * PrintableWidth);
 }
 
 void EColorInline::SetRowBytes() { OutputRaster.RowBytes = OutputRaster.Width * PagePlanes(); }
@@ -87,13 +88,13 @@ short EColorInline::ConvertPoints(unsigned long first, unsigned long end) {
   ClearRow();
   switch (PageInkSet()) {
     case InkSet::Black:
-      ColorConvertKPoints(RowBuffer.get(), first, end);
+      ColorConvertKPoints(RowBuffer.Data(), first, end);
       break;
     case InkSet::Seven:
-      ColorConvertCcMmYyKPoints(RowBuffer.get(), first, end);
+      ColorConvertCcMmYyKPoints(RowBuffer.Data(), first, end);
       break;
     case InkSet::Nine:
-      ColorConvertCcMmYyKcmPoints(RowBuffer.get(), first, end);
+      ColorConvertCcMmYyKcmPoints(RowBuffer.Data(), first, end);
       break;
   }
   SetRowBytes();
@@ -108,7 +109,8 @@ short EColorInline::RunConverter(const corvane::RowConverter* converters, View* 
   if (first >= end) return 1;
   converters[static_cast<int>(View::kLayout)](
       {view->raster->Data, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end),
-       RowBuffer.get(), PrintableWidth, TablePointers, interleavedTables_, &ConversionCache});
+       RowBuffer.Data(), PrintableWidth, tables_.TablePointers(), tables_.InterleavedByTag(),
+       &ConversionCache});
   return 1;
 }
 
@@ -116,11 +118,11 @@ short EColorInline::RunConverter(const corvane::RowConverter* converters, View* 
 template <class View>
 short EColorInline::RunInkConverter(const corvane::RowConverter* converters, View* view,
                                     unsigned long first, unsigned long end) {
-  if (SaveRgb != 0) {
-    FillStrip(view, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end));
-  }
+  if (SaveRgb == 0) return RunConverter(converters, view, first, end);
+  unsigned char SaveRgbStrip[kStripBytes];
+  FillStrip(view, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end), SaveRgbStrip);
   RunConverter(converters, view, first, end);
-  if (SaveRgb != 0) ZCOM::fwfwrite(SaveRgbStrip, 1, kStripRecordBytes, RgbFile.get());
+  ZCOM::fwfwrite(SaveRgbStrip, 1, kStripRecordBytes, RgbFile.Handle());
   return 1;
 }
 
@@ -181,7 +183,7 @@ short EColorInline::ColorConvertKPoints(unsigned char* rowBuffer, unsigned long 
 short EColorInline::ColorConvertCcMmYyKPoints(unsigned char* rowBuffer, unsigned long first,
                                               unsigned long end) {
   static std::atomic<std::int32_t> PointsRowCounter{-1};
-  corvane::FillPointsRow(PointsBuffer.get(), NextPointsRow(PointsRowCounter), 7, rowBuffer,
+  corvane::FillPointsRow(PointsBuffer.Data(), NextPointsRow(PointsRowCounter), 7, rowBuffer,
                          PrintableWidth, static_cast<std::uint32_t>(first),
                          static_cast<std::uint32_t>(end));
   return 1;
@@ -190,7 +192,7 @@ short EColorInline::ColorConvertCcMmYyKPoints(unsigned char* rowBuffer, unsigned
 short EColorInline::ColorConvertCcMmYyKcmPoints(unsigned char* rowBuffer, unsigned long first,
                                                 unsigned long end) {
   static std::atomic<std::int32_t> PointsRowCounter{-1};
-  corvane::FillPointsRow(PointsBuffer.get(), NextPointsRow(PointsRowCounter), 9, rowBuffer,
+  corvane::FillPointsRow(PointsBuffer.Data(), NextPointsRow(PointsRowCounter), 9, rowBuffer,
                          PrintableWidth, static_cast<std::uint32_t>(first),
                          static_cast<std::uint32_t>(end));
   return 1;

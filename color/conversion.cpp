@@ -10,18 +10,7 @@ void ConversionSlots::Clear() {
 }
 
 const Converters& ConvertersFor(CpuLevel level) {
-  switch (level) {
-#if defined(CORVANE_HAS_SIMD)
-    case CpuLevel::Sse4:
-      return sse4::kConverters;
-    case CpuLevel::Avx2:
-      return avx2::kConverters;
-    case CpuLevel::Avx512:
-      return avx512::kConverters;
-#endif
-    default:
-      return kPlainConverters;
-  }
+  return *CORVANE_OF_LEVEL(level, &kPlainConverters, kConverters);
 }
 
 }  // namespace corvane

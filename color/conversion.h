@@ -10,7 +10,7 @@
 
 #include "color/interleaved_table.h"
 #include "color/read_views.h"
-#include "plugin/cpu.h"
+#include "simd/choose.h"
 
 namespace corvane {
 
@@ -57,14 +57,6 @@ struct Converters {
 const Converters& ConvertersFor(CpuLevel level);
 
 extern const Converters kPlainConverters;
-namespace sse4 {
-extern const Converters kConverters;
-}
-namespace avx2 {
-extern const Converters kConverters;
-}
-namespace avx512 {
-extern const Converters kConverters;
-}
+CORVANE_EACH_LEVEL(extern const Converters kConverters;)
 
 }  // namespace corvane

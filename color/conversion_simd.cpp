@@ -13,12 +13,11 @@
 //
 // Per-level code must not share inline functions with other levels: no standard templates here.
 
-#include <immintrin.h>
-
 #include <cstddef>
 #include <cstdint>
 
 #include "color/conversion.h"
+#include "simd/vectors.h"
 
 namespace corvane::CORVANE_SIMD_NAMESPACE {
 namespace {
@@ -30,78 +29,7 @@ constexpr int kStepBlue = InterleavedTable::kAxisSteps[2];
 constexpr int kStepAll = kStepRed + kStepGreen + kStepBlue;
 constexpr std::size_t kLanes = InterleavedTable::kLanes;
 
-// ---------------------------------------------------------------------------------------------
-// Two 128-bit halves worked on together: one register where there are 256 bits, else two.
-
-#if CORVANE_SIMD_LEVEL >= 2
-
-using Twin = __m256i;
-
-inline Twin MakeTwin(__m128i low, __m128i high) {
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
-}
-inline __m128i Low(Twin a) { return _mm256_castsi256_si128(a); }
-inline __m128i High(Twin a) { return _mm256_extracti128_si256(a, 1); }
-inline Twin And(Twin a, Twin b) { return _mm256_and_si256(a, b); }
-// Bytes of `b` where the mask has its top bit set, of `a` elsewhere.
-inline Twin Choose(Twin a, Twin b, Twin mask) { return _mm256_blendv_epi8(a, b, mask); }
-
-#define CORVANE_TWIN_BINARY(Name, suffix) \
-  inline Twin Name(Twin a, Twin b) { return _mm256_##suffix(a, b); }
-#define CORVANE_TWIN_SHIFT(Name, suffix) \
-  inline Twin Name(Twin a, int bits) { return _mm256_##suffix(a, bits); }
-
-#else
-
-struct Twin {
-  __m128i low;
-  __m128i high;
-};
-
-inline Twin MakeTwin(__m128i low, __m128i high) { return {low, high}; }
-inline __m128i Low(const Twin& a) { return a.low; }
-inline __m128i High(const Twin& a) { return a.high; }
-inline Twin And(const Twin& a, const Twin& b) {
-  return {_mm_and_si128(a.low, b.low), _mm_and_si128(a.high, b.high)};
-}
-inline Twin Choose(const Twin& a, const Twin& b, const Twin& mask) {
-  return {_mm_blendv_epi8(a.low, b.low, mask.low), _mm_blendv_epi8(a.high, b.high, mask.high)};
-}
-
-#define CORVANE_TWIN_BINARY(Name, suffix)                              \
-  inline Twin Name(const Twin& a, const Twin& b) {                     \
-    return {_mm_##suffix(a.low, b.low), _mm_##suffix(a.high, b.high)}; \
-  }
-#define CORVANE_TWIN_SHIFT(Name, suffix)                            \
-  inline Twin Name(const Twin& a, int bits) {                       \
-    return {_mm_##suffix(a.low, bits), _mm_##suffix(a.high, bits)}; \
-  }
-
-#endif
-
-CORVANE_TWIN_BINARY(Add16, add_epi16)
-CORVANE_TWIN_BINARY(Multiply16, mullo_epi16)
-CORVANE_TWIN_BINARY(MultiplyAddPairs, madd_epi16)
-CORVANE_TWIN_BINARY(AddPairs32, hadd_epi32)
-CORVANE_TWIN_BINARY(Pack16, packus_epi16)
-CORVANE_TWIN_BINARY(Pack32, packus_epi32)
-CORVANE_TWIN_BINARY(ShuffleBytes, shuffle_epi8)
-CORVANE_TWIN_BINARY(UnpackLow8, unpacklo_epi8)
-CORVANE_TWIN_BINARY(UnpackHigh8, unpackhi_epi8)
-CORVANE_TWIN_BINARY(UnpackLow16, unpacklo_epi16)
-CORVANE_TWIN_BINARY(UnpackHigh16, unpackhi_epi16)
-CORVANE_TWIN_BINARY(UnpackLow32, unpacklo_epi32)
-CORVANE_TWIN_BINARY(UnpackHigh32, unpackhi_epi32)
-CORVANE_TWIN_SHIFT(ShiftLeft16, slli_epi16)
-CORVANE_TWIN_SHIFT(ShiftRight16, srli_epi16)
-CORVANE_TWIN_SHIFT(ShiftRight32, srli_epi32)
-
-#undef CORVANE_TWIN_BINARY
-#undef CORVANE_TWIN_SHIFT
-
-inline __m128i Load128(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
-inline __m128i Load64(const void* p) { return _mm_loadl_epi64(static_cast<const __m128i*>(p)); }
-inline Twin Both(__m128i a) { return MakeTwin(a, a); }
+inline Vector256 Both(__m128i a) { return Join(a, a); }
 
 // ---------------------------------------------------------------------------------------------
 // Layouts: eight pixels are read with two 16-byte loads, the channels picked by byte shuffles.
@@ -183,25 +111,25 @@ inline bool RepeatsPreviousPixel(const unsigned char* pixels) {
 // What a block needs before its nodes are mixed. Pixels 0, 1, 4, 5 lie in one twin and 2, 3, 6, 7
 // in another, four words each: T000, the node after the first axis, that after the second, T111.
 struct BlockPlan {
-  Twin weights01;
-  Twin weights23;
-  Twin corners01;  // byte shuffles that pick the four nodes from a cell's eight corners
-  Twin corners23;
+  Vector256 weights01;
+  Vector256 weights23;
+  Vector256 corners01;  // byte shuffles that pick the four nodes from a cell's eight corners
+  Vector256 corners23;
   alignas(16) std::uint16_t base[kBlock];  // twice the node's number
   alignas(16) std::uint16_t first[kBlock];
   alignas(16) std::uint16_t second[kBlock];
   const unsigned char* pixels;
 };
 
-struct TwinPair {
-  Twin lanes01;
-  Twin lanes23;
+struct VectorPair {
+  Vector256 lanes01;
+  Vector256 lanes23;
 };
 
 // Four words of eight pixels each, brought together per pixel.
-inline TwinPair GatherByPixel(__m128i w0, __m128i w1, __m128i w2, __m128i w3) {
-  const Twin low = MakeTwin(_mm_unpacklo_epi16(w0, w1), _mm_unpackhi_epi16(w0, w1));
-  const Twin high = MakeTwin(_mm_unpacklo_epi16(w2, w3), _mm_unpackhi_epi16(w2, w3));
+inline VectorPair GatherByPixel(__m128i w0, __m128i w1, __m128i w2, __m128i w3) {
+  const Vector256 low = Join(_mm_unpacklo_epi16(w0, w1), _mm_unpackhi_epi16(w0, w1));
+  const Vector256 high = Join(_mm_unpacklo_epi16(w2, w3), _mm_unpackhi_epi16(w2, w3));
   return {UnpackLow32(low, high), UnpackHigh32(low, high)};
 }
 
@@ -239,8 +167,8 @@ template <class Layout, int kPlanes>
   const __m128i f3 = _mm_min_epi16(fc, _mm_min_epi16(fm, fy));
   const __m128i sum = _mm_add_epi16(fc, _mm_add_epi16(fm, fy));
   const __m128i f2 = _mm_sub_epi16(sum, _mm_add_epi16(f1, f3));
-  const TwinPair weights = GatherByPixel(_mm_sub_epi16(_mm_set1_epi16(256), f1),
-                                         _mm_sub_epi16(f1, f2), _mm_sub_epi16(f2, f3), f3);
+  const VectorPair weights = GatherByPixel(_mm_sub_epi16(_mm_set1_epi16(256), f1),
+                                           _mm_sub_epi16(f1, f2), _mm_sub_epi16(f2, f3), f3);
   plan->weights01 = weights.lanes01;
   plan->weights23 = weights.lanes23;
 
@@ -272,12 +200,12 @@ template <class Layout, int kPlanes>
     const __m128i zeroHigh = _mm_set1_epi16(static_cast<short>(0x8000));
     const __m128i firstCorner = ChooseStep(firstIsC, 4, firstIsM, 2, 1);
     const __m128i lastCorner = ChooseStep(lastIsY, 6, lastIsM, 5, 3);
-    const TwinPair corners = GatherByPixel(zeroHigh, _mm_or_si128(firstCorner, zeroHigh),
-                                           _mm_or_si128(lastCorner, zeroHigh),
-                                           _mm_or_si128(_mm_set1_epi16(7), zeroHigh));
-    const Twin secondCell = Both(_mm_set_epi16(8, 8, 8, 8, 0, 0, 0, 0));
-    plan->corners01 = Add16(corners.lanes01, secondCell);
-    plan->corners23 = Add16(corners.lanes23, secondCell);
+    const VectorPair corners = GatherByPixel(zeroHigh, _mm_or_si128(firstCorner, zeroHigh),
+                                             _mm_or_si128(lastCorner, zeroHigh),
+                                             _mm_or_si128(_mm_set1_epi16(7), zeroHigh));
+    const Vector256 secondCell = Both(_mm_set_epi16(8, 8, 8, 8, 0, 0, 0, 0));
+    plan->corners01 = Add(corners.lanes01, secondCell);
+    plan->corners23 = Add(corners.lanes23, secondCell);
   }
 }
 
@@ -299,33 +227,34 @@ inline const unsigned char* NodeAt(const InterleavedTable* table, std::uint16_t 
 }
 
 // Spreads word `node` of the upper or the lower four words over all lanes, in both halves.
-inline Twin SpreadWeight(const Twin& weights, int pixelInLane, int node) {
+inline Vector256 SpreadWeight(const Vector256& weights, int pixelInLane, int node) {
   const int word = 4 * pixelInLane + node;
   return ShuffleBytes(weights, Both(_mm_set1_epi16(static_cast<short>(0x0100 + 0x0202 * word))));
 }
 
 // The first eight channels of pixel i and pixel i + 4, as words.
 template <class Layout>
-inline Twin MixPixels(const RowTables& tables, const BlockPlan& plan, const Twin& weights, int i) {
+inline Vector256 MixPixels(const RowTables& tables, const BlockPlan& plan, const Vector256& weights,
+                           int i) {
   const InterleavedTable* const a = TableOf<Layout>(tables, plan.pixels, i);
   const InterleavedTable* const b = TableOf<Layout>(tables, plan.pixels, i + 4);
   const unsigned char* const baseA = NodeAt(a, plan.base[i]);
   const unsigned char* const baseB = NodeAt(b, plan.base[i + 4]);
   constexpr std::size_t kOpposite = kStepAll * sizeof(InterleavedTable::nodes[0]);
 
-  const Twin n0 = MakeTwin(Load128(baseA), Load128(baseB));
-  const Twin n1 =
-      MakeTwin(Load128(NodeAt(a, plan.first[i])), Load128(NodeAt(b, plan.first[i + 4])));
-  const Twin n2 =
-      MakeTwin(Load128(NodeAt(a, plan.second[i])), Load128(NodeAt(b, plan.second[i + 4])));
-  const Twin n3 = MakeTwin(Load128(baseA + kOpposite), Load128(baseB + kOpposite));
+  const Vector256 n0 = Join(Load128(baseA), Load128(baseB));
+  const Vector256 n1 =
+      Join(Load128(NodeAt(a, plan.first[i])), Load128(NodeAt(b, plan.first[i + 4])));
+  const Vector256 n2 =
+      Join(Load128(NodeAt(a, plan.second[i])), Load128(NodeAt(b, plan.second[i + 4])));
+  const Vector256 n3 = Join(Load128(baseA + kOpposite), Load128(baseB + kOpposite));
 
   const int lane = i % 2;
-  const Twin sum01 = Add16(Multiply16(n0, SpreadWeight(weights, lane, 0)),
-                           Multiply16(n1, SpreadWeight(weights, lane, 1)));
-  const Twin sum23 = Add16(Multiply16(n2, SpreadWeight(weights, lane, 2)),
-                           Multiply16(n3, SpreadWeight(weights, lane, 3)));
-  return ShiftRight16(Add16(sum01, sum23), 8);
+  const Vector256 sum01 = Add(MultiplyLow(n0, SpreadWeight(weights, lane, 0)),
+                              MultiplyLow(n1, SpreadWeight(weights, lane, 1)));
+  const Vector256 sum23 = Add(MultiplyLow(n2, SpreadWeight(weights, lane, 2)),
+                              MultiplyLow(n3, SpreadWeight(weights, lane, 3)));
+  return ShiftRight16(Add(sum01, sum23), 8);
 }
 
 // From the bytes of pixels 0 to 3 in the low half and 4 to 7 in the high one, four channels each,
@@ -335,7 +264,7 @@ struct FourPlanes {
   __m128i second;  // channels 2 and 3
 };
 
-inline FourPlanes MergeHalves(const Twin& channels) {
+inline FourPlanes MergeHalves(const Vector256& channels) {
   return {_mm_unpacklo_epi32(Low(channels), High(channels)),
           _mm_unpackhi_epi32(Low(channels), High(channels))};
 }
@@ -358,27 +287,27 @@ inline __m128i MixChannel8(const RowTables& tables, const BlockPlan& plan) {
                   std::size_t{plan.base[i]} * (kLanes / 2));
   };
   const auto cells = [&](int i) { return _mm_unpacklo_epi64(cell(i), cell(i + 1)); };
-  const Twin nodes01 = ShuffleBytes(MakeTwin(cells(0), cells(4)), plan.corners01);
-  const Twin nodes23 = ShuffleBytes(MakeTwin(cells(2), cells(6)), plan.corners23);
-  const Twin sums = AddPairs32(MultiplyAddPairs(nodes01, plan.weights01),
-                               MultiplyAddPairs(nodes23, plan.weights23));
-  const Twin words = ShiftRight32(sums, 8);
-  const Twin packed = Pack32(words, words);
+  const Vector256 nodes01 = ShuffleBytes(Join(cells(0), cells(4)), plan.corners01);
+  const Vector256 nodes23 = ShuffleBytes(Join(cells(2), cells(6)), plan.corners23);
+  const Vector256 sums = AddPairs32(MultiplyAddPairs(nodes01, plan.weights01),
+                                    MultiplyAddPairs(nodes23, plan.weights23));
+  const Vector256 words = ShiftRight32(sums, 8);
+  const Vector256 packed = Pack32(words, words);
   return MergeHalves(Pack16(packed, packed)).first;
 }
 
 template <class Layout, int kPlanes>
 [[gnu::always_inline]] inline void MixBlock(const RowTables& tables, const BlockPlan& plan,
                                             unsigned char* target, std::size_t stride) {
-  const Twin pixels0 = MixPixels<Layout>(tables, plan, plan.weights01, 0);
-  const Twin pixels1 = MixPixels<Layout>(tables, plan, plan.weights01, 1);
-  const Twin pixels2 = MixPixels<Layout>(tables, plan, plan.weights23, 2);
-  const Twin pixels3 = MixPixels<Layout>(tables, plan, plan.weights23, 3);
+  const Vector256 pixels0 = MixPixels<Layout>(tables, plan, plan.weights01, 0);
+  const Vector256 pixels1 = MixPixels<Layout>(tables, plan, plan.weights01, 1);
+  const Vector256 pixels2 = MixPixels<Layout>(tables, plan, plan.weights23, 2);
+  const Vector256 pixels3 = MixPixels<Layout>(tables, plan, plan.weights23, 3);
 
-  const Twin packed01 = Pack16(pixels0, pixels1);
-  const Twin packed23 = Pack16(pixels2, pixels3);
-  const Twin even = UnpackLow8(packed01, packed23);  // pixels 0, 2 and 4, 6
-  const Twin odd = UnpackHigh8(packed01, packed23);  // pixels 1, 3 and 5, 7
+  const Vector256 packed01 = Pack16(pixels0, pixels1);
+  const Vector256 packed23 = Pack16(pixels2, pixels3);
+  const Vector256 even = UnpackLow8(packed01, packed23);  // pixels 0, 2 and 4, 6
+  const Vector256 odd = UnpackHigh8(packed01, packed23);  // pixels 1, 3 and 5, 7
   const FourPlanes low = MergeHalves(UnpackLow8(even, odd));
   const FourPlanes high = MergeHalves(UnpackHigh8(even, odd));
 
@@ -446,7 +375,7 @@ template <class Layout, int kPlanes>
 void ConvertFew(const ConversionRow& row, std::uint32_t count) {
   constexpr std::size_t kBytes = Layout::kBytesPerPixel;
   unsigned char pixels[kBlock * kBytes] = {};
-  unsigned char planes[kBlock * kPlanes];
+  unsigned char planes[kBlock * kPlanes] = {};
   for (std::size_t i = 0; i < count * kBytes; ++i) pixels[i] = row.pixels[row.first * kBytes + i];
 
   BlockPlan plan;
@@ -502,19 +431,20 @@ inline __m128i DarknessOf16(const unsigned char* pixels) {
 // an index: a shuffle for every 16 bytes, then one choice a bit. `lowBits` are the indices without
 // their upper bits, `bits[j]` has bit 4 + j of every index on top of its byte.
 template <int kBits>
-inline Twin LookUp(const unsigned char* curve, const Twin& lowBits, const Twin* bits) {
+inline Vector256 LookUp(const unsigned char* curve, const Vector256& lowBits,
+                        const Vector256* bits) {
   if constexpr (kBits == 0) {
     return ShuffleBytes(Both(Load128(curve)), lowBits);
   } else {
-    const Twin lower = LookUp<kBits - 1>(curve, lowBits, bits);
-    const Twin upper = LookUp<kBits - 1>(curve + (8 << kBits), lowBits, bits);
+    const Vector256 lower = LookUp<kBits - 1>(curve, lowBits, bits);
+    const Vector256 upper = LookUp<kBits - 1>(curve + (8 << kBits), lowBits, bits);
     return Choose(lower, upper, bits[kBits - 1]);
   }
 }
 
-inline Twin LookUpCurve(const unsigned char* curve, const Twin& indices) {
-  const Twin bits[4] = {ShiftLeft16(indices, 3), ShiftLeft16(indices, 2), ShiftLeft16(indices, 1),
-                        indices};
+inline Vector256 LookUpCurve(const unsigned char* curve, const Vector256& indices) {
+  const Vector256 bits[4] = {ShiftLeft16(indices, 3), ShiftLeft16(indices, 2),
+                             ShiftLeft16(indices, 1), indices};
   return LookUp<4>(curve, And(indices, Both(_mm_set1_epi8(15))), bits);
 }
 
@@ -551,8 +481,8 @@ void ConvertBlack(const ConversionRow& row) {
       continue;
     }
     const unsigned char* const curve = row.tables[Layout::kTagged ? pixels[3] : 0];
-    const Twin black = LookUpCurve(
-        curve, MakeTwin(DarknessOf16<Layout>(pixels), DarknessOf16<Layout>(pixels + 16 * kBytes)));
+    const Vector256 black = LookUpCurve(
+        curve, Join(DarknessOf16<Layout>(pixels), DarknessOf16<Layout>(pixels + 16 * kBytes)));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(row.planes + x), Low(black));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(row.planes + x + 16), High(black));
   }

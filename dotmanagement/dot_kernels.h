@@ -13,7 +13,7 @@
 #include <cstdint>
 
 #include "dotmanagement/pattern_tables.h"
-#include "plugin/cpu.h"
+#include "simd/choose.h"
 
 namespace corvane {
 
@@ -66,5 +66,7 @@ struct DotKernels {
 
 // Null for the plain level and where this build has no fast passes.
 const DotKernels* DotKernelsFor(CpuLevel level);
+
+CORVANE_EACH_LEVEL(extern const DotKernels kDotKernels;)
 
 }  // namespace corvane

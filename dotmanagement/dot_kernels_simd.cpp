@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // One body for every instruction level. Only the running parity of a word differs between them.
-#include <immintrin.h>
-
 #include "dotmanagement/dot_kernels.h"
+#include "simd/vectors.h"
 
 namespace corvane::CORVANE_SIMD_NAMESPACE {
 
-extern const DotKernels kDotKernels;
-
 namespace {
-
-#define CORVANE_INLINE [[gnu::always_inline]] inline
 
 using Word = std::uint64_t;
 

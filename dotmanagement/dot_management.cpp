@@ -4,53 +4,17 @@
 #include <algorithm>
 #include <new>
 
+#include "dotmanagement/filter_table.h"
 #include "dotmanagement/raster_filter_best_glossy.h"
 #include "dotmanagement/raster_filter_better_glossy.h"
 #include "dotmanagement/raster_filter_better_glossy_1.h"
-#include "plugin/element_frame.h"
+#include "plugin/frame/element_frame.h"
+#include "printmode/page_shape.h"
+#include "printmode/print_modes.h"
 
 namespace corvane {
 
-enum class FilterKind { BestGlossy, BetterGlossy, BetterGlossyCells };
-
-// What a print mode and "UseAlternateModes" make of the page's rows.
-struct FilterMode {
-  tagBinaryCMYKDescriptor descriptor;
-  std::uint16_t alternateMode;
-  FilterKind filter;
-  std::uint8_t planesIn;       // of a row; 0: the page's "NumberOfPlanes"
-  std::uint8_t planesRead;     // by the passes
-  std::uint8_t planesWritten;  // by the passes of the first expansion
-  bool firstExpansion;
-  bool secondExpansion;
-};
-
 namespace {
-
-// The planes that the second expansion's result spans.
-constexpr std::uint8_t kSecondExpansionPlanes = 12;
-
-constexpr FilterMode kFilterModes[] = {
-    // clang-format off
-    {CcMmYy_4800x1200_16Pass,    0, FilterKind::BestGlossy,         0,  6, 6, true,  false},
-    {CcMmYyK_4800x1200_16Pass,   0, FilterKind::BestGlossy,         0,  7, 7, true,  false},
-    {CcMmYycmK_4800x1200_16Pass, 0, FilterKind::BestGlossy,         0,  8, 0, false, true},
-    {CcMmYycmK_4800x1200_16Pass, 1, FilterKind::BestGlossy,         0,  9, 9, true,  true},
-    {CcMmYy_1200x1200_8Pass,     1, FilterKind::BetterGlossy,       0,  6, 6, true,  false},
-    {CcMmYyK_1200x1200_8Pass,    1, FilterKind::BetterGlossy,       0,  7, 7, true,  false},
-    {CcMmYycmK_1200x1200_8Pass,  1, FilterKind::BetterGlossy,       0,  9, 9, true,  false},
-    {CcMmYy_1200x1200_8Pass,     2, FilterKind::BetterGlossyCells, 12, 12, 6, true,  false},
-    {CcMmYyK_1200x1200_8Pass,    2, FilterKind::BetterGlossyCells, 13, 13, 7, true,  false},
-    {CcMmYycmK_1200x1200_8Pass,  2, FilterKind::BetterGlossyCells, 18, 18, 9, true,  false},
-    // clang-format on
-};
-
-const FilterMode* FindFilterMode(std::int32_t descriptor, std::uint16_t alternateMode) {
-  for (const FilterMode& mode : kFilterModes) {
-    if (mode.descriptor == descriptor && mode.alternateMode == alternateMode) return &mode;
-  }
-  return nullptr;
-}
 
 // Null when memory is short.
 RasterFilterBase* NewFilter(FilterKind kind) {
@@ -61,6 +25,22 @@ RasterFilterBase* NewFilter(FilterKind kind) {
       return new (std::nothrow) RasterFilterBetterGlossy;
     case FilterKind::BetterGlossyCells:
       return new (std::nothrow) RasterFilterBetterGlossy_1;
+  }
+  return nullptr;
+}
+
+// Of a filter of that kind. Null when memory is short.
+RasterFilterBase* NewCopy(FilterKind kind, const RasterFilterBase& filter) {
+  switch (kind) {
+    case FilterKind::BestGlossy:
+      return new (std::nothrow)
+          RasterFilterBestGlossy(static_cast<const RasterFilterBestGlossy&>(filter));
+    case FilterKind::BetterGlossy:
+      return new (std::nothrow)
+          RasterFilterBetterGlossy(static_cast<const RasterFilterBetterGlossy&>(filter));
+    case FilterKind::BetterGlossyCells:
+      return new (std::nothrow)
+          RasterFilterBetterGlossy_1(static_cast<const RasterFilterBetterGlossy_1&>(filter));
   }
   return nullptr;
 }
@@ -77,7 +57,7 @@ std::uint32_t HorizontalFactor(std::uint32_t slotResolution, std::uint32_t input
 bool FindFilterBufferSize(const QStartPage& page, std::uint8_t planes,
                           std::uint32_t inputResolution, std::uint32_t* size) {
   const std::uint64_t width = PageWidthWithOverspray(page.Properties);
-  const char* slot = planes == 1 ? "Slot2HorizontalRes" : "Slot1HorizontalRes";
+  const char* slot = planes == 1 ? property::kSlot2HorizontalRes : property::kSlot1HorizontalRes;
   const std::uint32_t factor =
       HorizontalFactor(PageNumber(page.PageProperties, slot), inputResolution);
   const std::uint64_t rowBytes = (width + 7) / 8 * planes;
@@ -91,19 +71,60 @@ bool FindFilterBufferSize(const QStartPage& page, std::uint8_t planes,
 
 using corvane::ForwardMessage;
 using corvane::kStandardGroup;
+namespace property = corvane::property;
 
 ECorvaneDotManagement::ECorvaneDotManagement() {
-  Properties.SetProperty("EObjectType", "EDotManagement", kStandardGroup);
-  Properties.SetProperty("Name", "EDotManagement", kStandardGroup);
+  Properties.SetProperty(property::kEObjectType, "EDotManagement", kStandardGroup);
+  Properties.SetProperty(property::kName, "EDotManagement", kStandardGroup);
 }
 
-ECorvaneDotManagement::ECorvaneDotManagement(const ECorvaneDotManagement&) = default;
-ECorvaneDotManagement& ECorvaneDotManagement::operator=(const ECorvaneDotManagement&) = default;
+ECorvaneDotManagement::ECorvaneDotManagement(const ECorvaneDotManagement& other)
+    : ECorvaneDotManagement() {
+  *this = other;
+}
+
+ECorvaneDotManagement& ECorvaneDotManagement::operator=(const ECorvaneDotManagement& other) {
+  if (this == &other) return *this;
+  ZCOM::EObject::operator=(other);
+  ReleaseFilter();
+  ErrorObject = other.ErrorObject;
+  outputRaster_ = other.outputRaster_;
+  descriptor_ = other.descriptor_;
+  PlaneDivisor = other.PlaneDivisor;
+  TwoRastersOut = other.TwoRastersOut;
+  ApplySecondExpansion = other.ApplySecondExpansion;
+  SkipFirstExpansion = other.SkipFirstExpansion;
+  planesRead_ = other.planesRead_;
+  planesWritten_ = other.planesWritten_;
+  filterKind_ = other.filterKind_;
+  if (other.filter_ != nullptr) {
+    filter_.reset(corvane::NewCopy(filterKind_, *other.filter_));
+    FilterActive = filter_ != nullptr && filter_->IsReady() ? other.FilterActive : 0;
+  }
+  return *this;
+}
+
 ECorvaneDotManagement::~ECorvaneDotManagement() = default;
 
-unsigned long ECorvaneDotManagement::Initialize() {
-  return corvane::MakePads(*this, &sourcePad_, &sinkPad_);
+bool ECorvaneDotManagement::IsComplete() const {
+  return Properties.IsComplete() && ErrorObject.Properties.IsComplete();
 }
+
+std::size_t ECorvaneDotManagement::StateBytes() const {
+  return FilterActive == 1 && filterKind_ == corvane::FilterKind::BestGlossy ? 1 : 0;
+}
+
+void ECorvaneDotManagement::SaveState(unsigned char* state) const {
+  if (StateBytes() == 0) return;
+  *state = static_cast<const RasterFilterBestGlossy&>(*filter_).SecondExpansionState();
+}
+
+void ECorvaneDotManagement::RestoreState(const unsigned char* state) {
+  if (StateBytes() == 0) return;
+  static_cast<RasterFilterBestGlossy&>(*filter_).SetSecondExpansionState(*state);
+}
+
+unsigned long ECorvaneDotManagement::Initialize() { return corvane::MakePads(*this); }
 
 unsigned long ECorvaneDotManagement::DataArrived(ZCOM::QObject* message, unsigned short) {
   if (message == nullptr) return 1;
@@ -111,8 +132,9 @@ unsigned long ECorvaneDotManagement::DataArrived(ZCOM::QObject* message, unsigne
 
   switch (message->MessageKind) {
     case kStartPageMessage:
-      SetUpPage(static_cast<const QStartPage&>(*message));
-      break;
+      if (SetUpPage(static_cast<const QStartPage&>(*message))) break;
+      ForwardMessage(*this, message);
+      return 0;
     case kEndPageMessage: {
       const unsigned long result = ForwardMessage(*this, message);
       ReleaseFilter();
@@ -132,38 +154,53 @@ unsigned long ECorvaneDotManagement::DataArrived(ZCOM::QObject* message, unsigne
 void ECorvaneDotManagement::ReleaseFilter() {
   FilterActive = 0;
   filter_.reset();
-  mode_ = nullptr;
 }
 
-void ECorvaneDotManagement::SetUpPage(const QStartPage& page) {
+bool ECorvaneDotManagement::SetUpPage(const QStartPage& page) {
   ReleaseFilter();
-  const std::int32_t descriptor = corvane::PageInt(page.PageProperties, "CMYKBinaryDescriptor");
+  const std::int32_t descriptor =
+      corvane::PageInt(page.PageProperties, property::kCMYKBinaryDescriptor);
   descriptor_ = static_cast<tagBinaryCMYKDescriptor>(descriptor);
-  const auto planes =
-      static_cast<std::uint8_t>(corvane::PageNumber(page.PageProperties, "NumberOfPlanes"));
+  const auto planes = static_cast<std::uint8_t>(
+      corvane::PageNumber(page.PageProperties, property::kNumberOfPlanes));
   const std::uint32_t inputResolution =
-      corvane::PageNumber(page.Properties, "HorizontalInputResolution");
-  const corvane::FilterMode* mode = corvane::FindFilterMode(
-      descriptor, corvane::PageNumber16(page.Properties, "UseAlternateModes"));
-  if (mode == nullptr || planes == 0 || inputResolution == 0) return;
+      corvane::PageNumber(page.Properties, property::kHorizontalInputResolution);
+  const auto alternateMode = corvane::PageNumber16(page.Properties, property::kUseAlternateModes);
+  const corvane::FilterRow* row = corvane::FindFilter(descriptor, alternateMode);
+  const corvane::PrintMode* mode = corvane::FindPrintMode(descriptor);
+  if (row == nullptr || mode == nullptr || planes == 0 || inputResolution == 0) return true;
 
   std::uint32_t bufferSize = 0;
-  if (!corvane::FindFilterBufferSize(page, planes, inputResolution, &bufferSize)) return;
-  filter_.reset(corvane::NewFilter(mode->filter));
-  if (filter_ == nullptr) return;
+  if (!corvane::FindFilterBufferSize(page, planes, inputResolution, &bufferSize)) return true;
+  filterKind_ = row->filter;
+  filter_.reset(corvane::NewFilter(filterKind_));
+  if (filter_ == nullptr) return false;
   filter_->Initialize(bufferSize);
   filter_->StrideFactor = 1;
   filter_->PlaneCount = planes;
   if (!filter_->IsReady()) {
     filter_.reset();
-    return;
+    return false;
   }
-  mode_ = mode;
   FilterActive = 1;
-  PlaneDivisor = mode->planesIn == 0 ? planes : mode->planesIn;
-  TwoRastersOut = mode->filter == corvane::FilterKind::BetterGlossyCells;
-  ApplySecondExpansion = mode->secondExpansion;
-  SkipFirstExpansion = !mode->firstExpansion;
+  SetUpRows(*mode, alternateMode);
+  return true;
+}
+
+void ECorvaneDotManagement::SetUpRows(const corvane::PrintMode& mode, int alternateMode) {
+  using corvane::PlanesAfter, corvane::Stage;
+  const corvane::Placing& placing = mode.Alternate(alternateMode).placing;
+  const auto halftoned = PlanesAfter(Stage::Halftoned, mode, alternateMode);
+  const auto placed = PlanesAfter(Stage::Placed, mode, alternateMode);
+  TwoRastersOut = placing.rows == 2;
+  ApplySecondExpansion = placing.secondExpansion;
+  SkipFirstExpansion = !placing.firstExpansion;
+  // A row of drop counts has more planes than the page.
+  PlaneDivisor =
+      TwoRastersOut ? static_cast<std::uint8_t>(halftoned.Announced()) : filter_->PlaneCount;
+  const auto read = placing.firstExpansion ? halftoned.Sent() : placed.Sent();
+  planesRead_ = static_cast<std::uint8_t>(read.size());
+  planesWritten_ = static_cast<std::uint8_t>(placed.Announced());
 }
 
 // Whether the filter is there and reads and writes nothing outside the row and its own buffers.
@@ -172,7 +209,7 @@ bool ECorvaneDotManagement::CanFilter(const QCMYKBinaryRaster& raster) const {
   const std::uint64_t startByte = raster.FirstPixel / 8;
   const std::uint64_t endByte = (std::uint64_t{raster.EndPixel} + 7) / 8;
   std::uint64_t planeBytes = raster.RowBytes / PlaneDivisor;
-  if (endByte > planeBytes || mode_->planesRead * planeBytes > raster.RowBytes) return false;
+  if (endByte > planeBytes || planesRead_ * planeBytes > raster.RowBytes) return false;
   // Of the longest pass; passes count in 16 bits.
   std::uint64_t byteCount = startByte < endByte ? endByte - startByte : 0;
   if (ApplySecondExpansion && !SkipFirstExpansion) byteCount *= 2;
@@ -180,7 +217,7 @@ bool ECorvaneDotManagement::CanFilter(const QCMYKBinaryRaster& raster) const {
   if (raster.Data == nullptr && planeBytes != 0) return false;
   if (!SkipFirstExpansion) {
     planeBytes *= 2;
-    const auto planes = std::max(filter_->PlaneCount, mode_->planesWritten);
+    const auto planes = std::max(filter_->PlaneCount, planesWritten_);
     if (planes * planeBytes > filter_->BufferSize) return false;
   }
   if (ApplySecondExpansion) {

@@ -6,8 +6,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <new>
 
 namespace corvane {
 
@@ -17,26 +15,37 @@ struct PatternNode {
   const PatternNode* next;
 };
 
-// Owns the nodes of one ring; copies share them.
+// Owns the nodes of one ring.
 template <class Entry>
 class PatternRing {
  public:
-  // Links one node to each table, in order. False when memory is short; the ring is then empty.
-  template <std::size_t kCount>
-  bool Build(const std::array<const Entry*, kCount>& tables) {
-    nodes_.reset(new (std::nothrow) PatternNode<Entry>[kCount]);
-    if (nodes_ == nullptr) return false;
-    for (std::size_t i = 0; i < kCount; ++i) {
-      nodes_[i] = {tables[i], &nodes_[(i + 1) % kCount]};
-    }
-    return true;
+  static constexpr std::size_t kMostNodes = 8;
+
+  PatternRing() = default;
+  PatternRing(const PatternRing& other) { *this = other; }
+  PatternRing& operator=(const PatternRing& other) {
+    count_ = other.count_;
+    for (std::size_t i = 0; i < count_; ++i) Set(i, other.nodes_[i].table);
+    return *this;
   }
 
-  // Null before the ring is built.
-  const PatternNode<Entry>* First() const { return nodes_.get(); }
+  // Links one node to each table, in order.
+  template <std::size_t kCount>
+  void Build(const std::array<const Entry*, kCount>& tables) {
+    static_assert(kCount <= kMostNodes);
+    count_ = kCount;
+    for (std::size_t i = 0; i < kCount; ++i) Set(i, tables[i]);
+  }
+
+  const PatternNode<Entry>* First() const { return nodes_.data(); }
 
  private:
-  std::shared_ptr<PatternNode<Entry>[]> nodes_;
+  void Set(std::size_t i, const Entry* table) {
+    nodes_[i] = {table, &nodes_[i + 1 == count_ ? 0 : i + 1]};
+  }
+
+  std::array<PatternNode<Entry>, kMostNodes> nodes_{};
+  std::size_t count_ = 0;
 };
 
 // A word of 64 pixels from `node` on, the first in bit 63: bit `bit` of what each pixel's table

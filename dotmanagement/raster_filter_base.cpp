@@ -3,25 +3,35 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
-RasterFilterBase::RasterFilterBase(const RasterFilterBase&) = default;
-RasterFilterBase& RasterFilterBase::operator=(const RasterFilterBase&) = default;
+RasterFilterBase::RasterFilterBase(const RasterFilterBase& other) { *this = other; }
+
+// The cursors are aimed anew for every pass, and what they point at is the other filter's.
+RasterFilterBase& RasterFilterBase::operator=(const RasterFilterBase& other) {
+  StrideFactor = other.StrideFactor;
+  PlaneCount = other.PlaneCount;
+  BufferSize = other.BufferSize;
+  firstBuffer_ = other.firstBuffer_;
+  secondBuffer_ = other.secondBuffer_;
+  oddState_ = other.oddState_;
+  evenState_ = other.evenState_;
+  kernels_ = other.kernels_;
+  ready_ = other.ready_ && firstBuffer_ && (secondBuffer_ || !other.secondBuffer_);
+  return *this;
+}
 RasterFilterBase::~RasterFilterBase() = default;
 
-bool RasterFilterBase::Allocate(std::shared_ptr<std::uint8_t[]>& buffer, std::uint64_t size) {
-  buffer.reset();
-  if (size > UINT32_MAX) return false;
-  buffer.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(size)]());
-  return buffer != nullptr;
+bool RasterFilterBase::Allocate(corvane::Buffer<std::uint8_t>& buffer, std::uint64_t size) {
+  buffer.Release();
+  return size <= UINT32_MAX && buffer.Allocate(static_cast<std::size_t>(size));
 }
 
 RasterFilterBase::RowPlanes RasterFilterBase::BeginRow(const unsigned char* data,
                                                        unsigned long startByte,
                                                        unsigned long endByte,
                                                        unsigned long planeBytes) {
-  std::memset(firstBuffer_.get(), 0, BufferSize);
-  if (secondBuffer_ != nullptr) std::memset(secondBuffer_.get(), 0, BufferSize);
+  std::memset(firstBuffer_.Data(), 0, BufferSize);
+  if (secondBuffer_) std::memset(secondBuffer_.Data(), 0, BufferSize);
   const std::size_t step = std::size_t{planeBytes} * StrideFactor;
   const std::size_t start = std::min(startByte, endByte);
   return {data + start, step, 2 * start, 2 * step, static_cast<unsigned short>(endByte - start)};
@@ -30,7 +40,7 @@ RasterFilterBase::RowPlanes RasterFilterBase::BeginRow(const unsigned char* data
 void RasterFilterBase::EndRow(unsigned char** data, unsigned long* startByte,
                               unsigned long* endByte, unsigned long* planeBytes,
                               unsigned long* width) {
-  *data = firstBuffer_.get();
+  *data = firstBuffer_.Data();
   for (unsigned long* count : {startByte, endByte, planeBytes, width}) {
     *count = static_cast<std::uint32_t>(2 * *count);
   }
@@ -46,16 +56,16 @@ void RasterFilterBase::EmptyAccumulators() {
 void RasterFilterBase::AimColorOutputs(const RowPlanes& planes, const PlaneNumbers& numbers) {
   for (std::size_t ink = 0; ink < numbers.size(); ++ink) {
     const std::size_t offset = planes.Out(numbers[ink]);
-    firstRowOut_[ink] = firstBuffer_.get() + offset;
-    if (secondBuffer_ != nullptr) secondRowOut_[ink] = secondBuffer_.get() + offset;
+    firstRowOut_[ink] = firstBuffer_.Data() + offset;
+    if (secondBuffer_) secondRowOut_[ink] = secondBuffer_.Data() + offset;
   }
   EmptyAccumulators();
 }
 
 void RasterFilterBase::AimBlackOutput(const RowPlanes& planes, std::uint8_t number) {
   const std::size_t offset = planes.Out(number);
-  firstRowOut_[3] = firstBuffer_.get() + offset;
-  if (secondBuffer_ != nullptr) secondRowOut_[3] = secondBuffer_.get() + offset;
+  firstRowOut_[3] = firstBuffer_.Data() + offset;
+  if (secondBuffer_) secondRowOut_[3] = secondBuffer_.Data() + offset;
   EmptyAccumulators();
 }
 

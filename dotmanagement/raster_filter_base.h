@@ -13,11 +13,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "dotmanagement/dot_kernels.h"
 #include "dotmanagement/pattern_ring.h"
-#include "plugin/export.h"
+#include "plugin/frame/buffer.h"
+#include "plugin/frame/export.h"
 #include "printmode/print_mode.h"
 
 class CORVANE_API RasterFilterBase {
@@ -114,15 +114,15 @@ class CORVANE_API RasterFilterBase {
   template <unsigned kPosition, unsigned kCount, unsigned kShift>
   void StoreCodes(unsigned char code, bool firstRow);
 
-  static bool Allocate(std::shared_ptr<std::uint8_t[]>& buffer, std::uint64_t size);
+  static bool Allocate(corvane::Buffer<std::uint8_t>& buffer, std::uint64_t size);
 
  public:
   std::uint16_t StrideFactor = 1;  // multiplies plane bytes between planes
   std::uint8_t PlaneCount = 0;     // of the page
 
  protected:
-  std::shared_ptr<std::uint8_t[]> firstBuffer_;     // of the first output row
-  std::shared_ptr<std::uint8_t[]> secondBuffer_;    // of the second, where a filter makes one
+  corvane::Buffer<std::uint8_t> firstBuffer_;       // of the first output row
+  corvane::Buffer<std::uint8_t> secondBuffer_;      // of the second, where a filter makes one
   std::array<const std::uint8_t*, 3> colorIn_{};    // cyan, magenta, yellow positions
   std::array<const std::uint8_t*, 6> furtherIn_{};  // first planes of these, then second planes
   const std::uint8_t* blackIn_ = nullptr;

@@ -3,8 +3,12 @@
 
 #include <algorithm>
 
+#include "dotmanagement/filter_table.h"
 #include "dotmanagement/pattern_tables.h"
 #include "dotmanagement/pixel_walk.h"
+
+using corvane::FilterKind;
+using corvane::FurtherPlanes;
 
 namespace {
 
@@ -14,7 +18,6 @@ constexpr unsigned kBothSet = 0x0F;
 
 // The second expansion's result: six planes as they came, two doubled ones, the room of one more.
 constexpr std::size_t kKeptPlanes = 6;
-constexpr std::size_t kSpannedPlanes = 12;
 
 // The pixels `kDistance` columns to the right, in the last bits of three neighbourhoods.
 template <unsigned kDistance>
@@ -26,8 +29,20 @@ unsigned IndexOfThree(const std::array<corvane::PixelWindow, 3>& windows) {
 }  // namespace
 
 RasterFilterBestGlossy::RasterFilterBestGlossy(corvane::CpuLevel level) : RasterFilterBase(level) {}
-RasterFilterBestGlossy::RasterFilterBestGlossy(const RasterFilterBestGlossy&) = default;
-RasterFilterBestGlossy& RasterFilterBestGlossy::operator=(const RasterFilterBestGlossy&) = default;
+RasterFilterBestGlossy::RasterFilterBestGlossy(const RasterFilterBestGlossy& other)
+    : RasterFilterBase(other) {
+  *this = other;
+}
+RasterFilterBestGlossy& RasterFilterBestGlossy::operator=(const RasterFilterBestGlossy& other) {
+  RasterFilterBase::operator=(other);
+  secondExpansionState_ = other.secondExpansionState_;
+  secondExpansionBuffer_ = other.secondExpansionBuffer_;
+  ringFromT2_ = other.ringFromT2_;
+  ringFromT0_ = other.ringFromT0_;
+  secondExpansionRing_ = other.secondExpansionRing_;
+  ready_ = ready_ && secondExpansionBuffer_;
+  return *this;
+}
 RasterFilterBestGlossy::~RasterFilterBestGlossy() = default;
 
 void RasterFilterBestGlossy::Initialize(unsigned long bufferSize) {
@@ -36,10 +51,10 @@ void RasterFilterBestGlossy::Initialize(unsigned long bufferSize) {
   const auto* const sB = corvane::kSecondExpansionTables[1].data();
   BufferSize = static_cast<std::uint32_t>(bufferSize);
   secondExpansionState_ = kStateBit;
-  ready_ = ringFromT2_.Build(std::array{t2.data(), t3.data(), t0.data(), t1.data()}) &&
-           ringFromT0_.Build(std::array{t0.data(), t1.data(), t2.data(), t3.data()}) &&
-           secondExpansionRing_.Build(std::array{sA, sA, sB, sB, sB, sB, sA, sA}) &&
-           Allocate(firstBuffer_, BufferSize) &&
+  ringFromT2_.Build(std::array{t2.data(), t3.data(), t0.data(), t1.data()});
+  ringFromT0_.Build(std::array{t0.data(), t1.data(), t2.data(), t3.data()});
+  secondExpansionRing_.Build(std::array{sA, sA, sB, sB, sB, sB, sA, sA});
+  ready_ = Allocate(firstBuffer_, BufferSize) &&
            Allocate(secondExpansionBuffer_, SecondExpansionBytes(BufferSize));
 }
 
@@ -51,10 +66,11 @@ void RasterFilterBestGlossy::FilterCurrentRaster(unsigned char** data, unsigned 
   const Node* dark = (oddRow ? ringFromT2_ : ringFromT0_).First();
   const Node* light = (oddRow ? ringFromT0_ : ringFromT2_).First();
 
+  const FurtherPlanes further = corvane::FurtherPlanesOf(FilterKind::BestGlossy, descriptor);
   const RowPlanes planes = BeginRow(*data, *startByte, *endByte, *planeBytes);
   RunColorPass(planes, {0, 2, 4}, dark);
-  if (descriptor == CcMmYyK_4800x1200_16Pass) RunBlackPass(planes, 6, dark);
-  if (descriptor == CcMmYycmK_4800x1200_16Pass) RunColorPass(planes, {6, 7, 8}, light);
+  if (further == FurtherPlanes::Black) RunBlackPass(planes, 6, dark);
+  if (further == FurtherPlanes::CdMdBlack) RunColorPass(planes, {6, 7, 8}, light);
   RunColorPass(planes, {1, 3, 5}, light);
   EndRow(data, startByte, endByte, planeBytes, width);
 }
@@ -105,9 +121,10 @@ void RasterFilterBestGlossy::RasterSecondExpansion(unsigned char** data, unsigne
                                                    tagBinaryCMYKDescriptor) {
   const std::size_t start = std::min(*startByte, *endByte);
   const std::size_t plane = *planeBytes;
-  std::uint8_t* const out = secondExpansionBuffer_.get();
+  std::uint8_t* const out = secondExpansionBuffer_.Data();
   std::copy_n(*data, kKeptPlanes * plane, out);
-  std::fill_n(out + kKeptPlanes * plane, (kSpannedPlanes - kKeptPlanes) * plane, 0);
+  std::fill_n(out + kKeptPlanes * plane, (corvane::kSecondExpansionPlanes - kKeptPlanes) * plane,
+              0);
 
   colorIn_[0] = *data + start + 6 * plane;
   colorIn_[1] = *data + start + 7 * plane;

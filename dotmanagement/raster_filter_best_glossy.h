@@ -28,6 +28,10 @@ class CORVANE_API RasterFilterBestGlossy : public RasterFilterBase {
   // The pass of the second expansion over two planes, at the cyan and magenta cursors.
   void FiltercmKPlanes(unsigned short byteCount);
 
+  // What the second expansion carries from row to row.
+  std::uint8_t SecondExpansionState() const { return secondExpansionState_; }
+  void SetSecondExpansionState(std::uint8_t state) { secondExpansionState_ = state; }
+
   // Packs the codes of two planes (bits 3-2 and 1-0) into the first row and stores bit 7 as the
   // new state.
   void StoreTwoBits24to48(unsigned char code, unsigned char* state) {
@@ -42,7 +46,7 @@ class CORVANE_API RasterFilterBestGlossy : public RasterFilterBase {
 
  protected:
   std::uint8_t secondExpansionState_ = 0;  // 0 or 0x80, carried through the page
-  std::shared_ptr<std::uint8_t[]> secondExpansionBuffer_;
+  corvane::Buffer<std::uint8_t> secondExpansionBuffer_;
   corvane::PatternRing<std::uint8_t> ringFromT2_;
   corvane::PatternRing<std::uint8_t> ringFromT0_;
   corvane::PatternRing<std::uint8_t> secondExpansionRing_;

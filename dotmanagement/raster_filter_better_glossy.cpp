@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "dotmanagement/raster_filter_better_glossy.h"
 
+#include "dotmanagement/filter_table.h"
 #include "dotmanagement/pattern_tables.h"
 #include "dotmanagement/pixel_walk.h"
+
+using corvane::FilterKind;
+using corvane::FurtherPlanes;
 
 namespace {
 
@@ -21,10 +25,11 @@ RasterFilterBetterGlossy::~RasterFilterBetterGlossy() = default;
 void RasterFilterBetterGlossy::Initialize(unsigned long bufferSize) {
   const auto& [u0, u1, u2, u3] = corvane::kBetterGlossyTables;
   BufferSize = static_cast<std::uint32_t>(bufferSize);
-  ready_ = ringU1U0_.Build(std::array{u1.data(), u0.data()}) &&
-           ringU3U2_.Build(std::array{u3.data(), u2.data()}) &&
-           ringU0U1_.Build(std::array{u0.data(), u1.data()}) &&
-           ringU2U3_.Build(std::array{u2.data(), u3.data()}) && Allocate(firstBuffer_, BufferSize);
+  ringU1U0_.Build(std::array{u1.data(), u0.data()});
+  ringU3U2_.Build(std::array{u3.data(), u2.data()});
+  ringU0U1_.Build(std::array{u0.data(), u1.data()});
+  ringU2U3_.Build(std::array{u2.data(), u3.data()});
+  ready_ = Allocate(firstBuffer_, BufferSize);
 }
 
 void RasterFilterBetterGlossy::FilterCurrentRaster(unsigned char** data, unsigned long row,
@@ -36,10 +41,11 @@ void RasterFilterBetterGlossy::FilterCurrentRaster(unsigned char** data, unsigne
   const Node* dark = darkRings[row & 3]->First();
   const Node* light = lightRings[row & 3]->First();
 
+  const FurtherPlanes further = corvane::FurtherPlanesOf(FilterKind::BetterGlossy, descriptor);
   const RowPlanes planes = BeginRow(*data, *startByte, *endByte, *planeBytes);
   RunColorPass(planes, {0, 2, 4}, dark);
-  if (descriptor == CcMmYyK_1200x1200_8Pass) RunBlackPass(planes, 6, dark);
-  if (descriptor == CcMmYycmK_1200x1200_8Pass) RunColorPass(planes, {6, 7, 8}, dark);
+  if (further == FurtherPlanes::Black) RunBlackPass(planes, 6, dark);
+  if (further == FurtherPlanes::CdMdBlack) RunColorPass(planes, {6, 7, 8}, dark);
   RunColorPass(planes, {1, 3, 5}, light);
   EndRow(data, startByte, endByte, planeBytes, width);
 }

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "dotmanagement/raster_filter_better_glossy_1.h"
 
+#include "dotmanagement/filter_table.h"
 #include "dotmanagement/pattern_tables.h"
 #include "dotmanagement/pixel_walk.h"
+
+using corvane::FilterKind;
+using corvane::FurtherPlanes;
 
 namespace {
 
@@ -53,15 +57,14 @@ RasterFilterBetterGlossy_1::~RasterFilterBetterGlossy_1() = default;
 
 void RasterFilterBetterGlossy_1::Initialize(unsigned long bufferSize) {
   BufferSize = static_cast<std::uint32_t>(bufferSize);
-  ready_ = true;
   for (std::size_t ring = 0; ring < rings_.size(); ++ring) {
     std::array<const std::uint16_t*, 4> tables;
     for (std::size_t node = 0; node < tables.size(); ++node) {
       tables[node] = corvane::kCellTables[kRingTables[ring][node]].data();
     }
-    ready_ = ready_ && rings_[ring].Build(tables);
+    rings_[ring].Build(tables);
   }
-  ready_ = ready_ && Allocate(firstBuffer_, BufferSize) && Allocate(secondBuffer_, BufferSize);
+  ready_ = Allocate(firstBuffer_, BufferSize) && Allocate(secondBuffer_, BufferSize);
 }
 
 void RasterFilterBetterGlossy_1::FilterCurrentRaster(
@@ -70,10 +73,11 @@ void RasterFilterBetterGlossy_1::FilterCurrentRaster(
   const CellNode* final = rings_[2 * (row & 3)].First();
   const CellNode* first = rings_[2 * (row & 3) + 1].First();
 
+  const FurtherPlanes further = corvane::FurtherPlanesOf(FilterKind::BetterGlossyCells, descriptor);
   const RowPlanes planes = BeginRow(*data, *startByte, *endByte, *planeBytes);
   RunCellPass(planes, {0, 4, 8}, {0, 2, 4}, first);
-  if (descriptor == CcMmYyK_1200x1200_8Pass) RunBlackCellPass(planes, first);
-  if (descriptor == CcMmYycmK_1200x1200_8Pass) {
+  if (further == FurtherPlanes::Black) RunBlackCellPass(planes, first);
+  if (further == FurtherPlanes::CdMdBlack) {
     RunCellPass(planes, {12, 14, 16}, {6, 7, 8}, first);
   }
   RunCellPass(planes, {2, 6, 10}, {1, 3, 5}, final);

@@ -21,7 +21,7 @@ class CORVANE_API RasterFilterBetterGlossy_1 : public RasterFilterBase {
                              unsigned long*, unsigned long*, tagBinaryCMYKDescriptor) override {}
   void FilterColorPlanes(unsigned short byteCount) override;
   void FilterBlackPlane(unsigned short byteCount) override;
-  unsigned char* GetSecondCurrentRaster() override { return secondBuffer_.get(); }
+  unsigned char* GetSecondCurrentRaster() override { return secondBuffer_.Data(); }
 
  protected:
   // The first planes of three inks; the second plane of each follows its first.

@@ -4,19 +4,18 @@
 // bags, the colour-table file, factories, and wrappers of the standard functions.
 //
 // Ownership: a host owns the elements and objects that a factory gives it and deletes them through
-// their virtual destructors. A registered pad belongs to its element and to that element's copies.
-// Threads: objects take no locks, so one thread at a time may use one chain; different chains may
-// run in different threads. Nothing here throws.
+// their virtual destructors. A registered pad belongs to its element.
+// Binary interface: that of the compilers with the Itanium C++ ABI (GCC and Clang, those of
+// MinGW-w64 too). Other compilers lay the classes out otherwise and build these sources themselves;
+// see docs/abi.md for the order of all virtual operations. Threads: objects take no locks, so one
+// thread at a time may use one chain; different chains may run in different threads. Nothing here
+// throws: what finds no memory says so in its result. No type of the standard library crosses this
+// interface.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <map>
-#include <memory>
-#include <string>
-#include <variant>
-#include <vector>
 
 #include "host/export.h"
 
@@ -33,8 +32,34 @@ class EObject;
 // asked for as a string, counts as missing.
 class CORVANE_HOST_API PROPERTIES {
  public:
-  using Value = std::variant<std::int32_t, std::uint32_t, std::string>;
-  using Group = std::map<std::string, Value, std::less<>>;
+  // One entry of a bag, for a host that lists or records it. It lives until the bag changes.
+  class CORVANE_HOST_API Entry {
+   public:
+    const char* Group() const { return group_; }
+    const char* Key() const { return key_; }
+    // The text, or null when the entry is a number.
+    const char* Text() const { return text_; }
+    // A number's 32 bits, and whether it was set as an `int`. 0 for a text.
+    std::uint32_t Bits() const { return bits_; }
+    bool IsSigned() const { return isSigned_; }
+    // The entry that follows in the order of groups and keys, or null.
+    const Entry* Next() const { return next_; }
+
+   private:
+    friend class PROPERTIES;
+    Entry* next_ = nullptr;
+    const char* group_ = nullptr;
+    const char* key_ = nullptr;
+    char* text_ = nullptr;
+    std::size_t textCapacity_ = 0;
+    std::uint32_t bits_ = 0;
+    bool isSigned_ = false;
+  };
+
+  PROPERTIES() = default;
+  PROPERTIES(const PROPERTIES& other);
+  PROPERTIES& operator=(const PROPERTIES& other);
+  ~PROPERTIES();
 
   // Stores the entry's value, or `defaultValue` when it is missing. Returns 1 when it was found.
   unsigned short GetProperty(const char* key, int* value, int defaultValue,
@@ -49,19 +74,29 @@ class CORVANE_HOST_API PROPERTIES {
   unsigned short GetProperty(const char* key, char* buffer, unsigned short size,
                              const char* defaultValue, const char* group) const;
 
-  // Adds an entry or replaces it. A null string is stored as the empty one.
-  void SetProperty(const char* key, const char* value, const char* group);
-  void SetProperty(const char* key, int value, const char* group);
-  void SetProperty(const char* key, unsigned long value, const char* group);
+  // Adds an entry or replaces it, and returns 1. Short of memory the bag stays as it is, the result
+  // is 0; replacing a number, or a text by one that is no longer, takes no memory. A null string is
+  // stored as the empty one.
+  unsigned short SetProperty(const char* key, const char* value, const char* group);
+  unsigned short SetProperty(const char* key, int value, const char* group);
+  unsigned short SetProperty(const char* key, unsigned long value, const char* group);
 
-  // Every entry, ordered by group and key, for a host that lists or records a bag.
-  const std::map<std::string, Group, std::less<>>& Groups() const { return groups_; }
+  // The first entry in the order of groups and keys, or null.
+  const Entry* First() const { return first_; }
+
+  // False once an entry could not be kept for want of memory, by a setter or in copying a bag.
+  bool IsComplete() const { return isComplete_; }
 
  private:
-  const Value* Find(const char* key, const char* group) const;
-  void Store(const char* key, Value value, const char* group);
+  const Entry* Find(const char* key, const char* group) const;
+  Entry* FindOrAdd(const char* key, const char* group);
+  unsigned short SetNumber(const char* key, std::uint32_t bits, bool isSigned, const char* group);
+  void Append(const PROPERTIES& other);
+  void Clear();
 
-  std::map<std::string, Group, std::less<>> groups_;
+  Entry* first_ = nullptr;
+  bool isComplete_ = true;
+  [[maybe_unused]] void* reserved_[4] = {};  // room to grow within the class's size
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -104,7 +139,8 @@ class CORVANE_HOST_API SOURCEPAD {
 };
 
 // ---------------------------------------------------------------------------------------------
-// Base of every element.
+// Base of every element. A copy has pads of its own, linked as those of the element it was made
+// from; an element with pads keeps them when another is assigned to it.
 class CORVANE_HOST_API EObject {
  public:
   EObject();
@@ -123,9 +159,10 @@ class CORVANE_HOST_API EObject {
   virtual unsigned short GetSourcePadCount();
   virtual SOURCEPAD* GetSourcePad(unsigned short index);  // null beyond the last
 
-  // Registers a pad and takes it over; it lives as long as the element or a copy of it.
-  void AddSourcePad(SOURCEPAD* pad);
-  void AddSinkPad(SINKPAD* pad);
+  // Registers a pad, takes it over and returns 1. Short of memory, or with 65535 pads registered,
+  // the pad stays the caller's and the result is 0.
+  unsigned long AddSourcePad(SOURCEPAD* pad);
+  unsigned long AddSinkPad(SINKPAD* pad);
 
   // Reports a formatted text for the element through the hook of `SetErrorMessageHook`.
   void ErrorMessage(const char* format, ...) CORVANE_PRINTF_LIKE(2, 3);
@@ -134,8 +171,11 @@ class CORVANE_HOST_API EObject {
   PROPERTIES* HostProperties = nullptr;  // the host's own bag, which it shares with its elements
 
  private:
-  std::vector<std::shared_ptr<SOURCEPAD>> sourcePads_;
-  std::vector<std::shared_ptr<SINKPAD>> sinkPads_;
+  void MakePadsLike(const EObject& other);
+
+  struct PadTable;
+  PadTable* pads_ = nullptr;
+  [[maybe_unused]] void* reserved_[5] = {};
 };
 
 // Takes the texts of `EObject::ErrorMessage`, on the thread that reports. Null puts back the
@@ -145,20 +185,32 @@ CORVANE_HOST_API void SetErrorMessageHook(ErrorMessageHook hook);
 
 // ---------------------------------------------------------------------------------------------
 // The colour-table file. Bytes 0 to 3 hold the size of the directory in bytes, little-endian; the
-// directory follows, then the tables. The file is opened for each call, so an object holds nothing
-// but the name and may be copied. Buffers come from `GetData` and go back through `DeleteData`.
+// directory follows, then the tables. Buffers come from `GetData` and go back through `DeleteData`.
+//
+// Between `Open` and `Close` all calls read one open file, so that a file that is replaced
+// meanwhile mixes nothing; otherwise each call opens the file. A copy has the name alone.
 class CORVANE_HOST_API MFColorTable {
  public:
-  // Nonzero when the file can be opened.
+  MFColorTable() = default;
+  MFColorTable(const MFColorTable& other);
+  MFColorTable& operator=(const MFColorTable& other);
+  ~MFColorTable();
+
+  // Nonzero when the file can be opened and read; a folder cannot.
   unsigned long SetFilename(const char* filename);
+
+  // Opens the file for the calls that follow: nonzero when it can be read.
+  unsigned long Open();
+  void Close();
 
   // Stores the directory's size (0: the file has none) and returns 1. A file that cannot be read,
   // or a directory that does not lie in it, stores 0 and returns 0.
   unsigned long GetHeaderSize(unsigned long* size);
 
   // A buffer of `size` bytes read at file offset `offset`. With (0, 0) the single table of a file
-  // without a directory: what follows byte 3, in at least 44217 bytes, zero behind the table's end.
-  // A range outside the file gives null and 0, and so does a buffer that cannot be allocated.
+  // without a directory: the 44217 bytes that follow byte 3, as many as the largest table has, zero
+  // behind the file's end. A range outside the file gives null and 0, and so does a buffer that
+  // cannot be allocated. Where `long` has 32 bits, offsets are taken as unsigned.
   unsigned long GetData(long offset, long size, unsigned char** out);
 
   // A buffer of `bufferSize` bytes whose last `size` bytes were read at `offset`; 0 in front.
@@ -166,8 +218,17 @@ class CORVANE_HOST_API MFColorTable {
 
   static void DeleteData(unsigned char* data);
 
+  // A buffer with the same `size` bytes as `data`, which goes back through `DeleteData`; null when
+  // memory is short.
+  static unsigned char* CopyData(const unsigned char* data, unsigned long size);
+
  private:
-  std::string filename_;
+  // The file to read from: the open one, or a new one that the destructor closes.
+  class Reading;
+
+  char* filename_ = nullptr;
+  std::FILE* file_ = nullptr;  // between `Open` and `Close`
+  [[maybe_unused]] void* reserved_[sizeof(void*) == 8 ? 2 : 4] = {};
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -223,10 +284,17 @@ CORVANE_HOST_API void* fwmemset(void* data, int value, std::size_t size);
 CORVANE_HOST_API void* fwmemcpy(void* target, const void* source, std::size_t size);
 CORVANE_HOST_API int fwstrcmp(const char* a, const char* b);
 
-// Where the plug-in's diagnostic files lie. Their fixed names are full paths of a Windows drive;
-// with a directory named here `fwfopen` puts such a file into it under its last name
-// ("C:\\HTLog.txt" becomes HTLog.txt), otherwise the name is used as it stands. Null or empty takes
-// the directory back. To be set before chains run.
-CORVANE_HOST_API void SetDiagnosticsDirectory(const char* directory);
+// Where the plug-in's three diagnostic files lie. Their fixed names are full paths of a Windows
+// drive; with a directory named here `fwfopen` puts these files into it under their last names
+// ("C:\\HTLog.txt" becomes HTLog.txt), otherwise the names are used as they stand, as are all other
+// names always. Null or empty takes the directory back. To be set before chains run: the names are
+// the same for all chains of a process, so only one chain at a time should write them. Returns 0
+// for a directory whose name is too long (4000 bytes), which changes nothing, otherwise 1.
+CORVANE_HOST_API unsigned long SetDiagnosticsDirectory(const char* directory);
+
+// The `errno` of the first thing that has gone wrong since then: a diagnostic file that cannot be
+// opened, or a write or close of these wrappers that fails, as on a full disk. 0: nothing. Elements
+// say nothing of it, so a host that wants the files whole asks here, behind the end of a page.
+CORVANE_HOST_API int DiagnosticsProblem();
 
 }  // namespace ZCOM

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <mutex>
@@ -8,45 +10,86 @@
 namespace ZCOM {
 namespace {
 
+// The fixed names of the plug-in's diagnostic files, and what they are called in a directory.
+struct DiagnosticFile {
+  const char* path;
+  const char* name;
+};
+constexpr DiagnosticFile kDiagnosticFiles[] = {
+    {"c:\\rgb.raw", "rgb.raw"},
+    {"c:\\points.bin", "points.bin"},
+    {"C:\\HTLog.txt", "HTLog.txt"},
+};
+
+constexpr std::size_t kLongestDirectory = 4000;
+constexpr std::size_t kLongestPath = kLongestDirectory + 16;
+
 std::mutex diagnosticsMutex;
-std::string& DiagnosticsDirectory() {
-  static std::string directory;
-  return directory;
+char diagnosticsDirectory[kLongestDirectory + 1];
+std::atomic<int> diagnosticsProblem = 0;
+
+void NoteProblem() {
+  int none = 0;
+  diagnosticsProblem.compare_exchange_strong(none, errno);
 }
 
-bool IsDrivePath(const char* path) {
-  const char letter = path[0];
-  const bool isLetter = (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
-  return isLetter && path[1] == ':' && path[2] == '\\';
+bool IsDiagnosticFile(const char* path) {
+  for (const DiagnosticFile& file : kDiagnosticFiles) {
+    if (std::strcmp(path, file.path) == 0) return true;
+  }
+  return false;
 }
 
-// Where a file is really opened: a diagnostic file moves into the named directory.
-std::string Located(const char* path) {
-  const std::lock_guard<std::mutex> lock(diagnosticsMutex);
-  const std::string& directory = DiagnosticsDirectory();
-  if (directory.empty() || !IsDrivePath(path)) return path;
-  return directory + "/" + (std::strrchr(path, '\\') + 1);
+// Where a file is really opened: `path` itself, or `moved`, which is filled, for a diagnostic file
+// while a directory is named.
+const char* Located(const char* path, char (&moved)[kLongestPath]) {
+  for (const DiagnosticFile& file : kDiagnosticFiles) {
+    if (std::strcmp(path, file.path) != 0) continue;
+    const std::lock_guard<std::mutex> lock(diagnosticsMutex);
+    if (diagnosticsDirectory[0] == 0) return path;
+    std::snprintf(moved, sizeof moved, "%s/%s", diagnosticsDirectory, file.name);
+    return moved;
+  }
+  return path;
 }
 
 }  // namespace
 
-void SetDiagnosticsDirectory(const char* directory) {
+unsigned long SetDiagnosticsDirectory(const char* directory) {
+  const char* const name = directory == nullptr ? "" : directory;
+  const std::size_t bytes = std::strlen(name) + 1;
+  if (bytes > sizeof diagnosticsDirectory) return 0;
   const std::lock_guard<std::mutex> lock(diagnosticsMutex);
-  DiagnosticsDirectory() = directory == nullptr ? "" : directory;
+  std::memcpy(diagnosticsDirectory, name, bytes);
+  diagnosticsProblem = 0;
+  return 1;
 }
+
+int DiagnosticsProblem() { return diagnosticsProblem; }
 
 FILEHANDLE fwfopen(const char* path, const char* mode) {
-  return std::fopen(Located(path).c_str(), mode);
+  char moved[kLongestPath];
+  const FILEHANDLE file = std::fopen(Located(path, moved), mode);
+  if (file == nullptr && IsDiagnosticFile(path)) NoteProblem();
+  return file;
 }
 
-int fwfclose(FILEHANDLE file) { return file == nullptr ? 0 : std::fclose(file); }
+int fwfclose(FILEHANDLE file) {
+  if (file == nullptr) return 0;
+  const int result = std::fclose(file);
+  if (result != 0) NoteProblem();
+  return result;
+}
 
 std::size_t fwfread(void* data, std::size_t size, std::size_t count, FILEHANDLE file) {
   return file == nullptr ? 0 : std::fread(data, size, count, file);
 }
 
 std::size_t fwfwrite(const void* data, std::size_t size, std::size_t count, FILEHANDLE file) {
-  return file == nullptr ? 0 : std::fwrite(data, size, count, file);
+  if (file == nullptr) return 0;
+  const std::size_t written = std::fwrite(data, size, count, file);
+  if (written < count && size != 0) NoteProblem();
+  return written;
 }
 
 int fwfprintf(FILEHANDLE file, const char* format, ...) {
@@ -55,6 +98,7 @@ int fwfprintf(FILEHANDLE file, const char* format, ...) {
   va_start(arguments, format);
   const int written = std::vfprintf(file, format, arguments);
   va_end(arguments);
+  if (written < 0) NoteProblem();
   return written;
 }
 

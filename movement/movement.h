@@ -26,7 +26,7 @@
 #include <array>
 #include <cstdint>
 
-#include "plugin/export.h"
+#include "plugin/frame/export.h"
 #include "printmode/print_mode.h"
 
 // Where a cartridge sits in the carriage: the index of its nozzle limits.
@@ -37,7 +37,7 @@ enum tagZRXCartridgeLocationType : std::int32_t {
 
 class CORVANE_API Movement {
  public:
-  Movement() = default;
+  Movement() { UseNormalLimits(); }
   // A copy's limits in force are its own arrays.
   Movement(const Movement& other);
   Movement& operator=(const Movement& other);
@@ -119,8 +119,8 @@ class CORVANE_API Movement {
   std::uint8_t m_nMovePatternLength = 0;
   std::uint8_t m_nBOPMoveCount = 0;
   std::uint16_t m_nModeFactor = 0;
-  std::uint16_t* m_pMinNozzle = m_aMinNozzle.data();  // the limits in force
-  std::uint16_t* m_pMaxNozzle = m_aMaxNozzle.data();
+  std::uint16_t* m_pMinNozzle = nullptr;  // the limits in force
+  std::uint16_t* m_pMaxNozzle = nullptr;
   NozzleLimits m_aMinNozzle{};
   NozzleLimits m_aMaxNozzle{};
   std::uint32_t m_nE2ELimit1 = 0;

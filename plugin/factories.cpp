@@ -5,7 +5,7 @@
 #include "dotmanagement/dot_management.h"
 #include "halftone/halftone_module.h"
 #include "movement/corvane_movement.h"
-#include "plugin/named_creation.h"
+#include "plugin/frame/named_creation.h"
 
 namespace {
 

@@ -4,7 +4,8 @@
 #pragma once
 
 #include "host/framework.h"
-#include "plugin/export.h"
+#include "plugin/frame/export.h"
+#include "plugin/get_factory.h"
 
 namespace FACTORY {
 
@@ -45,6 +46,3 @@ class CORVANE_API DotManagementCorvaneFactory final : public ZCOM::LibraryFactor
 };
 
 }  // namespace FACTORY
-
-// The one plug-in factory; the same pointer on every call.
-extern "C" CORVANE_API ZCOM::PluginFactory* GetFactory();

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "color/decoder.h"
-#include "tests/color/coded_table.h"
+#include "color/table/decoder.h"
+#include "tests/color/table/coded_table.h"
 #include "tests/harness/element_harness.h"
 #include "tests/harness/scratch_folder.h"
 
@@ -492,18 +492,38 @@ TEST_F(ColorElement, KeepsNothingBeyondItsTime) {
   EXPECT_EQ(harness_.Push(kEndJobMessage), 1u);
   EXPECT_FALSE(refused());
 
-  // Copies use what the original has loaded, and go in any order.
-  ASSERT_EQ(Begin({.descriptor = kBlack, .points = 1}), 1u);
-  const auto& original = static_cast<EColorInline&>(harness_.Element());
-  auto copy = std::make_unique<EColorInline>(original);
-  EColorInline assigned;
-  assigned = *copy;
-  copy.reset();
-  EXPECT_EQ(harness_.Push(kEndPageMessage), 1u);
-  harness_.TakeSent();
-  EXPECT_EQ(assigned.DataArrived(&row.raster, 0), 1u);
-  EXPECT_THAT(harness_.TakeSent(), SizeIs(1));
   ASSERT_EQ(Begin({}), 1u);  // open when the element is destroyed
+}
+
+// A copy has the page for itself: it converts alike when the original has ended it, and only the
+// original writes the dump.
+TEST_F(ColorElement, ItsCopiesGoOnWithThePage) {
+  harness_.Element().Properties.SetProperty("SaveRgb", 1, "EColorInline");
+  Start(TableFile().Bytes());
+  for (const Settings& page :
+       {Settings{}, Settings{.descriptor = kNineInks}, Settings{.descriptor = kBlack},
+        Settings{.descriptor = kBlack, .points = 1}, Settings{.format = 4}}) {
+    ASSERT_EQ(Begin(page), 1u);
+    Row row(ByteVector{9, 80, 200, 7, 66, 6}, page.format == 4 ? 4 : 1, 1);
+    ASSERT_EQ(harness_.Push(row.raster), 1u);
+    harness_.TakeSent();
+    const auto& original = static_cast<EColorInline&>(harness_.Element());
+    auto copy = std::make_unique<EColorInline>(original);
+    EColorInline assigned;
+    assigned = *copy;
+    EXPECT_EQ(copy->GetSourcePad(0)->Owner, copy.get());
+    copy.reset();
+    ASSERT_EQ(harness_.Push(row.raster), 1u);
+    const auto expected = harness_.TakeSent();
+    EXPECT_EQ(harness_.Push(kEndPageMessage), 1u);
+    const std::size_t saved = SavedRows().size();
+    harness_.TakeSent();
+    EXPECT_EQ(assigned.DataArrived(&row.raster, 0), 1u);
+    const auto sent = harness_.TakeSent();
+    ASSERT_EQ(sent.size(), expected.size());
+    EXPECT_EQ(sent[0].data, expected[0].data);
+    EXPECT_EQ(SavedRows().size(), saved);
+  }
 }
 
 TEST_F(ColorElement, DumpsTheRowsOfInkPages) {

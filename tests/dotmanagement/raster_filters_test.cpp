@@ -59,10 +59,10 @@ class Opened : public Filter {
     for (int i = 0; i < 4; ++i) {
       now.bytes += this->firstRowBytes_[i] + this->secondRowBytes_[i];
       if (const auto* out = this->firstRowOut_[i]) {
-        now.cursors.push_back(out - this->firstBuffer_.get());
+        now.cursors.push_back(out - this->firstBuffer_.Data());
       }
       if (const auto* out = this->secondRowOut_[i]) {
-        now.cursors.push_back(out - this->secondBuffer_.get());
+        now.cursors.push_back(out - this->secondBuffer_.Data());
       }
     }
     passes.push_back(now);

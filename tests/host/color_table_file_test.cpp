@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -36,6 +38,7 @@ TEST_F(ColorTableFile, NamesWhatCanBeOpened) {
   ZCOM::MFColorTable table;
   EXPECT_EQ(table.SetFilename(folder_.File("absent").c_str()), 0u);
   EXPECT_EQ(table.SetFilename(nullptr), 0u);
+  EXPECT_EQ(table.SetFilename(folder_.File("").c_str()), 0u) << "a folder";
   unsigned long size = 5;
   EXPECT_EQ(table.GetHeaderSize(&size), 0u);
   EXPECT_EQ(size, 0u);
@@ -64,8 +67,15 @@ TEST_F(ColorTableFile, ReadsRangesThatLieInTheFile) {
   EXPECT_EQ(table.GetData(4, 2, 5, &data), 1u);
   EXPECT_EQ(Take(data, 5), (Bytes{0, 0, 0, 10, 11}));
 
-  for (const auto& [offset, size, buffer] : std::vector<std::tuple<long, long, long>>{
-           {5, 4, 4}, {-1, 2, 2}, {4, -1, 4}, {4, 3, 2}, {2147483647, 2147483647, 2147483647}}) {
+  for (const auto& [offset, size, buffer] :
+       std::vector<std::tuple<long, long, long>>{{5, 4, 4},
+                                                 {-1, 2, 2},
+                                                 {4, -1, 4},
+                                                 {4, 3, 2},
+                                                 {2147483647, 2147483647, 2147483647},
+                                                 {LONG_MAX, 1, 1},
+                                                 {LONG_MAX, LONG_MAX, LONG_MAX},
+                                                 {LONG_MIN, 1, 1}}) {
     data = reinterpret_cast<unsigned char*>(1);
     EXPECT_EQ(table.GetData(offset, size, buffer, &data), 0u) << offset << ", " << size;
     EXPECT_EQ(data, nullptr);
@@ -81,5 +91,20 @@ TEST_F(ColorTableFile, GivesTheSingleTableInABufferForTheLargest) {
   EXPECT_EQ(bytes[1], 8);
   EXPECT_EQ(std::count(bytes.begin() + 2, bytes.end(), 0), 44215);
 }
+
+#if !defined(_WIN32)  // there an open file keeps its name
+TEST_F(ColorTableFile, ReadsOneFileBetweenOpenAndClose) {
+  ZCOM::MFColorTable table = Open({1, 0, 0, 0, 10});
+  EXPECT_EQ(table.Open(), 1u);
+  std::filesystem::remove(folder_.File("t.cvt"));
+  folder_.Write("t.cvt", std::string(4, 0) + "other");
+  unsigned char* data = nullptr;
+  ASSERT_EQ(table.GetData(4, 1, &data), 1u);
+  EXPECT_EQ(Take(data, 1), Bytes{10});
+  table.Close();
+  ASSERT_EQ(table.GetData(4, 5, &data), 1u);
+  EXPECT_EQ(Take(data, 5), (Bytes{'o', 't', 'h', 'e', 'r'}));
+}
+#endif
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -11,20 +12,30 @@
 
 namespace {
 
-TEST(Elements, GivePadsByIndexAndShareThemWithCopies) {
+TEST(Elements, GivePadsByIndexAndTheirCopiesPadsOfTheirOwn) {
   auto element = std::make_unique<ZCOM::EObject>();
+  ZCOM::SINKPAD next(nullptr, 3);
   auto* pad = new ZCOM::SOURCEPAD(element.get());
-  element->AddSourcePad(pad);
-  element->AddSinkPad(new ZCOM::SINKPAD(element.get(), 0));
+  pad->Link(&next);
+  EXPECT_EQ(element->AddSourcePad(pad), 1u);
+  EXPECT_EQ(element->AddSinkPad(new ZCOM::SINKPAD(element.get(), 0)), 1u);
   EXPECT_EQ(element->GetSourcePadCount(), 1);
   EXPECT_EQ(element->GetSinkPadCount(), 1);
   EXPECT_EQ(element->GetSourcePad(0), pad);
   EXPECT_EQ(element->GetSourcePad(1), nullptr);
 
-  const auto copy = std::make_unique<ZCOM::EObject>(*element);
+  ZCOM::EObject copy(*element);
+  ZCOM::EObject assigned;
+  assigned = *element;
+  assigned = *element;  // pads that are there stay
   element.reset();
-  EXPECT_EQ(copy->GetSourcePad(0), pad);
-  EXPECT_EQ(pad->LinkedSinkPad, nullptr) << "the pad lives on with the copy";
+  for (ZCOM::EObject* like : {&copy, &assigned}) {
+    ASSERT_EQ(like->GetSourcePadCount(), 1);
+    ASSERT_EQ(like->GetSinkPadCount(), 1);
+    EXPECT_EQ(like->GetSourcePad(0)->Owner, like);
+    EXPECT_EQ(like->GetSourcePad(0)->LinkedSinkPad, &next);
+    EXPECT_EQ(like->GetSinkPad(0)->Owner, like);
+  }
 }
 
 std::string reported;
@@ -55,11 +66,29 @@ TEST(Wrappers, PutDiagnosticFilesIntoTheNamedDirectory) {
   EXPECT_EQ(folder.Read("HTLog.txt").substr(0, 3), "n=4");
 }
 
-TEST(Wrappers, TakeTheFixedPathsAsTheyStandOtherwise) {
+TEST(Wrappers, TakeOtherPathsAsTheyStand) {
+  const corvane::DiagnosticsFolder folder;
   // A file of drive C on Windows; elsewhere a file of exactly this name in the current directory.
   const char* path = "C:\\corvane_test_log.txt";
   EXPECT_EQ(ZCOM::fwfclose(ZCOM::fwfopen(path, "w")), 0);
   EXPECT_TRUE(std::filesystem::remove(path));
+}
+
+TEST(Wrappers, NoteWhatGoesWrongWithDiagnosticFiles) {
+  const corvane::DiagnosticsFolder folder;
+  EXPECT_EQ(ZCOM::fwfopen(folder.File("none/other.txt").c_str(), "r"), nullptr);
+  EXPECT_EQ(ZCOM::DiagnosticsProblem(), 0);
+  EXPECT_EQ(ZCOM::fwfopen("c:\\points.bin", "rb"), nullptr);
+  EXPECT_EQ(ZCOM::DiagnosticsProblem(), ENOENT);
+  ZCOM::SetDiagnosticsDirectory(nullptr);
+  EXPECT_EQ(ZCOM::DiagnosticsProblem(), 0);
+#if defined(__linux__)
+  ZCOM::FILEHANDLE full = ZCOM::fwfopen("/dev/full", "w");
+  ZCOM::fwfprintf(full, "n=%d\n", 4);  // waits in a buffer
+  EXPECT_NE(ZCOM::fwfclose(full), 0);
+  EXPECT_EQ(ZCOM::DiagnosticsProblem(), ENOSPC);
+  ZCOM::SetDiagnosticsDirectory(nullptr);
+#endif
 }
 
 TEST(Wrappers, TakeANullHandle) {

@@ -59,12 +59,28 @@ TEST(Properties, SettingReplacesValueAndType) {
   bag.SetProperty("key", "text", "G");
   bag.SetProperty("key", 9, "G");
   EXPECT_EQ(ReadLong(bag, "key"), 9u);
-  ASSERT_EQ(bag.Groups().at("G").size(), 1u);
-  EXPECT_TRUE(std::holds_alternative<std::int32_t>(bag.Groups().at("G").at("key")));
+  ASSERT_NE(bag.First(), nullptr);
+  EXPECT_EQ(bag.First()->Next(), nullptr);
+  EXPECT_TRUE(bag.First()->IsSigned());
 
   ZCOM::PROPERTIES copy = bag;
   copy.SetProperty("key", 10, "G");
   EXPECT_EQ(ReadLong(bag, "key"), 9u) << "a copy is its own bag";
+}
+
+TEST(Properties, EntriesComeInOrderOfGroupAndKey) {
+  ZCOM::PROPERTIES bag;
+  bag.SetProperty("b", 1, "Z");
+  bag.SetProperty("b", "text", "A");
+  bag.SetProperty("a", 4294967295ul, "Z");
+  bag.SetProperty("b", "a longer text", "A");
+  bag.SetProperty("b", "short", "A");
+  std::string seen;
+  for (const auto* entry = bag.First(); entry != nullptr; entry = entry->Next()) {
+    seen += std::string(entry->Group()) + "." + entry->Key() + "=" +
+            (entry->Text() != nullptr ? entry->Text() : std::to_string(entry->Bits())) + " ";
+  }
+  EXPECT_EQ(seen, "A.b=short Z.a=4294967295 Z.b=1 ");
 }
 
 }  // namespace

@@ -3,13 +3,20 @@
 // The binary interface between host and plug-in: sizes, field offsets and virtual slots.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "dotmanagement/raster_filter_base.h"
 #include "host/raster.h"
 #include "movement/movement.h"
+#include "tests/harness/paths.h"
 
 // The compiler gives the fields of classes with virtual operations defined offsets.
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
@@ -146,6 +153,50 @@ const Slot kSlots[] = {
 TEST(BinaryInterface, VirtualOperationsKeepTheirSlots) {
   for (const Slot& slot : kSlots) {
     EXPECT_EQ(slot.actual, slot.expected) << slot.what << ": " << CORVANE_HOW_TO_CHANGE;
+  }
+}
+
+// The operations of docs/abi.md in their order.
+struct DocumentedSlot {
+  std::string what, name;
+  std::size_t itanium, microsoft;
+};
+
+std::vector<DocumentedSlot> DocumentedSlots() {
+  const std::regex row(R"(\| `(?:(?:ZCOM::)?\w+::)?(\w+)(?:\(.*\))?` \| (\d+) \| (\d+) \|)");
+  std::vector<DocumentedSlot> slots;
+  std::ifstream document(corvane::testing::SourceDirectory() + "/docs/abi.md");
+  for (std::string line; std::getline(document, line);) {
+    std::smatch parts;
+    if (!std::regex_match(line, parts, row)) continue;
+    const std::size_t end = line.find('`', 3);
+    slots.push_back(
+        {line.substr(3, end - 3), parts[1], std::stoul(parts[2]), std::stoul(parts[3])});
+  }
+  return slots;
+}
+
+TEST(BinaryInterface, IsDocumentedAsItIs) {
+  const std::vector<DocumentedSlot> documented = DocumentedSlots();
+  for (const Slot& slot : kSlots) {
+    if (std::string_view(slot.what).starts_with("RasterFilterBase")) continue;  // not for hosts
+    const auto found =
+        std::find_if(documented.begin(), documented.end(),
+                     [&](const DocumentedSlot& row) { return row.what == slot.what; });
+    ASSERT_NE(found, documented.end()) << slot.what;
+    EXPECT_EQ(found->itanium, slot.actual) << slot.what;
+  }
+  // The other ABI has one destructor where this one has two, and turns overloads round.
+  for (auto first = documented.begin(); first != documented.end();) {
+    const auto last = std::find_if(first, documented.end(), [&](const DocumentedSlot& row) {
+      return row.name != first->name;
+    });
+    const bool hasDestructor = !first->what.starts_with("ZCOM::Factory::");
+    for (auto row = first; row != last; ++row) {
+      const std::size_t mirrored = first->itanium + static_cast<std::size_t>(last - 1 - row);
+      EXPECT_EQ(row->microsoft, mirrored - (hasDestructor ? 1 : 0)) << row->what;
+    }
+    first = last;
   }
 }
 

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "movement/movement.h"
-#include "plugin/named_creation.h"
+#include "plugin/frame/named_creation.h"
 
 namespace corvane {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "color/table_lookup.h"
+#include "color/table/directory.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ std::vector<unsigned char> Directory() {
   return Bytes(numbers);
 }
 
-TEST(ColorTableLookup, FindsTheTableOfFiveIndices) {
+TEST(TableDirectory, FindsTheTableOfFiveIndices) {
   const struct {
     std::uint32_t indices[5];
     LookupResult result;
@@ -40,29 +40,29 @@ TEST(ColorTableLookup, FindsTheTableOfFiveIndices) {
       {{0, 0, 0, 0, 2}, LookupResult::IndexOutOfRange, 0},
       {{0, 0xFFFFFFFF, 0, 0, 0}, LookupResult::IndexOutOfRange, 0},
   };
-  const std::vector<unsigned char> directory = Directory();
+  const std::vector<unsigned char> bytes = Directory();
+  const TableDirectory directory(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
   for (const auto& c : cases) {
-    std::uint32_t offset = 7, size = 8;
-    EXPECT_EQ(LookUpColorTable(directory.data(), c.indices, 5, &offset, &size), c.result);
-    const bool found = c.result == LookupResult::Found;
-    EXPECT_EQ(offset, found ? 1000 + c.table : 7);
-    EXPECT_EQ(size, found ? 5000 + c.table : 8);
+    std::uint64_t table = 777;
+    EXPECT_EQ(ktColorGetTable2(directory, c.indices, 5, &table), c.result);
+    EXPECT_EQ(table, c.result == LookupResult::Found ? c.table : 777);
   }
+  EXPECT_EQ(directory.Offset(191), 1191u);
+  EXPECT_EQ(directory.StoredSize(96), 5096u);
 
-  std::uint32_t offset = 7, size = 8;
+  std::uint64_t table = 777;
   const std::uint32_t indices[4] = {};
-  EXPECT_EQ(LookUpColorTable(directory.data(), indices, 4, &offset, &size),
-            LookupResult::WrongIndexCount);
-  EXPECT_EQ(offset, 7u);
+  EXPECT_EQ(ktColorGetTable2(directory, indices, 4, &table), LookupResult::WrongIndexCount);
+  EXPECT_EQ(table, 777u);
 }
 
-TEST(ColorTableLookup, KnowsAnIncompleteDirectory) {
+TEST(TableDirectory, KnowsAnIncompleteDirectory) {
   const std::vector<unsigned char> whole = Directory();
   const auto size = static_cast<std::uint32_t>(whole.size());
-  EXPECT_TRUE(IsCompleteDirectory(whole.data(), size));
-  EXPECT_FALSE(IsCompleteDirectory(whole.data(), size - 1));
-  EXPECT_FALSE(IsCompleteDirectory(whole.data(), 20));
-  EXPECT_FALSE(IsCompleteDirectory(whole.data(), 3));
+  EXPECT_TRUE(TableDirectory(whole.data(), size).IsComplete());
+  EXPECT_FALSE(TableDirectory(whole.data(), size - 1).IsComplete());
+  EXPECT_FALSE(TableDirectory(whole.data(), 20).IsComplete());
+  EXPECT_FALSE(TableDirectory(whole.data(), 3).IsComplete());
 
   // Products that wrap around 32 or 64 bits, an index count beyond all memory, no tables at all.
   for (const std::vector<std::uint32_t>& numbers :
@@ -71,7 +71,8 @@ TEST(ColorTableLookup, KnowsAnIncompleteDirectory) {
                                                {5, 0x40000000, 2, 2, 1, 1, 0, 0},
                                                {0xFFFFFFFF}}) {
     const std::vector<unsigned char> bytes = Bytes(numbers);
-    EXPECT_FALSE(IsCompleteDirectory(bytes.data(), static_cast<std::uint32_t>(bytes.size())));
+    EXPECT_FALSE(
+        TableDirectory(bytes.data(), static_cast<std::uint32_t>(bytes.size())).IsComplete());
   }
 }
 

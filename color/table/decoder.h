@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Colour tables as they are stored: the row codes of the 17 x 17 x 17 cubes and the 4-bit delta
-// form of the black curve. docs/color-table-file.md describes both forms byte by byte.
+// Stored colour tables become tables as they are used.
 #pragma once
 
-namespace corvane {
+#include "color/table/stored_form.h"
 
-// Bytes of one decoded row, rows of one cube, bytes of one cube.
-inline constexpr unsigned kCubeEdge = 17;
-inline constexpr unsigned kCubeRows = kCubeEdge * kCubeEdge;
-inline constexpr unsigned kCubeBytes = kCubeRows * kCubeEdge;
+namespace corvane {
 
 // Decodes in place: the `stored` bytes at the end of the `expected`-byte `buffer` become the table
 // at its start. Returns the checksum of the decoded bytes when it is the stored one, else 0; 0 also

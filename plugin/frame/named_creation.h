@@ -19,7 +19,15 @@ inline int IndexOfName(const char* const* names, const char* name) {
 // empty table creates for every name. The caller owns the object.
 template <class Object>
 Object* CreateNamed(const char* const* names, const char* name) {
-  return IndexOfName(names, name) == 0 ? new (std::nothrow) Object : nullptr;
+  if (IndexOfName(names, name) != 0) return nullptr;
+  auto* object = new (std::nothrow) Object;
+  if constexpr (requires { object->IsComplete(); }) {
+    if (object != nullptr && !object->IsComplete()) {
+      delete object;
+      return nullptr;
+    }
+  }
+  return object;
 }
 
 }  // namespace corvane

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plugin/element_frame.h"
+#include "plugin/frame/element_frame.h"
 
 #include <new>
 
@@ -20,16 +20,21 @@ std::uint16_t PageNumber16(const ZCOM::PROPERTIES& bag, const char* key) {
 }
 
 std::uint64_t PageWidthWithOverspray(const ZCOM::PROPERTIES& bag) {
-  return std::uint64_t{PageNumber(bag, "PrintableWidth")} +
-         PageNumber16(bag, "LeftOverSprayPixels") + PageNumber16(bag, "RightOverSprayPixels");
+  return std::uint64_t{PageNumber(bag, property::kPrintableWidth)} +
+         PageNumber16(bag, property::kLeftOverSprayPixels) +
+         PageNumber16(bag, property::kRightOverSprayPixels);
 }
 
-unsigned long MakePads(ZCOM::EObject& element, ZCOM::SOURCEPAD** source, ZCOM::SINKPAD** sink) {
-  *source = new (std::nothrow) ZCOM::SOURCEPAD(&element);
-  if (*source != nullptr) element.AddSourcePad(*source);
-  *sink = new (std::nothrow) ZCOM::SINKPAD(&element, 0);
-  if (*sink != nullptr) element.AddSinkPad(*sink);
-  return *source != nullptr && *sink != nullptr;
+unsigned long MakePads(ZCOM::EObject& element) {
+  if (element.GetSourcePad(0) == nullptr) {
+    auto* const source = new (std::nothrow) ZCOM::SOURCEPAD(&element);
+    if (source != nullptr && element.AddSourcePad(source) == 0) delete source;
+  }
+  if (element.GetSinkPad(0) == nullptr) {
+    auto* const sink = new (std::nothrow) ZCOM::SINKPAD(&element, 0);
+    if (sink != nullptr && element.AddSinkPad(sink) == 0) delete sink;
+  }
+  return element.GetSourcePad(0) != nullptr && element.GetSinkPad(0) != nullptr;
 }
 
 unsigned long ForwardMessage(ZCOM::EObject& element, ZCOM::QObject* message) {
@@ -51,9 +56,14 @@ unsigned long PassOn(ZCOM::EObject& element, ZCOM::QObject* message) {
   return isControl ? result : 1;
 }
 
+void ReserveError(QError& error, const char* longestText) {
+  error.Properties.SetProperty(property::kErrorID, 0, kStandardGroup);
+  error.Properties.SetProperty(property::kErrorString, longestText, kStandardGroup);
+}
+
 void SendError(ZCOM::EObject& element, QError& error, int id, const char* text) {
-  error.Properties.SetProperty("ErrorID", id, kStandardGroup);
-  error.Properties.SetProperty("ErrorString", text, kStandardGroup);
+  error.Properties.SetProperty(property::kErrorID, id, kStandardGroup);
+  error.Properties.SetProperty(property::kErrorString, text, kStandardGroup);
   ForwardMessage(element, &error);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "color/decoder.h"
+#include "color/table/decoder.h"
 
 #include <algorithm>
 #include <array>
@@ -10,25 +10,7 @@
 namespace corvane {
 namespace {
 
-constexpr std::uint32_t kDeltaCurveBytes = 128;  // 256 nibbles
-constexpr std::uint32_t kPlainCurveBytes = 256;
-constexpr std::uint32_t kHeaderBytes = 5;  // checksum and H, the number of cube-mode bytes
 constexpr std::uint32_t kLookAheadBytes = 32;
-
-constexpr unsigned kOperationMask = 0xF3;
-constexpr unsigned kLongRepeat = 3;  // this count means that the count is the next byte
-
-// The low two bits of an operation choose the sign of the differences, the high four their width.
-constexpr unsigned kZeroRow = 0x00;
-constexpr unsigned kConstantRow = 0x01;
-constexpr unsigned kSevenBitOffsets = 0x72;
-constexpr unsigned kLiteralRow = 0x80;
-constexpr unsigned kAddDeltas = 0;
-constexpr unsigned kSubtractDeltas = 1;
-constexpr unsigned kSignedDeltas = 2;
-constexpr unsigned kMaxDeltaBits = 7;
-
-constexpr unsigned kDeltaCount = kCubeEdge - 1;
 
 using Row = std::array<std::uint8_t, kCubeEdge>;
 using Deltas = std::array<std::uint8_t, kDeltaCount>;
@@ -58,25 +40,6 @@ class LookAhead {
   std::uint32_t held_;  // one past the last stored byte that entered the copy
   std::array<std::uint8_t, kLookAheadBytes> copy_{};
 };
-
-bool IsDeltaOperation(unsigned operation) {
-  const unsigned bits = operation >> 4;
-  const unsigned sign = operation & 3;
-  if (bits < 1 || bits > kMaxDeltaBits || sign > kSignedDeltas) return false;
-  return operation != kSevenBitOffsets;
-}
-
-std::uint32_t OperandBytes(unsigned operation) {
-  if (operation == kConstantRow) return 1;
-  if (operation == kLiteralRow) return kCubeEdge;
-  if (operation == kSevenBitOffsets) return kCubeEdge - 1;
-  if (!IsDeltaOperation(operation)) return 0;
-  return 1 + 2 * (operation >> 4) + ((operation & 3) == kSignedDeltas ? 2 : 0);
-}
-
-bool ProducesRow(unsigned operation) {
-  return operation == kZeroRow || OperandBytes(operation) != 0;
-}
 
 unsigned Bit(unsigned byte, unsigned bit) { return byte >> bit & 1; }
 
@@ -155,19 +118,15 @@ Deltas UnpackDeltas(const std::uint8_t* c, unsigned bits) {
   }
 }
 
-// `operands` are the first value, the packed differences and, for signed ones, 16 sign bits
-// (1 adds, 0 subtracts).
-Row DecodeDeltaRow(unsigned operation, const std::uint8_t* operands) {
-  const unsigned bits = operation >> 4;
-  const Deltas deltas = UnpackDeltas(operands + 1, bits);
-  const std::uint8_t* signBytes = operands + 1 + 2 * bits;
-  const unsigned mode = operation & 3;
+Row DecodeDeltaRow(const RowOperation& operation, const std::uint8_t* operands) {
+  const Deltas deltas = UnpackDeltas(operands + 1, operation.bits);
+  const std::uint8_t* signBytes = operands + 1 + 2 * operation.bits;
 
   Row row;
   row[0] = operands[0];
   for (unsigned k = 0; k < kDeltaCount; ++k) {
-    const bool add =
-        mode == kAddDeltas || (mode == kSignedDeltas && Bit(signBytes[k / 8], 7 - k % 8) != 0);
+    const bool add = operation.form == RowForm::Add ||
+                     (operation.form == RowForm::Signed && Bit(signBytes[k / 8], 7 - k % 8) != 0);
     row[k + 1] = static_cast<std::uint8_t>(add ? row[k] + deltas[k] : row[k] - deltas[k]);
   }
   return row;
@@ -183,16 +142,25 @@ Row DecodeSevenBitOffsets(const std::uint8_t* operands) {
   return row;
 }
 
-Row DecodeRow(unsigned operation, const std::uint8_t* operands) {
+Row DecodeRow(const RowOperation& operation, const std::uint8_t* operands) {
   Row row{};
-  if (operation == kConstantRow) {
-    row.fill(operands[0]);
-  } else if (operation == kLiteralRow) {
-    std::copy_n(operands, row.size(), row.begin());
-  } else if (operation == kSevenBitOffsets) {
-    row = DecodeSevenBitOffsets(operands);
-  } else if (operation != kZeroRow) {
-    row = DecodeDeltaRow(operation, operands);
+  switch (operation.form) {
+    case RowForm::Zero:
+      break;
+    case RowForm::Constant:
+      row.fill(operands[0]);
+      break;
+    case RowForm::Add:
+    case RowForm::Subtract:
+    case RowForm::Signed:
+      row = DecodeDeltaRow(operation, operands);
+      break;
+    case RowForm::Offsets:
+      row = DecodeSevenBitOffsets(operands);
+      break;
+    case RowForm::Literal:
+      std::copy_n(operands, row.size(), row.begin());
+      break;
   }
   return row;
 }
@@ -200,7 +168,7 @@ Row DecodeRow(unsigned operation, const std::uint8_t* operands) {
 void DecodeDeltaCurve(std::uint8_t* output, std::uint32_t outputBytes,
                       const std::uint8_t* nibbles) {
   std::uint8_t value = 0;
-  for (std::uint32_t i = 0; i < std::min(outputBytes, kPlainCurveBytes); ++i) {
+  for (std::uint32_t i = 0; i < std::min(outputBytes, kBlackCurveBytes); ++i) {
     // Read before the write: the output ends where the input ends.
     const unsigned nibble = i % 2 == 0 ? nibbles[i / 2] >> 4 : nibbles[i / 2] & 15;
     value = static_cast<std::uint8_t>(value + nibble);
@@ -208,31 +176,12 @@ void DecodeDeltaCurve(std::uint8_t* output, std::uint32_t outputBytes,
   }
 }
 
-std::uint32_t RotateRight(std::uint32_t value, unsigned bits) {
-  return value >> bits | value << (32 - bits);
-}
-
-// Everything behind the header, the cube-mode bytes included, is stored scrambled.
-void Descramble(std::uint8_t* stored, std::uint32_t size) {
-  std::uint32_t mask = ~(size << 16) + size;
-  for (std::uint32_t i = kHeaderBytes; i < size; ++i) {
-    stored[i] ^= static_cast<std::uint8_t>(mask);
-    mask = RotateRight(mask, 1);
-  }
-}
-
-std::uint32_t Checksum(const std::uint8_t* bytes, std::uint32_t count) {
-  std::uint32_t sum = 0;
-  for (std::uint32_t i = 0; i < count; ++i) sum = RotateRight(sum + (bytes[i] + 1u) * i, 4);
-  return sum;
-}
-
 // Carries out the row codes from `input` and returns how many bytes were written to `output`.
 // `modes` are the cube-mode bytes that are known; later cubes are kept as they are.
 std::uint32_t DecodeRows(LookAhead input, std::uint8_t* output, std::uint32_t outputBytes,
                          const std::uint8_t* modes, std::uint32_t modeCount) {
   std::uint32_t written = 0;
-  unsigned operation = kZeroRow;
+  const RowOperation* operation = nullptr;
   unsigned repeats = 0;
   for (std::uint32_t rowNumber = 0; !input.AtEnd() || repeats > 0; ++rowNumber) {
     input.Refill();
@@ -240,20 +189,20 @@ std::uint32_t DecodeRows(LookAhead input, std::uint8_t* output, std::uint32_t ou
       --repeats;
     } else {
       const unsigned code = input.Next();
-      operation = code & kOperationMask;
-      repeats = code >> 2 & 3;
-      if (repeats == kLongRepeat) {
+      operation = FindRowOperation(code);
+      repeats = RepeatsIn(code);
+      if (repeats == kRepeatInNextByte) {
         if (!input.Has(1)) break;
         repeats = input.Next();
       }
     }
 
-    if (ProducesRow(operation)) {
-      const std::uint32_t operandCount = OperandBytes(operation);
+    if (operation != nullptr) {
+      const std::uint32_t operandCount = operation->operandBytes;
       if (!input.Has(operandCount) || outputBytes - written < kCubeEdge) break;
       std::array<std::uint8_t, kCubeEdge> operands{};
       for (std::uint32_t i = 0; i < operandCount; ++i) operands[i] = input.Next();
-      const Row row = DecodeRow(operation, operands.data());
+      const Row row = DecodeRow(*operation, operands.data());
       std::copy(row.begin(), row.end(), output + written);
       written += kCubeEdge;
     }
@@ -271,33 +220,31 @@ std::uint32_t DecodeRows(LookAhead input, std::uint8_t* output, std::uint32_t ou
 }  // namespace
 
 unsigned long DecodeColorTable(unsigned char* buffer, unsigned long expected, long stored) {
-  if (stored < static_cast<long>(kHeaderBytes) || static_cast<unsigned long>(stored) > expected) {
+  if (stored < static_cast<long>(kCodedHeaderBytes) ||
+      static_cast<unsigned long>(stored) > expected) {
     return 0;
   }
   const auto bufferBytes = static_cast<std::uint32_t>(expected);
   const auto storedBytes = static_cast<std::uint32_t>(stored);
   std::uint8_t* const input = buffer + (bufferBytes - storedBytes);
 
-  if (storedBytes == kDeltaCurveBytes) {
-    DecodeDeltaCurve(buffer, bufferBytes, input);
-    return 0;
-  }
-  if (storedBytes == kPlainCurveBytes) return 0;
+  const StoredForm form = StoredFormOf(storedBytes);
+  if (form == StoredForm::DeltaCurve) DecodeDeltaCurve(buffer, bufferBytes, input);
+  if (form != StoredForm::Coded) return 0;
 
-  Descramble(input, storedBytes);
+  ScrambleCodedTable(input, storedBytes);
   std::array<std::uint8_t, kLookAheadBytes> head{};
   const std::uint32_t headBytes = std::min(storedBytes, kLookAheadBytes);
   std::copy_n(input, headBytes, head.begin());
 
-  const std::uint32_t storedSum = std::uint32_t{head[0]} << 24 | std::uint32_t{head[1]} << 16 |
-                                  std::uint32_t{head[2]} << 8 | std::uint32_t{head[3]};
   const std::uint32_t modeBytes = head[4];
-  const LookAhead rowCodes(input, storedBytes, kHeaderBytes + modeBytes);
-  const std::uint32_t written = DecodeRows(rowCodes, buffer, bufferBytes,
-                                           head.data() + kHeaderBytes, headBytes - kHeaderBytes);
+  const LookAhead rowCodes(input, storedBytes, kCodedHeaderBytes + modeBytes);
+  const std::uint32_t written =
+      DecodeRows(rowCodes, buffer, bufferBytes, head.data() + kCodedHeaderBytes,
+                 headBytes - kCodedHeaderBytes);
 
-  const std::uint32_t sum = Checksum(buffer, written);
-  return sum == storedSum ? sum : 0;
+  const std::uint32_t sum = TableChecksum(buffer, written);
+  return sum == StoredChecksum(head.data()) ? sum : 0;
 }
 
 void TransposeCube(unsigned char* cube, unsigned char mode) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What every element of the factory has in common.
-#include "plugin/element_frame.h"
+#include "plugin/frame/element_frame.h"
 
 #include <gtest/gtest.h>
 
@@ -77,7 +77,7 @@ TEST_P(EveryElement, LeavesPassThroughMessagesUntouched) {
   EXPECT_EQ(harness_.Push(start), 1u);
   const auto sent = harness_.TakeSent();
   ASSERT_EQ(sent.size(), 1u);
-  EXPECT_TRUE(sent[0].properties.Groups().empty());
+  EXPECT_EQ(sent[0].properties.First(), nullptr);
   harness_.next.result = 0;
   EXPECT_EQ(harness_.Push(start), 0u);
 }

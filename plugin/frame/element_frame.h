@@ -14,11 +14,10 @@
 //
 // kind               EColorInline                EHalftoneModule             ECorvaneDotManagement
 // 1 control          pass on                     pass on                     pass on
-// 2 page start       set up, pass on; on an      set up, pass on; an error   set up, pass on
-//                    error no pass-on, 0         goes ahead of it, 0
-// 3 page end         release tables, pass on     release buffers, pass on,   pass on, release
-// filter
-//                                                log the counts
+// 2 page start       set up, pass on; on an      set up, pass on; an error   set up, pass on; 0
+//                    error no pass-on, 0         goes ahead of it, 0         with no filter memory
+// 3 page end         release tables, pass on     release buffers, pass on,   pass on,
+//                                                log the counts              release filter
 // 4 job end          release row buffer, pass on pass on                     pass on
 // 5 RGB row          convert, send               pass on, 1                  pass on, 1
 // 6 contone row      pass on, 1                  halftone, send              pass on, 1
@@ -38,11 +37,12 @@
 #include <cstdint>
 
 #include "host/framework.h"
+#include "host/property_names.h"
 #include "host/raster.h"
 
 namespace corvane {
 
-inline constexpr const char* kStandardGroup = "Standard";
+using property::kStandardGroup;
 
 // A page setting of the standard group, 0 when it is missing. The last is the whole width of a row
 // in input pixels: the printable width and both overspray margins.
@@ -51,9 +51,10 @@ std::uint32_t PageNumber(const ZCOM::PROPERTIES& bag, const char* key);
 std::uint16_t PageNumber16(const ZCOM::PROPERTIES& bag, const char* key);
 std::uint64_t PageWidthWithOverspray(const ZCOM::PROPERTIES& bag);
 
-// Makes the element's source pad and its sink pad (index 0), registers them and stores them.
-// Returns 1 when both exist, otherwise 0; a pad that cannot be made is null and not registered.
-unsigned long MakePads(ZCOM::EObject& element, ZCOM::SOURCEPAD** source, ZCOM::SINKPAD** sink);
+// Makes the element's source pad and its sink pad (index 0) and registers them.
+// Pads that are there already stay. Returns 1 when both exist, otherwise 0; a pad that cannot be
+// made is not registered.
+unsigned long MakePads(ZCOM::EObject& element);
 
 // Hands the message to the element behind source pad 0 and returns its result. Without a linked
 // pad the broken pipe is reported through the pad's owner and the result is 0.
@@ -62,6 +63,10 @@ unsigned long ForwardMessage(ZCOM::EObject& element, ZCOM::QObject* message);
 // Forwards a message that is not the element's work: the forwarding's result for the kinds 1 to 4,
 // otherwise 1 whatever the next element answered.
 unsigned long PassOn(ZCOM::EObject& element, ZCOM::QObject* message);
+
+// Makes room in `error` for its entries, the longest text included, so that sending it later takes
+// no memory.
+void ReserveError(QError& error, const char* longestText);
 
 // Writes the error into `error` and sends it down the chain. The error keeps its other entries.
 void SendError(ZCOM::EObject& element, QError& error, int id, const char* text);

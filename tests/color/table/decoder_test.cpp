@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "color/decoder.h"
+#include "color/table/decoder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <bit>
 #include <random>
 
-#include "tests/color/coded_table.h"
+#include "tests/color/table/coded_table.h"
 
 namespace corvane {
 namespace {
