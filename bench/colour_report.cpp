@@ -15,11 +15,13 @@
 #include <fstream>
 #include <vector>
 
-#include "app/chain.h"
-#include "app/preview_dots.h"
-#include "app/table_builder.h"
-#include "app/table_builder_gamut.h"
-#include "app/table_lookup.h"
+#include "app/chain/chain.h"
+#include "app/page/planes.h"
+#include "app/preview/dots.h"
+#include "app/tables/best_inks.h"
+#include "app/tables/builder.h"
+#include "app/tables/lookup.h"
+#include "printmode/print_modes.h"
 
 namespace corvane {
 namespace {
@@ -58,10 +60,14 @@ struct TableView {
 // The same with what the inks can show.
 struct Reference : TableView {
   Reference(const TableBuilder& builder, const TableKey& key)
-      : TableView(builder, key), separator(model, builder.RulesOf(key)), gamut(separator) {}
+      : TableView(builder, key),
+        rules(builder.RulesOf(key)),
+        best(model, {rules.nineInks, rules.blackInk, rules.inkLimit}) {}
 
-  Separator separator;
-  GamutMap gamut;
+  bool Contains(const Rgb8& rgb) const { return best.CanPrint(WantedLab(rgb)); }
+
+  SeparationRules rules;
+  BestInks best;
 };
 
 // sRGB colours between the nodes of the tables that the print can show.
@@ -72,7 +78,7 @@ std::vector<Rgb8> ChartColours(const Reference& reference) {
       for (int b = 8; b < 256; b += 16) {
         const Rgb8 rgb = {static_cast<std::uint8_t>(r), static_cast<std::uint8_t>(g),
                           static_cast<std::uint8_t>(b)};
-        if (reference.gamut.Contains(LinearOf(rgb))) colours.push_back(rgb);
+        if (reference.Contains(rgb)) colours.push_back(rgb);
       }
     }
   }
@@ -83,8 +89,7 @@ std::vector<Rgb8> GreyColours(const Reference& reference) {
   std::vector<Rgb8> colours;
   for (int v = 0; v < 256; v += 3) {
     const auto grey = static_cast<std::uint8_t>(v);
-    if (reference.gamut.Contains(LinearOf({grey, grey, grey})))
-      colours.push_back({grey, grey, grey});
+    if (reference.Contains({grey, grey, grey})) colours.push_back({grey, grey, grey});
   }
   return colours;
 }
@@ -315,43 +320,36 @@ class ChartPrinter {
     set(start.Properties, "VerticalInputResolution", kInputDpi);
     set(start.Properties, "UseAlternateModes", static_cast<unsigned>(condition_.useAlternateModes));
     set(start.PageProperties, "CMYKBinaryDescriptor", static_cast<unsigned>(mode_.descriptor));
-    set(start.PageProperties, "NumberOfPlanes", mode_.inkSet == InkSet::Nine ? 9 : 7);
+    set(start.PageProperties, "NumberOfPlanes",
+        NumberOfPlanes(mode_, condition_.useAlternateModes));
     set(start.PageProperties, "Slot1HorizontalRes", mode_.horizontalDpi);
     set(start.PageProperties, "Slot2HorizontalRes", mode_.horizontalDpi);
     if (chain_->Send(start) == 0) throw std::runtime_error("the chain refused the page");
   }
 
-  // Planes of the row as it leaves the chain. The 4800 dpi nine-ink mode sends cd and md at twice
-  // the resolution of the others, and no black.
-  void MakeRenderer(const QRaster& raster) {
-    const PlaneLayout& layout = *FindPlaneLayout(raster.RasterFormat);
-    const bool expanded = mode_.descriptor == CcMmYycmK_4800x1200_16Pass;
+  // The planes as they leave the chain.
+  void MakeRenderer() {
+    const PageShape page =
+        BinaryPageShape(mode_, condition_.useAlternateModes, width_, height_, kInputDpi, kInputDpi);
     std::vector<DropPlane> planes;
-    std::size_t offset = 0;
-    const std::size_t bytes = raster.RowBytes / layout.planeCount;
-    for (int i = 0; i < layout.planeCount; ++i) {
-      const PlaneInk& ink = layout.planes[i];
-      if (expanded && ink.ink == Ink::K) continue;
-      const unsigned times = expanded && (ink.ink == Ink::cd || ink.ink == Ink::md) ? 2 : 1;
+    for (const PlaneShape& sent : page.planes) {
       DropPlane plane;
-      plane.ink = ink.ink;
-      plane.drops = 1 << ink.bit;
-      plane.offset = offset;
-      plane.width = raster.Width * times;
-      plane.horizontalDpi = double(kInputDpi) * plane.width / width_;
-      plane.picolitres = DropPicolitres(*inks_, mode_, ink.ink);
-      offset += bytes * times;
+      plane.ink = sent.ink;
+      plane.drops = 1 << sent.bit;
+      plane.offset = sent.offset;
+      plane.width = sent.width;
+      plane.horizontalDpi = sent.horizontalDpi;
+      plane.picolitres = DropPicolitres(*inks_, mode_, sent.ink);
       planes.push_back(plane);
     }
-    const unsigned repeat = mode_.verticalDpi / kInputDpi;
     const PageWindow window = {0, 0, double(width_) / kInputDpi, double(height_) / kInputDpi};
-    renderer_ = std::make_unique<DotRenderer>(reference_.model, planes, kInputDpi * repeat, window,
+    renderer_ = std::make_unique<DotRenderer>(reference_.model, planes, page.verticalDpi, window,
                                               double(kInputDpi) / 2,
                                               [this](const RenderedRow& row) { Measure(row); });
   }
 
   void Take(const QRaster& raster) {
-    if (!renderer_) MakeRenderer(raster);
+    if (!renderer_) MakeRenderer();
     renderer_->AddRow(raster.Data);
   }
 

@@ -59,7 +59,7 @@ class Bench : public Filter {
     unsigned char* data = row_.data();
     unsigned long start = 0, end = kPlaneBytes, planeBytes = kPlaneBytes, width = 8 * kPlaneBytes;
     this->FilterCurrentRaster(&data, 0, &start, &end, &planeBytes, &width,
-                              CcMmYyK_4800x1200_16Pass);
+                              static_cast<tagBinaryCMYKDescriptor>(83));
   }
 
  private:
@@ -70,9 +70,9 @@ class Bench : public Filter {
     for (std::size_t plane = 0; plane < 6; ++plane) this->furtherIn_[plane] = In(plane);
     this->blackIn_ = In(6);
     for (std::size_t plane = 0; plane < 4; ++plane) {
-      this->firstRowOut_[plane] = this->firstBuffer_.get() + 2 * plane * kPlaneBytes;
-      if (this->secondBuffer_ != nullptr) {
-        this->secondRowOut_[plane] = this->secondBuffer_.get() + 2 * plane * kPlaneBytes;
+      this->firstRowOut_[plane] = this->firstBuffer_.Data() + 2 * plane * kPlaneBytes;
+      if (this->secondBuffer_) {
+        this->secondRowOut_[plane] = this->secondBuffer_.Data() + 2 * plane * kPlaneBytes;
       }
     }
     if constexpr (requires { this->rings_; }) {

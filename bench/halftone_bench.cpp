@@ -14,7 +14,8 @@
 #include <vector>
 
 #include "halftone/engine.h"
-#include "plugin/cpu.h"
+#include "halftone/engine_fast.h"
+#include "simd/level.h"
 #include "tests/halftone/engine_page.h"
 
 namespace corvane {
@@ -27,7 +28,7 @@ constexpr int kSweeps = 7;
 
 using Row = std::vector<std::uint8_t>;
 
-enum class Content { Photo, Text, Flat, White };
+enum class Content { Photo, Text, Flat, White, Faint, Gradient };
 
 // Smooth fields with grain and edges; dark inks and black are absent from the lighter parts.
 Row PhotoRow(int y, std::mt19937& random) {
@@ -72,8 +73,15 @@ std::vector<Row> MakeRows(Content content) {
       rows.push_back(PhotoRow(y, random));
     } else if (content == Content::Text) {
       rows.push_back(TextRow(y));
+    } else if (content == Content::Gradient) {
+      Row row(std::size_t{kInkCount} * kWidth);
+      for (std::size_t i = 0; i < row.size(); ++i) {
+        row[i] = static_cast<std::uint8_t>(i % kWidth * 255 / kWidth);
+      }
+      rows.push_back(std::move(row));
     } else {
       Row row(std::size_t{kInkCount} * kWidth);
+      if (content == Content::Faint) row.assign(row.size(), 2);
       for (int plane = 0; plane < kInkCount && content == Content::Flat; ++plane) {
         std::fill_n(row.begin() + std::size_t{kWidth} * plane, kWidth,
                     static_cast<std::uint8_t>(40 + 20 * plane));
@@ -117,19 +125,26 @@ void BenchHalftone(benchmark::State& bench, const Setting& setting, Content cont
   const std::vector<Row> rows = MakeRows(content);
   const std::size_t count = std::size_t{kRows} * kRepeats;
   std::vector<double> plainBest(count, 1e9);
+  std::vector<double> lanesBest(count, 1e9);
   std::vector<double> fastBest(count, 1e9);
   for (auto _ : bench) {
     EnginePage plain(kernel, setting.numPix, kWidth);
     EnginePage fast(kernel, setting.numPix, kWidth);
+    EnginePage lanes(kernel, setting.numPix, kWidth);
     SetUp(plain, setting);
+    SetUp(lanes, setting);
     SetUp(fast, setting);
     const std::unique_ptr<FastPage, FastPageDeleter> fastPage(
         NewFastPage(kernel, fast.state, level));
     fast.state.fastPage = fastPage.get();
+    const std::unique_ptr<FastPage, FastPageDeleter> lanesPage(
+        NewLanesPage(kernel, lanes.state, level));
+    lanes.state.fastPage = lanesPage.get();
     double seconds = 0;
     for (std::size_t i = 0; i < count; ++i) {
       const auto number = static_cast<std::uint32_t>(i);
       plainBest[i] = std::min(plainBest[i], TimeRow(plain, rows[i / kRepeats], number));
+      lanesBest[i] = std::min(lanesBest[i], TimeRow(lanes, rows[i / kRepeats], number));
       const double fastTime = TimeRow(fast, rows[i / kRepeats], number);
       fastBest[i] = std::min(fastBest[i], fastTime);
       seconds += fastTime;
@@ -138,14 +153,21 @@ void BenchHalftone(benchmark::State& bench, const Setting& setting, Content cont
     bench.SetIterationTime(seconds);
   }
   double plainTime = 0;
+  double lanesTime = 0;
   double fastTime = 0;
-  for (const double time : plainBest) plainTime += time;
-  for (const double time : fastBest) fastTime += time;
+  // The rows with which a page begins make tables.
+  for (std::size_t i = kRepeats; i < count; ++i) {
+    plainTime += plainBest[i];
+    lanesTime += lanesBest[i];
+    fastTime += fastBest[i];
+  }
   // Per binary pixel and pass, all inks together.
-  const double pixels =
-      static_cast<double>(count) * kWidth * setting.numPix * (setting.bothDirections ? 2 : 1);
+  const double pixels = static_cast<double>(count - kRepeats) * kWidth * setting.numPix *
+                        (setting.bothDirections ? 2 : 1);
   bench.counters["plain_ns"] = plainTime / pixels * 1e9;
   bench.counters["fast_ns"] = fastTime / pixels * 1e9;
+  bench.counters["lanes_ns"] = lanesTime / pixels * 1e9;
+  bench.counters["lanes_ratio"] = lanesTime / fastTime;
   bench.counters["ratio"] = plainTime / fastTime;
   bench.counters["Mink_px/s"] = pixels * kernel.inkCount / fastTime / 1e6;
 }
@@ -162,13 +184,11 @@ void RegisterAll() {
       {K2QDSD_25, 2, false, 2, 2, 2},
       {K2QDSD_6_25, 4, true, 0, 0, 0},
   };
-  const std::pair<const char*, Content> contents[] = {{"photo", Content::Photo},
-                                                      {"text", Content::Text},
-                                                      {"flat", Content::Flat},
-                                                      {"white", Content::White}};
+  const std::pair<const char*, Content> contents[] = {
+      {"photo", Content::Photo}, {"text", Content::Text},   {"flat", Content::Flat},
+      {"white", Content::White}, {"faint", Content::Faint}, {"gradient", Content::Gradient}};
   for (const Setting& setting : settings) {
     for (const auto& [contentName, content] : contents) {
-      if (content == Content::Text && KernelOf(setting.kernel).inkCount > 1) continue;
       for (const CpuLevel level : kCpuLevels) {
         if (level == CpuLevel::Plain || level > DetectedCpuLevel()) continue;
         const std::string name = std::string("halftone/") + KernelOf(setting.kernel).name + "/" +

@@ -79,7 +79,7 @@ class InkPage {
                             .NumPix = 1,
                             .width = width,
                             .outputWidth = width,
-                            .ErrorRows = errorRows_.data(),
+                            .ErrorRows = errorRows_,
                             .CarriedError = carriedError_.data(),
                             .DotCount = dotCount_.data(),
                             .RowPhase = &phase,

@@ -9,23 +9,23 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "app/chain.h"
-#include "app/default_table.h"
-#include "app/image_reader.h"
-#include "app/output_staged.h"
-#include "app/output_tiff.h"
-#include "app/print.h"
-#include "app/print_page.h"
-#include "app/print_settings.h"
+#include "app/chain/chain.h"
+#include "app/commands/print.h"
+#include "app/commands/print_page.h"
+#include "app/image/reader.h"
+#include "app/output/tiff.h"
+#include "app/page/sample_rows.h"
+#include "app/page/settings.h"
+#include "app/support/output_stage.h"
+#include "app/tables/default_table.h"
+#include "printmode/print_modes.h"
 
 namespace {
 
@@ -33,28 +33,9 @@ using namespace corvane;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kWidth = 4960, kHeight = 7016;  // A4 at 600 dpi
+constexpr int kBlackMode = 8;
 
-// A row of a photograph: smooth fields, grain, a hard edge now and then, paper white at the sides.
-Bytes PhotoRow(std::uint32_t y, std::mt19937& random) {
-  static const std::vector<float> grain = [] {
-    std::mt19937 source(5);
-    std::normal_distribution<float> normal(0, 3);
-    std::vector<float> values(1 << 16);
-    for (float& value : values) value = normal(source);
-    return values;
-  }();
-  Bytes row(std::size_t{3} * kWidth, 255);
-  std::uint32_t at = random();
-  for (std::uint32_t x = kWidth / 20; x < kWidth - kWidth / 20; ++x) {
-    for (std::uint32_t c = 0; c < 3; ++c) {
-      const float value = 128 + 70 * std::sin(x * 0.004f + c * 1.3f + y * 0.001f) +
-                          40 * std::sin(x * 0.021f * (c + 1) + y * 0.005f) +
-                          (x / 700 % 2 == 0 ? 0 : 25) + grain[at++ & 0xFFFF];
-      row[3 * x + c] = static_cast<std::uint8_t>(std::clamp(value, 0.0f, 255.0f));
-    }
-  }
-  return row;
-}
+Bytes PhotoRow(std::uint32_t y) { return SampleRow(SampleContent::Photo, kWidth, y); }
 
 ChainSetup DefaultSetup() {
   ChainSetup setup;
@@ -67,16 +48,15 @@ PageSettings SettingsOf(int mode, int alternateMode) {
   settings.mode = FindPrintMode(mode);
   settings.alternateMode = alternateMode;
   settings.horizontalDpi = DefaultHorizontalDpi(*settings.mode, alternateMode);
-  settings.verticalDpi = DefaultVerticalDpi(*settings.mode, alternateMode);
+  settings.verticalDpi = DefaultVerticalDpi();
   return settings;
 }
 
 // A band of a page through the chain; "page_s" is the whole page at that speed.
 void SendPage(benchmark::State& state, int mode, int alternateMode) {
   constexpr std::uint32_t kRows = 256;
-  std::mt19937 random(7);
   std::vector<Bytes> rows;
-  for (std::uint32_t y = 0; y < kRows; ++y) rows.push_back(PhotoRow(y, random));
+  for (std::uint32_t y = 0; y < kRows; ++y) rows.push_back(PhotoRow(y));
   const PluginLibrary library;
   Chain chain(library, DefaultSetup());
   QRaster raster;
@@ -152,8 +132,7 @@ void WritePng(const std::string& path) {
   png_set_IHDR(png, info, kWidth, kHeight, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(png, info);
-  std::mt19937 random(7);
-  for (std::uint32_t y = 0; y < kHeight; ++y) png_write_row(png, PhotoRow(y, random).data());
+  for (std::uint32_t y = 0; y < kHeight; ++y) png_write_row(png, PhotoRow(y).data());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);
   std::fclose(file);
@@ -182,7 +161,7 @@ void Command(benchmark::State& state) {
   PageJob job;
   job.image = job.title = image;
   job.paper = ParsePaperSize("A4");
-  job.settings = SettingsOf(K_600x600_1Pass, 0);
+  job.settings = SettingsOf(kBlackMode, 0);
   job.colorTable = DefaultColorTable();
   KeptRows kept;
   {
@@ -190,13 +169,13 @@ void Command(benchmark::State& state) {
     Chain chain(library, DefaultSetup());
     PageReceivers receivers;
     receivers.binary.push_back(&kept);
-    PrintPage(job, chain, receivers);
+    PrintPage(job, nullptr, chain, receivers);
   }
 
   PrintOptions options;
   options.inputs = {image};
   options.output = folder + "/page.tif";
-  options.mode = std::to_string(K_600x600_1Pass);
+  options.mode = std::to_string(kBlackMode);
   options.quiet = true;
   double decode = 1e9, write = 1e9, command = 1e9;
   for (auto _ : state) {

@@ -4,14 +4,16 @@
 // error, gets a drop where the error exceeds a threshold, and hands shares of what is left to the
 // pixel below, to its neighbour on the side already visited, and to the next pixel of the row.
 //
-// There are two engines with the same results, bit for bit: the plain one says the rule as it is,
-// one ink after the other; the fast one runs all inks of a pixel in the lanes of a vector.
+// The plain engine says the rule as it is, one ink after the other. The fast one has the same
+// results, bit for bit: it runs all inks of a pixel, or of several segments of the row, in the
+// lanes of a vector, whichever is faster (halftone/engine_choice.h).
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "halftone/kernel_table.h"
-#include "plugin/cpu.h"
+#include "simd/level.h"
 
 namespace corvane {
 
@@ -32,7 +34,7 @@ struct RowState {
 
   // By Ink. An error line has NumPix * width + 2 entries: entry p + 1 belongs to binary pixel p,
   // the first and the last are guards. Kernels touch the lines of their own inks only.
-  std::int16_t* const* ErrorRows;
+  std::array<std::int16_t*, kInkCount> ErrorRows;
   std::int16_t* CarriedError;
   std::uint32_t* DotCount;       // drops placed, modulo 2^32
   std::uint32_t* RowPhase;       // place in the threshold modulation, 0..1023
@@ -63,11 +65,11 @@ void SyncErrorRows(const RowState& state);
 // The same as RunKernel on the plain engine, with the error lines in ErrorRows.
 std::uint32_t RunKernelPlain(const Kernel& kernel, const RowState& state);
 
-// A stretch of one pass of the plain engine, for an ink without partner and of one drop at most:
-// `count` contone pixels from `first` on, forward or backward, from modulation phase `phase` on.
-// Neither clears the line nor folds the guard; the entry behind the first visited pixel gets its
-// share.
-void DiffuseSpanPlain(const KernelInk& ink, const RowState& state, bool forward,
+// A stretch of one pass of the plain engine for one ink of the kernel, for a pair with the later
+// one of its inks: `count` contone pixels from `first` on, forward or backward, from modulation
+// phase `phase` on. Neither clears the line nor folds the guard; the entry behind the first visited
+// pixel gets its share.
+void DiffuseSpanPlain(const Kernel& kernel, int index, const RowState& state, bool forward,
                       std::uint32_t first, std::uint32_t count, std::uint32_t phase);
 
 // The left shift of an ink group's levels.

@@ -15,8 +15,10 @@
 #include <memory>
 
 #include "halftone/engine.h"
+#include "halftone/engine_groups.h"
 #include "halftone/threshold_tables.h"
 #include "halftone/weight_maps.h"
+#include "simd/choose.h"
 
 namespace corvane {
 
@@ -32,19 +34,9 @@ struct alignas(32) LaneWords {
   std::uint16_t lane[kMaxLanes];
 };
 
-// The arrays of a page whose rows are worked on in segments (see engine_segments.h): for each
-// position one of every segment, or one of every segment for each of two guesses.
-struct SegmentBuffers {
-  std::uint8_t* levels;            // of the contone pixels of the lead, then those of the segment
-  std::uint16_t* entries;          // of the error line, likewise
-  std::uint16_t* shares;           // of each guess, the new entries, after that before the first
-  std::uint8_t* drops;             // of each guess, a byte for every 8 binary pixels
-  std::uint8_t* bits;              // the drops of a pass in the order of the plane
-  std::uint16_t* modulation;       // by the phase of the first segment
-  std::uint32_t modulationLength;  // binary pixels of the segments that it was made for
-};
-
 struct FastPage {
+  std::unique_ptr<GroupedPage> grouped;  // where there is one, it is all of the page
+
   const Kernel* kernel;
   bool wide;  // 16 lanes, for cd and md; else 8
   bool coupled;
@@ -74,10 +66,6 @@ struct FastPage {
   std::uint8_t* drops;     // drops decided, a byte a lane for every 8 binary pixels
   std::uint8_t* certain;   // drops that are certain, likewise (two-drop inks only)
 
-  bool inSegments;    // rows are worked on in segments; of the arrays above there is none
-  bool halvesBeside;  // level 0 has kHalvedClass, and a threshold that nothing exceeds
-  SegmentBuffers segments;
-
   bool holdsLines;    // the error lines are here, not in ErrorRows
   bool linesEmpty;    // all their entries are zero; meaningful while they are here
   bool keepsLookUps;  // levels and look-ups hold pixels keptFirst..keptEnd - 1
@@ -90,9 +78,8 @@ struct FastPage {
   std::unique_ptr<std::byte, Free> block;
 };
 
-// Class of shares, behind those of the weight maps: what kHalvedWeights take of half the error.
-inline constexpr WeightClass kHalvedWeights = WeightClass::E4_2E4;
-inline constexpr int kHalvedClass = kWeightClassCount;
+// Like NewFastPage, without the group engine: for rows that it does not serve, and to compare with.
+FastPage* NewLanesPage(const Kernel& kernel, const RowState& state, CpuLevel level);
 
 // A level's rule in 32 bits: the bias below, the meta word above. Its high byte is the index of
 // the shares; so is its low byte, with the factor of the modulation (1, 2, 4) above it.
@@ -102,14 +89,6 @@ constexpr std::uint32_t PackRule(const LevelRule& rule) {
 }
 
 // One row on an instruction level; the output has been cleared.
-namespace sse4 {
-void RunRow(FastPage& page, const RowState& state);
-}
-namespace avx2 {
-void RunRow(FastPage& page, const RowState& state);
-}
-namespace avx512 {
-void RunRow(FastPage& page, const RowState& state);
-}
+CORVANE_EACH_LEVEL(void RunRow(FastPage& page, const RowState& state);)
 
 }  // namespace corvane

@@ -5,13 +5,13 @@
 // instruction level; everything has internal linkage, so that no level gets another's code.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstdint>
 #include <cstring>
 
 #include "halftone/engine_fast.h"
+#include "halftone/plane_bytes.h"
 #include "halftone/weight_maps.h"
+#include "simd/vectors.h"
 
 namespace corvane::CORVANE_SIMD_NAMESPACE {
 namespace {
@@ -19,46 +19,9 @@ namespace {
 // Vector types lose attributes as template arguments; what they lose, their alignment, is not used.
 #pragma GCC diagnostic ignored "-Wignored-attributes"
 
-#define CORVANE_INLINE inline __attribute__((always_inline))
-
-// ---------------------------------------------------------------------------------------------
-// Vectors of 8 or 16 words. Only sse4 has to make the latter of two.
-
-using Lanes8 = __m128i;
-#if CORVANE_SIMD_LEVEL >= 2
-using Lanes16 = __m256i;
-#else
-struct Lanes16 {
-  __m128i low;
-  __m128i high;
-};
-#endif
-
-#if CORVANE_SIMD_LEVEL >= 2
-#define CORVANE_BINARY(Name, op128, op256)                                     \
-  CORVANE_INLINE Lanes8 Name(Lanes8 a, Lanes8 b) { return _mm_##op128(a, b); } \
-  CORVANE_INLINE Lanes16 Name(Lanes16 a, Lanes16 b) { return _mm256_##op256(a, b); }
-#else
-#define CORVANE_BINARY(Name, op128, op256)                                     \
-  CORVANE_INLINE Lanes8 Name(Lanes8 a, Lanes8 b) { return _mm_##op128(a, b); } \
-  CORVANE_INLINE Lanes16 Name(const Lanes16& a, const Lanes16& b) {            \
-    return {_mm_##op128(a.low, b.low), _mm_##op128(a.high, b.high)};           \
-  }
-#endif
-CORVANE_BINARY(Add, add_epi16, add_epi16)
-CORVANE_BINARY(Sub, sub_epi16, sub_epi16)
-CORVANE_BINARY(AddSaturated, adds_epi16, adds_epi16)
-CORVANE_BINARY(SubSaturated, subs_epi16, subs_epi16)
-CORVANE_BINARY(And, and_si128, and_si256)
-CORVANE_BINARY(AndNot, andnot_si128, andnot_si256)  // ~a & b
-CORVANE_BINARY(Or, or_si128, or_si256)
-CORVANE_BINARY(Greater, cmpgt_epi16, cmpgt_epi16)
-CORVANE_BINARY(Equal, cmpeq_epi16, cmpeq_epi16)
-CORVANE_BINARY(MultiplyLow, mullo_epi16, mullo_epi16)
-CORVANE_BINARY(MultiplyHigh, mulhi_epi16, mulhi_epi16)
-CORVANE_BINARY(MultiplyHighUnsigned, mulhi_epu16, mulhi_epu16)
-CORVANE_BINARY(ShuffleBytes, shuffle_epi8, shuffle_epi8)
-#undef CORVANE_BINARY
+// Vectors of 8 or 16 words.
+using Lanes8 = Vector128;
+using Lanes16 = Vector256;
 
 // What depends on the number of lanes. `Bytes` holds a byte for each lane, in its low end.
 template <class V>
@@ -131,9 +94,6 @@ struct Vector<Lanes16> {
     return _mm256_castps_si256(_mm256_broadcast_ss(reinterpret_cast<const float*>(word)));
   }
   static CORVANE_INLINE Lanes16 Table(__m128i table) { return _mm256_broadcastsi128_si256(table); }
-  static CORVANE_INLINE Lanes16 Join(Lanes8 low, Lanes8 high) {
-    return _mm256_set_m128i(high, low);
-  }
   template <int kBits>
   static CORVANE_INLINE Lanes16 ShiftRight(Lanes16 v) {
     return _mm256_srai_epi16(v, kBits);
@@ -165,7 +125,6 @@ struct Vector<Lanes16> {
   }
   static CORVANE_INLINE Lanes16 LoadRepeated(const std::uint32_t* word) { return Repeat(*word); }
   static CORVANE_INLINE Lanes16 Table(__m128i table) { return {table, table}; }
-  static CORVANE_INLINE Lanes16 Join(Lanes8 low, Lanes8 high) { return {low, high}; }
   template <int kBits>
   static CORVANE_INLINE Lanes16 ShiftRight(const Lanes16& v) {
     return {_mm_srai_epi16(v.low, kBits), _mm_srai_epi16(v.high, kBits)};
@@ -197,27 +156,6 @@ struct Vector<Lanes16> {
   }
 };
 
-// One step of a byte transpose: interleaves the bytes of the vectors i and i + 4. Seen as an
-// address of 3 bits for the vector and 4 for the byte, each byte's address turns left by one bit;
-// three steps turn 8 planes of 16 pixels into 16 pixels of 8 lanes, four steps more turn it back.
-CORVANE_INLINE void TransposeStep(__m128i (&v)[8]) {
-  __m128i turned[8];
-  for (int i = 0; i < 4; ++i) {
-    turned[2 * i] = _mm_unpacklo_epi8(v[i], v[i + 4]);
-    turned[2 * i + 1] = _mm_unpackhi_epi8(v[i], v[i + 4]);
-  }
-  for (int i = 0; i < 8; ++i) v[i] = turned[i];
-}
-
-// Bits set in each 64-bit half.
-CORVANE_INLINE __m128i CountBits(__m128i v) {
-  const __m128i counts = _mm_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
-  const __m128i nibble = _mm_set1_epi8(15);
-  const __m128i low = _mm_shuffle_epi8(counts, _mm_and_si128(v, nibble));
-  const __m128i high = _mm_shuffle_epi8(counts, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
-  return _mm_sad_epu8(_mm_add_epi8(low, high), _mm_setzero_si128());
-}
-
 // ---------------------------------------------------------------------------------------------
 // What a pixel's levels decide
 
@@ -237,7 +175,7 @@ CORVANE_INLINE __m128i PartnerWordsOfHighLanes() {
 }
 template <>
 CORVANE_INLINE Lanes16 PartnerWords<Lanes16>() {
-  return Vector<Lanes16>::Join(PartnerWords<Lanes8>(), PartnerWordsOfHighLanes());
+  return Join(PartnerWords<Lanes8>(), PartnerWordsOfHighLanes());
 }
 
 // 1 in the second lane of each pair, which wins a tie.
@@ -309,8 +247,6 @@ constexpr ClassTable MakeShiftTable(Term term) {
   for (int i = 0; i < kWeightClassCount; ++i) {
     table.byClass[i] = ShiftOfTerm(kErrorWeights[i], term);
   }
-  const std::uint8_t shift = ShiftOfTerm(kErrorWeights[static_cast<int>(kHalvedWeights)], term);
-  table.byClass[kHalvedClass] = static_cast<std::uint8_t>(shift == 0 ? 0 : shift + 1);
   return table;
 }
 constexpr ClassTable MakeFactorTable(Term term) {
@@ -329,7 +265,7 @@ CORVANE_INLINE V FromTable(const ClassTable& table, V index) {
 }
 
 // Both shares of an error, each the sum of two terms.
-#if CORVANE_SIMD_LEVEL == 3
+#if CORVANE_SIMD_LEVEL >= 3
 constexpr ClassTable kShifts[kTermCount] = {
     MakeShiftTable(Term::Below), MakeShiftTable(Term::SecondBelow), MakeShiftTable(Term::Behind),
     MakeShiftTable(Term::SecondBehind)};
@@ -509,6 +445,10 @@ CORVANE_INLINE void Step(const FastPage& page, const Pixel<V>& pixel, V threshol
     drop = Greater(error, threshold);
     taken = And(drop, pixel.dropAhead);
   }
+  // The second of a pair may get a drop far below 0, and wrap, where the first has no ink: there
+  // the shares are those of what the drop leaves.
+  constexpr bool kDropsFirst = kCoupled && kDecays;
+  if constexpr (kDropsFirst) error = Sub(error, And(drop, Vec::Load(page.dropSize.lane)));
   if constexpr (kDecays) {
     error = Decay(error, pixel.zeroLevel, Vec::Load(page.halfDecay.lane),
                   Vec::Load(page.decayBits.lane));
@@ -517,6 +457,13 @@ CORVANE_INLINE void Step(const FastPage& page, const Pixel<V>& pixel, V threshol
   const V behind = pixel.shares.Behind(error);
   const V ahead = Add(error, next);
   const V shared = Add(below, behind);
+  if constexpr (kDropsFirst) {
+    chain.error = Sub(ahead, shared);
+    Vec::Store(entryBehind, Add(chain.below, behind));
+    chain.below = below;
+    chain.drops = Or(chain.drops, And(drop, bit));
+    return;
+  }
   chain.error = kCoupled ? Sub(Sub(ahead, shared), taken) : Sub(Sub(ahead, taken), shared);
   Vec::Store(entryBehind, Add(chain.below, Sub(behind, And(drop, pixel.dropBehind))));
   chain.below = Sub(below, And(drop, pixel.dropBelow));

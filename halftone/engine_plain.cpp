@@ -201,7 +201,7 @@ void DiffusePair(const InkRow a, const InkRow b, const Pass pass) {
       if (dropB) {
         SetBit(b.plane, pixel);
         ++dotsB;
-        errorB -= kFullDrop;
+        errorB = Wrap(errorB - kFullDrop);  // it may be far below 0 where a has no ink
       }
       if (levelA == 0) errorA = Decay(errorA, a.decay);
       if (levelB == 0) errorB = Decay(errorB, b.decay);
@@ -236,6 +236,20 @@ void FoldGuard(std::int16_t* line, const RowState& state) {
   guard[0] = 0;
 }
 
+// A pass of one ink; a pair runs with the later one of its inks.
+template <int kStep>
+void DiffuseInkOf(const Kernel& kernel, int index, const RowState& state, const Pass& pass) {
+  const KernelInk& ink = kernel.inks[index];
+  const InkRow row = MakeInkRow(ink, state);
+  if (ink.twoDrop) {
+    DiffuseTwoDropInk<kStep>(row, pass);
+  } else if (ink.partner == kNoPartner) {
+    DiffuseInk<kStep>(row, pass);
+  } else if (ink.partner < index) {
+    DiffusePair<kStep>(MakeInkRow(kernel.inks[ink.partner], state), row, pass);
+  }
+}
+
 template <int kStep>
 void RunPass(const Kernel& kernel, const RowState& state) {
   Pass pass{};
@@ -245,18 +259,9 @@ void RunPass(const Kernel& kernel, const RowState& state) {
   pass.phase = *state.RowPhase;
 
   for (int i = 0; i < kernel.inkCount; ++i) {
-    const KernelInk& ink = kernel.inks[i];
-    const InkRow row = MakeInkRow(ink, state);
-    ClearLineStart<kStep>(row.line, state);
-    if (ink.twoDrop) {
-      DiffuseTwoDropInk<kStep>(row, pass);
-    } else if (ink.partner == kNoPartner) {
-      DiffuseInk<kStep>(row, pass);
-    } else if (ink.partner < i) {
-      // The partner's line has been cleared before, this one's just now.
-      DiffusePair<kStep>(MakeInkRow(kernel.inks[ink.partner], state), row, pass);
-    }
+    ClearLineStart<kStep>(state.ErrorRows[static_cast<int>(kernel.inks[i].state)], state);
   }
+  for (int i = 0; i < kernel.inkCount; ++i) DiffuseInkOf<kStep>(kernel, i, state, pass);
   for (int i = 0; i < kernel.inkCount; ++i) {
     FoldGuard<kStep>(state.ErrorRows[static_cast<int>(kernel.inks[i].state)], state);
   }
@@ -266,18 +271,17 @@ void RunPass(const Kernel& kernel, const RowState& state) {
 
 }  // namespace
 
-void DiffuseSpanPlain(const KernelInk& ink, const RowState& state, bool forward,
+void DiffuseSpanPlain(const Kernel& kernel, int index, const RowState& state, bool forward,
                       std::uint32_t first, std::uint32_t count, std::uint32_t phase) {
-  const InkRow row = MakeInkRow(ink, state);
   Pass pass{};
   pass.firstPixel = forward ? first : first + count - 1;
   pass.pixelCount = count;
   pass.numPix = state.NumPix;
   pass.phase = phase % kModulationLength;
   if (forward) {
-    DiffuseInk<+1>(row, pass);
+    DiffuseInkOf<+1>(kernel, index, state, pass);
   } else {
-    DiffuseInk<-1>(row, pass);
+    DiffuseInkOf<-1>(kernel, index, state, pass);
   }
 }
 

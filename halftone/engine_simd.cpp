@@ -18,37 +18,6 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Interleaving the levels by ink, and taking the drops apart again
 
-// Reads `count` bytes, at most 16; the others are 0.
-CORVANE_INLINE __m128i LoadPart(const std::uint8_t* from, std::size_t count) {
-  if (count >= 16) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-  alignas(16) std::uint8_t part[16] = {};
-  for (std::size_t i = 0; i < count; ++i) part[i] = from[i];
-  return _mm_load_si128(reinterpret_cast<const __m128i*>(part));
-}
-
-// (3 * dark + light) / 4, byte by byte.
-CORVANE_INLINE __m128i Fold(__m128i dark, __m128i light) {
-  const __m128i three = _mm_set1_epi16(3);
-  const __m128i low =
-      _mm_add_epi16(_mm_mullo_epi16(_mm_cvtepu8_epi16(dark), three), _mm_cvtepu8_epi16(light));
-  const __m128i high =
-      _mm_add_epi16(_mm_mullo_epi16(_mm_cvtepu8_epi16(_mm_srli_si128(dark, 8)), three),
-                    _mm_cvtepu8_epi16(_mm_srli_si128(light, 8)));
-  return _mm_packus_epi16(_mm_srli_epi16(low, 2), _mm_srli_epi16(high, 2));
-}
-
-// Where the levels of a lane come from.
-struct PlaneSource {
-  const std::uint8_t* dark;   // null: no ink
-  const std::uint8_t* light;  // folded into dark, or null
-
-  CORVANE_INLINE __m128i Load(std::uint32_t x, std::size_t count) const {
-    if (dark == nullptr) return _mm_setzero_si128();
-    const __m128i levels = LoadPart(dark + x, count);
-    return light == nullptr ? levels : Fold(levels, LoadPart(light + x, count));
-  }
-};
-
 // The levels of a pixel, from -1 to the row's width.
 std::uint8_t* LevelsAt(const FastPage& page, std::int64_t x) {
   return page.levels + static_cast<std::size_t>(x + 1) * (page.wide ? 16 : 8);
@@ -85,30 +54,9 @@ CORVANE_INLINE void InterleavePixels(const PlaneSource (&planes)[kMaxLanes], std
   }
 }
 
-// Calls visit(plane's bytes from the first pixel on, where the page keeps them) for the contone
-// planes that the kernel reads, until it returns false.
-template <typename Visit>
-CORVANE_INLINE bool AllPlanes(const FastPage& page, const RowState& state, Visit visit) {
-  const Kernel& kernel = *page.kernel;
-  std::uint8_t* kept = page.planes + state.first;
-  for (int i = 0; i < kernel.inkCount; ++i) {
-    for (const std::uint8_t plane : {kernel.inks[i].contonePlane, kernel.inks[i].foldedPlane}) {
-      if (plane == kNoPlane) continue;
-      if (!visit(state.data + std::size_t{plane} * state.stride + state.first, kept)) return false;
-      kept += page.width;
-    }
-  }
-  return true;
-}
-
 bool IsSameRow(const FastPage& page, const RowState& state) {
-  if (!page.keepsLookUps || page.keptFirst != state.first || page.keptEnd != state.end) {
-    return false;
-  }
-  const std::size_t count = state.end - state.first;
-  return AllPlanes(page, state, [count](const std::uint8_t* levels, const std::uint8_t* kept) {
-    return std::memcmp(levels, kept, count) == 0;
-  });
+  return page.keepsLookUps && page.keptFirst == state.first && page.keptEnd == state.end &&
+         IsKept(page, state);
 }
 
 // Interleaves the row's levels, and keeps them as they came to know the row again.
@@ -118,11 +66,7 @@ void Interleave(FastPage& page, const RowState& state) {
   PlaneSource planes[kMaxLanes] = {};
   for (int i = 0; i < kernel.inkCount; ++i) {
     const KernelInk& ink = kernel.inks[i];
-    PlaneSource& source = planes[LaneOf(ink.ink)];
-    source.dark = state.data + std::size_t{ink.contonePlane} * state.stride;
-    if (ink.foldedPlane != kNoPlane) {
-      source.light = state.data + std::size_t{ink.foldedPlane} * state.stride;
-    }
+    planes[LaneOf(ink.ink)] = SourceOf(ink, state);
   }
   std::uint32_t x = state.first;
   for (; state.end - x >= 16; x += 16) {
@@ -130,11 +74,7 @@ void Interleave(FastPage& page, const RowState& state) {
   }
   if (x < state.end) InterleavePixels<kLanes>(planes, x, state.end - x, LevelsAt(page, x));
 
-  const std::size_t count = state.end - state.first;
-  AllPlanes(page, state, [count](const std::uint8_t* levels, std::uint8_t* kept) {
-    std::memcpy(kept, levels, count);
-    return true;
-  });
+  KeepPlanes(page, state);
   page.keptFirst = state.first;
   page.keptEnd = state.end;
   page.keepsLookUps = true;
@@ -153,17 +93,6 @@ CORVANE_INLINE void LoadColumns(const std::uint8_t* from, __m128i (&v)[8]) {
     }
   }
   for (int step = 0; step < 4; ++step) TransposeStep(v);
-}
-
-CORVANE_INLINE void OrInto(std::uint8_t* to, __m128i bytes, std::size_t count) {
-  if (count >= 16) {
-    __m128i* const place = reinterpret_cast<__m128i*>(to);
-    _mm_storeu_si128(place, _mm_or_si128(_mm_loadu_si128(place), bytes));
-    return;
-  }
-  alignas(16) std::uint8_t part[16];
-  _mm_store_si128(reinterpret_cast<__m128i*>(part), bytes);
-  for (std::size_t i = 0; i < count; ++i) to[i] = static_cast<std::uint8_t>(to[i] | part[i]);
 }
 
 // Adds the pass's drops to the planes and counts them. Both directions may place the same drop:
@@ -233,8 +162,7 @@ CORVANE_INLINE LookUp<V> LookUpRules(const FastPage& page, __m128i levels) {
     const std::uint64_t high = LowHalf(_mm_srli_si128(levels, 8));
     const __m128i upper =
         SplitRules(_mm_setr_epi32(rule(Black, high, 0), rule(Black, high, 1), 0, 0));
-    return {Vector<V>::Join(lower.bias, _mm_move_epi64(upper)),
-            Vector<V>::Join(lower.meta, _mm_srli_si128(upper, 8))};
+    return {Join(lower.bias, _mm_move_epi64(upper)), Join(lower.meta, _mm_srli_si128(upper, 8))};
   }
 }
 
@@ -415,19 +343,6 @@ void RunPass(FastPage& page, const RowState& state, bool kept, RowErrors& errors
   // What the first pixel handed to the guard goes to its own entry.
   Vec::Store(guard + kStep * kLanes, Add(Vec::Load(guard + kStep * kLanes), Vec::Load(guard)));
   Vec::Store(guard, Vec::Repeat(0));
-}
-
-// No ink at all in the pixels of the row.
-bool IsWhite(const FastPage& page, const RowState& state) {
-  if (state.first >= state.end) return true;
-  const std::size_t count = state.end - state.first;
-  return AllPlanes(page, state, [count](const std::uint8_t* levels, const std::uint8_t*) {
-    return levels[0] == 0 && std::memcmp(levels, levels + 1, count - 1) == 0;
-  });
-}
-
-bool IsZero(const std::uint16_t* words, std::size_t count) {
-  return words[0] == 0 && std::memcmp(words, words + 1, (count - 1) * sizeof(*words)) == 0;
 }
 
 template <class V>

@@ -32,7 +32,6 @@ namespace {
 using Sequence = std::array<std::int32_t, kModulationLength>;
 using BiasTable = LevelTable<std::int32_t>;
 
-constexpr int kLastLevel = kLevelCount - 1;
 constexpr int kLargestModulation = 256;
 
 class RandomIndices {

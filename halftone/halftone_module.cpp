@@ -2,14 +2,15 @@
 #include "halftone/halftone_module.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstring>
 #include <limits>
 
 #include "halftone/engine.h"
 #include "halftone/routine_table.h"
 #include "halftone/threshold_tables.h"
-#include "plugin/cpu.h"
-#include "plugin/element_frame.h"
+#include "plugin/frame/element_frame.h"
+#include "printmode/print_modes.h"
+#include "simd/level.h"
 
 using corvane::ForwardMessage;
 using corvane::Ink;
@@ -19,10 +20,10 @@ using corvane::kStandardGroup;
 using corvane::PageNumber;
 using corvane::PageNumber16;
 using corvane::SendError;
+namespace property = corvane::property;
 
 namespace {
 
-constexpr const char* kOwnGroup = "EHalftoneModule";
 constexpr const char* kLogFile = "C:\\HTLog.txt";
 
 constexpr int kUnsupportedModeError = 27;
@@ -32,11 +33,10 @@ constexpr const char* kBufferText = "Can not create Halftone Buffer.";
 
 constexpr std::uint64_t kLargest32 = std::numeric_limits<std::uint32_t>::max();
 
-// Zeroed memory for `count` elements; null when there is none or its bytes do not fit 32 bits.
+// False when memory is short or the bytes do not fit 32 bits.
 template <typename T>
-T* AllocateZeroed(std::uint64_t count) {
-  if (count > kLargest32 / sizeof(T)) return nullptr;
-  return static_cast<T*>(std::calloc(static_cast<std::size_t>(count), sizeof(T)));
+bool Allocate(corvane::Buffer<T>& buffer, std::uint64_t count) {
+  return count <= kLargest32 / sizeof(T) && buffer.Allocate(static_cast<std::size_t>(count));
 }
 
 // The contone planes up to the last one that the kernel reads.
@@ -52,36 +52,110 @@ std::uint32_t ContonePlanesOf(const corvane::Kernel& kernel) {
 
 }  // namespace
 
-// What a page holds until its end.
-struct EHalftoneModule::PageBuffers {
-  ~PageBuffers() {
-    corvane::DeleteFastPage(fastPage);
-    std::free(outputRow);
-    for (std::int16_t* line : errorLines) std::free(line);
-  }
-
-  unsigned char* outputRow = nullptr;
-  std::int16_t* errorLines[kInkCount] = {};
-  corvane::FastPage* fastPage = nullptr;  // null: the plain engine runs
-};
-
 // ---- Life
 
 EHalftoneModule::EHalftoneModule() {
-  Properties.SetProperty("EObjectType", "EHalftoneModule", kStandardGroup);
-  Properties.SetProperty("EObjectName", "EHalftoneModule", kStandardGroup);
-  ErrorObject.Properties.SetProperty("EObjectName", "EHalftoneError", kStandardGroup);
+  Properties.SetProperty(property::kEObjectType, "EHalftoneModule", kStandardGroup);
+  Properties.SetProperty(property::kEObjectName, "EHalftoneModule", kStandardGroup);
+  ErrorObject.Properties.SetProperty(property::kEObjectName, "EHalftoneError", kStandardGroup);
+  corvane::ReserveError(ErrorObject, kUnsupportedModeText);
 }
 
-EHalftoneModule::EHalftoneModule(const EHalftoneModule&) = default;
-EHalftoneModule& EHalftoneModule::operator=(const EHalftoneModule&) = default;
+EHalftoneModule::EHalftoneModule(const EHalftoneModule& other) : EHalftoneModule() {
+  *this = other;
+}
+
+EHalftoneModule& EHalftoneModule::operator=(const EHalftoneModule& other) {
+  if (this == &other) return *this;
+  ZCOM::EObject::operator=(other);
+  HalftoneDeAllocateMemory();
+  logFile_.Close();
+  WriteToFile = other.WriteToFile;
+  descriptor_ = other.descriptor_;
+  RowPhase = other.RowPhase;
+  BothDirections = other.BothDirections;
+  ShiftCMY = other.ShiftCMY;
+  Shiftcmy = other.Shiftcmy;
+  ShiftK = other.ShiftK;
+  NumPix = other.NumPix;
+  width_ = other.width_;
+  inputResolution_ = other.inputResolution_;
+  outputRaster_ = other.outputRaster_;
+  ErrorObject = other.ErrorObject;
+  std::copy_n(other.CarriedError, kInkCount, CarriedError);
+  std::copy_n(other.DotCount, kInkCount, DotCount);
+  kernel_ = other.kernel_;
+  kernelData_ = other.kernelData_;
+  contoneStride_ = other.contoneStride_;
+  if (other.pageIsReady_) CopyPage(other);
+  return *this;
+}
+
 EHalftoneModule::~EHalftoneModule() = default;
+
+bool EHalftoneModule::IsComplete() const {
+  return Properties.IsComplete() && ErrorObject.Properties.IsComplete();
+}
+
+void EHalftoneModule::CopyPage(const EHalftoneModule& other) {
+  other.BringErrorRowsUpToDate();
+  outputRow_ = other.outputRow_;
+  pageIsReady_ = bool{outputRow_};
+  for (int ink = 0; ink < kInkCount; ++ink) {
+    ErrorRows[ink] = other.ErrorRows[ink];
+    pageIsReady_ = pageIsReady_ && ErrorRows[ink].Size() == other.ErrorRows[ink].Size();
+  }
+  if (!pageIsReady_) {
+    HalftoneDeAllocateMemory();
+    return;
+  }
+  fastPage_.reset(corvane::NewFastPage(*kernelData_, PageState(), corvane::SelectedCpuLevel()));
+}
+
+// What the fast engine holds back moves between two places that mean the same, so a constant
+// element stays as it is.
+void EHalftoneModule::BringErrorRowsUpToDate() const {
+  corvane::SyncErrorRows(const_cast<EHalftoneModule*>(this)->PageState());
+}
+
+// ---- State between rows
+
+std::size_t EHalftoneModule::StateBytes() const {
+  if (!pageIsReady_) return 0;
+  std::size_t bytes = sizeof CarriedError;
+  for (const auto& line : ErrorRows) bytes += line.Size() * sizeof(std::int16_t);
+  return bytes;
+}
+
+void EHalftoneModule::SaveState(unsigned char* state) const {
+  if (!pageIsReady_) return;
+  BringErrorRowsUpToDate();
+  for (const auto& line : ErrorRows) {
+    if (!line) continue;
+    std::memcpy(state, line.Data(), line.Size() * sizeof(std::int16_t));
+    state += line.Size() * sizeof(std::int16_t);
+  }
+  std::memcpy(state, CarriedError, sizeof CarriedError);
+}
+
+void EHalftoneModule::RestoreState(const unsigned char* state) {
+  if (!pageIsReady_) return;
+  BringErrorRowsUpToDate();  // nothing is held back that would overwrite them
+  for (auto& line : ErrorRows) {
+    if (!line) continue;
+    std::memcpy(line.Data(), state, line.Size() * sizeof(std::int16_t));
+    state += line.Size() * sizeof(std::int16_t);
+  }
+  std::memcpy(CarriedError, state, sizeof CarriedError);
+}
+
+// ----
 
 unsigned long EHalftoneModule::Initialize() {
   unsigned long writeToFile = 0;
-  Properties.GetProperty("WriteToFile", &writeToFile, 0ul, kOwnGroup);
+  Properties.GetProperty(property::kWriteToFile, &writeToFile, 0ul, property::kHalftoneGroup);
   WriteToFile = static_cast<std::uint32_t>(writeToFile);
-  return corvane::MakePads(*this, &sourcePad_, &sinkPad_);
+  return corvane::MakePads(*this);
 }
 
 // ---- Messages
@@ -106,18 +180,18 @@ unsigned long EHalftoneModule::DataArrived(ZCOM::QObject* message, unsigned shor
 
 unsigned long EHalftoneModule::StartPage(QStartPage* page) {
   HalftoneDeAllocateMemory();
-  logFile_.reset();
+  logFile_.Close();
   std::fill_n(CarriedError, kInkCount, std::int16_t{0});
 
   const std::uint64_t width = corvane::PageWidthWithOverspray(page->Properties);
   // A width beyond 32 bits stays too large for every buffer.
   width_ = static_cast<std::uint32_t>(std::min(width, kLargest32));
-  inputResolution_ = PageNumber(page->Properties, "HorizontalInputResolution");
-  const std::uint16_t alternateMode = PageNumber16(page->Properties, "UseAlternateModes");
+  inputResolution_ = PageNumber(page->Properties, property::kHorizontalInputResolution);
+  const std::uint16_t alternateMode = PageNumber16(page->Properties, property::kUseAlternateModes);
   descriptor_ = static_cast<tagBinaryCMYKDescriptor>(
-      corvane::PageInt(page->PageProperties, "CMYKBinaryDescriptor"));
+      corvane::PageInt(page->PageProperties, property::kCMYKBinaryDescriptor));
 
-  if (WriteToFile != 0) logFile_ = {ZCOM::fwfopen(kLogFile, "w"), &ZCOM::fwfclose};
+  if (WriteToFile != 0) logFile_.Open(kLogFile, "w");
 
   if (HalftoneGetRoutine(alternateMode) == 0) {
     SendError(*this, ErrorObject, kUnsupportedModeError, kUnsupportedModeText);
@@ -136,42 +210,38 @@ unsigned long EHalftoneModule::StartPage(QStartPage* page) {
 unsigned long EHalftoneModule::HalftoneGetRoutine(unsigned short alternateMode) {
   const corvane::HalftoneRoutine* routine =
       corvane::FindHalftoneRoutine(descriptor_, alternateMode);
-  if (routine == nullptr) return 0;
+  const corvane::PrintMode* mode = corvane::FindPrintMode(descriptor_);
+  if (routine == nullptr || mode == nullptr) return 0;
 
+  const corvane::AlternateMode& page = mode->Alternate(alternateMode);
   kernel_ = OperationOf(routine->kernel);
   kernelData_ = &corvane::KernelOf(routine->kernel);
   // Without an input resolution there is no NumPix; the buffers are refused then.
-  NumPix = inputResolution_ == 0 ? 0 : routine->baseResolution / inputResolution_;
+  NumPix = inputResolution_ == 0 ? 0 : page.halftoneDpi / inputResolution_;
   BothDirections = routine->BothDirections ? 1 : 0;
   if (routine->ShiftCMY >= 0) ShiftCMY = static_cast<std::uint16_t>(routine->ShiftCMY);
   if (routine->Shiftcmy >= 0) Shiftcmy = static_cast<std::uint16_t>(routine->Shiftcmy);
   if (routine->ShiftK >= 0) ShiftK = static_cast<std::uint16_t>(routine->ShiftK);
-  outputRaster_.RasterFormat = routine->layout;
+  outputRaster_.RasterFormat = page.layout;
   if (WriteToFile != 0) LogRoutine(routine->loggedModes);
   return 1;
 }
 
 unsigned long EHalftoneModule::HalftoneAllocateMemory(unsigned short alternateMode) {
-  const corvane::HalftoneBuffers* buffers =
-      corvane::FindHalftoneBuffers(descriptor_, alternateMode);
-  if (buffers == nullptr) return 0;
+  const corvane::HalftoneRoutine* routine =
+      corvane::FindHalftoneRoutine(descriptor_, alternateMode);
+  if (routine == nullptr) return 0;
 
   const std::uint64_t binaryWidth = std::uint64_t{NumPix} * width_;
   if (binaryWidth == 0) return 0;
   const std::uint64_t planeBytes = (binaryWidth - 1) / 8 + 1;
-  buffers_ = std::make_shared<PageBuffers>();
-  buffers_->outputRow = AllocateZeroed<unsigned char>(planeBytes * buffers->planes);
-  outputRaster_.Data = buffers_->outputRow;
-  if (outputRaster_.Data == nullptr) return 0;
+  if (!Allocate(outputRow_, planeBytes * routine->rowPlanes)) return 0;
 
-  for (const Ink ink : buffers->errorLines) {
-    const std::uint64_t scale = ink == Ink::K ? 1 : buffers->colourLineScale;
-    const int index = static_cast<int>(ink);
-    buffers_->errorLines[index] = AllocateZeroed<std::int16_t>(scale * (binaryWidth + 2));
-    ErrorRows[index] = buffers_->errorLines[index];
-    if (ErrorRows[index] == nullptr) return 0;
+  for (const Ink ink : routine->errorLines) {
+    const std::uint64_t scale = ink == Ink::K ? 1 : routine->colourLineScale;
+    if (!Allocate(ErrorRows[static_cast<int>(ink)], scale * (binaryWidth + 2))) return 0;
   }
-  buffers_->fastPage = corvane::NewFastPage(*kernelData_, PageState(), corvane::SelectedCpuLevel());
+  fastPage_.reset(corvane::NewFastPage(*kernelData_, PageState(), corvane::SelectedCpuLevel()));
   return 1;
 }
 
@@ -185,10 +255,10 @@ unsigned long EHalftoneModule::ConvertRow(QRaster* contone) {
   outputRaster_.FirstPixel = NumPix * contone->FirstPixel;
   outputRaster_.EndPixel = NumPix * contone->EndPixel;
   outputRaster_.Width = NumPix * width_;
+  outputRaster_.Data = outputRow_.Data();
 
   contoneStride_ = StrideOf(*contone);
-  // What lies beyond the contone planes is room of the overspray margins, without ink.
-  const std::uint32_t limit = std::min(contoneStride_, width_);
+  const std::uint32_t limit = PixelLimit(*contone);
   HalftoneConvert(contone->Data, contone->Row, std::min(contone->FirstPixel, limit),
                   std::min(contone->EndPixel, limit));
   return ForwardMessage(*this, &outputRaster_);
@@ -198,9 +268,18 @@ std::uint32_t EHalftoneModule::StrideOf(const QRaster& contone) const {
   return contone.Width != 0 ? contone.Width : width_;
 }
 
+// What lies beyond the contone planes is room of the overspray margins, without ink.
+std::uint32_t EHalftoneModule::PixelLimit(const QRaster& contone) const {
+  return std::min(StrideOf(contone), width_);
+}
+
 // A row whose RowBytes are 0 does not say what it holds and is trusted.
 bool EHalftoneModule::CanConvert(const QRaster& contone) const {
-  if (!pageIsReady_ || contone.Data == nullptr) return false;
+  if (!pageIsReady_) return false;
+  // A row without pixels needs no data: what its margins hold carries no ink.
+  const bool hasPixels = std::min(contone.FirstPixel, PixelLimit(contone)) <
+                         std::min(contone.EndPixel, PixelLimit(contone));
+  if (contone.Data == nullptr && hasPixels) return false;
   const std::uint64_t bytes = std::uint64_t{ContonePlanesOf(*kernelData_)} * StrideOf(contone);
   return contone.RowBytes == 0 || contone.RowBytes >= bytes;
 }
@@ -220,11 +299,12 @@ corvane::RowState EHalftoneModule::PageState() {
   state.BothDirections = BothDirections != 0;
   state.NumPix = NumPix;
   state.width = width_;
-  state.ErrorRows = ErrorRows;
+  for (int ink = 0; ink < kInkCount; ++ink) state.ErrorRows[ink] = ErrorRows[ink].Data();
   state.CarriedError = CarriedError;
   state.DotCount = DotCount;
   state.RowPhase = &RowPhase;
-  state.output = outputRaster_.Data;
+  state.output = outputRow_.Data();
+  state.fastPage = fastPage_.get();
   return state;
 }
 
@@ -232,7 +312,6 @@ unsigned char EHalftoneModule::RunKernel(KernelName name, unsigned char* data, u
                                          unsigned long first, unsigned long end) {
   corvane::RowState state = PageState();
   state.outputWidth = outputRaster_.Width;
-  state.fastPage = buffers_->fastPage;
   state.data = data;
   state.stride = contoneStride_;
   state.row = static_cast<std::uint32_t>(row);
@@ -268,16 +347,16 @@ unsigned long EHalftoneModule::EndPage(ZCOM::QObject* message) {
   const unsigned long result = ForwardMessage(*this, message);
   if (WriteToFile != 0) {
     LogCounts();
-    logFile_.reset();
+    logFile_.Close();
   }
   return result;
 }
 
 unsigned long EHalftoneModule::HalftoneDeAllocateMemory() {
   pageIsReady_ = false;
-  buffers_.reset();
-  outputRaster_.Data = nullptr;
-  std::fill_n(ErrorRows, kInkCount, nullptr);
+  fastPage_.reset();
+  outputRow_.Release();
+  for (corvane::Buffer<std::int16_t>& line : ErrorRows) line.Release();
   return 1;
 }
 
@@ -285,17 +364,17 @@ unsigned long EHalftoneModule::HalftoneDeAllocateMemory() {
 
 void EHalftoneModule::LogRoutine(const char* const (&modes)[2]) {
   for (const char* mode : modes) {
-    if (mode != nullptr) ZCOM::fwfprintf(logFile_.get(), "BinaryDescriptor = %s\n", mode);
+    if (mode != nullptr) ZCOM::fwfprintf(logFile_.Handle(), "BinaryDescriptor = %s\n", mode);
   }
-  ZCOM::fwfprintf(logFile_.get(), "NumPix   = %d\n", static_cast<int>(NumPix));
-  ZCOM::fwfprintf(logFile_.get(), "ShiftCMY = %d\n", static_cast<int>(ShiftCMY));
-  ZCOM::fwfprintf(logFile_.get(), "Shiftcmy = %d\n", static_cast<int>(Shiftcmy));
-  ZCOM::fwfprintf(logFile_.get(), "ShiftK   = %d\n", static_cast<int>(ShiftK));
+  ZCOM::fwfprintf(logFile_.Handle(), "NumPix   = %d\n", static_cast<int>(NumPix));
+  ZCOM::fwfprintf(logFile_.Handle(), "ShiftCMY = %d\n", static_cast<int>(ShiftCMY));
+  ZCOM::fwfprintf(logFile_.Handle(), "Shiftcmy = %d\n", static_cast<int>(Shiftcmy));
+  ZCOM::fwfprintf(logFile_.Handle(), "ShiftK   = %d\n", static_cast<int>(ShiftK));
 }
 
 void EHalftoneModule::LogCounts() {
   for (int ink = 0; ink < kInkCount; ++ink) {
-    ZCOM::fwfprintf(logFile_.get(), "%scount=%d\n", corvane::kInkNames[ink],
+    ZCOM::fwfprintf(logFile_.Handle(), "%scount=%d\n", corvane::kInkNames[ink],
                     static_cast<std::int32_t>(DotCount[ink]));
   }
 }

@@ -36,7 +36,7 @@ class EnginePage {
     state.NumPix = numPix;
     state.width = width;
     state.outputWidth = numPix * width;
-    state.ErrorRows = linePointers_.data();
+    state.ErrorRows = linePointers_;
     state.CarriedError = carriedError.data();
     state.DotCount = dotCount.data();
     state.RowPhase = &rowPhase;

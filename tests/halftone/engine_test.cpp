@@ -248,6 +248,18 @@ TEST(PlainEngine, CoupledInksTakeTheirSharesAtTheSumOfTheLevels) {
   EXPECT_EQ(half.Error(kc), -800 + 400);
 }
 
+TEST(PlainEngine, CoupledInksWrapWhereADropGoesToTheSecondOneFarBelowZero) {
+  EnginePage page(KernelOf(KernelName::CcMmYyK22QDSD_25_50_25_Coupled), 1, 1);
+  page.state.Shiftcmy = 3;
+  page.Error(kc) = 32000;
+  page.Error(km) = -30000 - 80;
+  RunForward(page, {0, 0, 0, 10, 0, 0, 0});
+  EXPECT_TRUE(page.Bit(3, 0));
+  // -34080 is 31456 in 16 bits; set 50 has e3 and e2 at level 10.
+  EXPECT_EQ(page.Line(km)[1], 3932 + 7864);
+  EXPECT_EQ(page.Error(km), 31456 - 3932 - 7864);
+}
+
 TEST(PlainEngine, TwoDropInksCountInBinary) {
   const struct {
     int level;

@@ -211,24 +211,99 @@ TEST_F(HalftoneModule, ReplacesAnOpenPage) {
   EXPECT_EQ(End(), 1u);
 }
 
-TEST_F(HalftoneModule, SharesThePageWithItsCopy) {
+// A copy has the page for itself: from the same row on it places the same drops, whether or not the
+// original has ended the page, and it carries its own error.
+TEST_F(HalftoneModule, ItsCopiesGoOnWithThePage) {
   harness.Start();
-  Start({.descriptor = 8, .width = 64});
-  auto& original = static_cast<EHalftoneModule&>(harness.Element());
-  EHalftoneModule copy(original);
-  EXPECT_EQ(copy.GetSourcePad(0), original.GetSourcePad(0));
+  for (const int descriptor : {8, 54, 106}) {
+    Start({.descriptor = descriptor, .width = 64});
+    std::vector<unsigned char> data(9 * 64);
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(37 * i);
+    QCMYKContoneRaster raster;
+    raster.Data = data.data();
+    raster.Width = raster.EndPixel = 64;
+    const auto rowsOf = [&](ZCOM::EObject& element) {
+      std::vector<std::vector<unsigned char>> rows;
+      for (raster.Row = 1; raster.Row < 5; ++raster.Row) {
+        EXPECT_EQ(element.DataArrived(&raster, 0), 1u);
+        rows.push_back(harness.TakeSent().back().data);
+      }
+      return rows;
+    };
+    rowsOf(harness.Element());
+    auto copy =
+        std::make_unique<EHalftoneModule>(static_cast<const EHalftoneModule&>(harness.Element()));
+    EHalftoneModule assigned;
+    assigned = *copy;
+    EXPECT_EQ(copy->GetSourcePad(0)->Owner, copy.get());
+    const auto expected = rowsOf(harness.Element());
+    EXPECT_EQ(rowsOf(*copy), expected) << descriptor;
+    copy.reset();
+    End();
+    harness.TakeSent();
+    EXPECT_EQ(rowsOf(assigned), expected) << descriptor;
+    ZCOM::QObject end(kEndPageMessage);
+    EXPECT_EQ(assigned.DataArrived(&end, 0), 1u);
+  }
+}
+
+// Another element goes on with the page as if it had seen the rows before, and states are equal
+// where the pages are.
+TEST_F(HalftoneModule, ItsStateGoesOnWithThePage) {
+  harness.Start();
+  for (const int descriptor : {8, 54, 106, 109}) {
+    Start({.descriptor = descriptor, .width = 640});
+    std::vector<unsigned char> data(9 * 640);
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(37 * i);
+    QCMYKContoneRaster raster;
+    raster.Data = data.data();
+    raster.Width = raster.EndPixel = 640;
+    std::vector<unsigned char> last;
+    const auto sendRows = [&](ZCOM::EObject& element, unsigned long first, unsigned long end) {
+      for (raster.Row = first; raster.Row < end; ++raster.Row) element.DataArrived(&raster, 0);
+      last = harness.TakeSent().back().data;
+    };
+    const auto stateOf = [](const ZCOM::EObject& element) {
+      const auto& state = dynamic_cast<const CarriedState&>(element);
+      std::vector<unsigned char> bytes(state.StateBytes());
+      state.SaveState(bytes.data());
+      return bytes;
+    };
+    EHalftoneModule other(static_cast<const EHalftoneModule&>(harness.Element()));
+    const auto before = stateOf(other);
+    EXPECT_EQ(before, std::vector<unsigned char>(before.size()));
+    sendRows(harness.Element(), 0, 5);
+    const auto between = stateOf(harness.Element());
+    EXPECT_NE(between, before);
+    sendRows(harness.Element(), 5, 9);
+    const auto expected = last;
+    const auto behind = stateOf(harness.Element());
+
+    sendRows(other, 0, 3);
+    dynamic_cast<CarriedState&>(static_cast<ZCOM::EObject&>(other)).RestoreState(between.data());
+    sendRows(other, 5, 9);
+    EXPECT_EQ(last, expected) << descriptor;
+    EXPECT_EQ(stateOf(other), behind) << descriptor;
+    End();
+    EXPECT_TRUE(stateOf(harness.Element()).empty());
+  }
+}
+
+// A row without pixels is a row all the same, whatever buffer stands behind it.
+TEST_F(HalftoneModule, NeedsNoDataForARowOfMargins) {
+  harness.Start();
+  Start({.descriptor = 54, .width = 0, .leftMargin = 16});
+  harness.TakeSent();
   std::vector<unsigned char> data(64, 255);
   QCMYKContoneRaster raster;
-  raster.Data = data.data();
-  raster.Width = raster.EndPixel = 64;
-  EXPECT_EQ(copy.DataArrived(&raster, 0), 1u);
-  EXPECT_EQ(BitsIn(harness.TakeSent().back().data), 64);
-  // The copy goes on with the page when the original has ended it, and both may end it.
-  End();
-  EXPECT_EQ(copy.DataArrived(&raster, 0), 1u);
-  EXPECT_EQ(BitsIn(harness.TakeSent().back().data), 64);
-  ZCOM::QObject end(kEndPageMessage);
-  EXPECT_EQ(copy.DataArrived(&end, 0), 1u);
+  for (unsigned char* pixels : {data.data(), static_cast<unsigned char*>(nullptr)}) {
+    raster.Data = pixels;
+    EXPECT_EQ(harness.Push(raster), 1u);
+    const auto sent = harness.TakeSent();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].kind, kBinaryRasterMessage);
+    EXPECT_EQ(BitsIn(sent[0].data), 0);
+  }
 }
 
 constexpr const char* kNoCounts =
