@@ -1,0 +1,419 @@
+// SPDX-License-Identifier: MIT
+#include "app/document/renderer.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "app/child/child.h"
+#include "app/image/kind.h"
+#include "app/image/pnm.h"
+#include "app/support/failure.h"
+#include "app/support/scratch_file.h"
+#include "app/support/units.h"
+
+namespace corvane {
+
+struct OpenedDocument {
+  std::string path;
+  FileKind kind;
+  Descriptor file;
+  RendererSettings settings;
+  bool sandboxed = false;
+};
+
+namespace {
+
+constexpr double kPointsPerInch = 72;
+constexpr double kListingDpi = 288;  // tells sizes to a quarter of a point
+
+// Places among the files that the child is given.
+constexpr std::size_t kDocument = 0, kColours = 1, kSecrets = 2;
+
+// Black ink of text becomes black, not the dark grey that printing inks make together on paper;
+// what else is CMYK keeps its managed colours.
+constexpr std::string_view kColourRules = "Text_CMYK\tNone\n";
+
+// Lists a PDF: a line a page with the media box, the crop box, the rotation and the user unit.
+std::string ListingProgram(const std::string& file) {
+  return R"((%stdout) (w) file /out exch def
+/put { 64 string cvs out exch writestring out ( ) writestring } def
+/put-box {
+  pget { dup length 4 eq { { put } forall } { pop out (- - - - ) writestring } ifelse }
+       { out (- - - - ) writestring } ifelse
+} def
+/put-number { pget not { 0 } if put } def
+()" + file +
+         R"() (r) file runpdfbegin
+1 1 pdfpagecount {
+  pdfgetpage out (corvane-page ) writestring
+  dup /MediaBox put-box dup /CropBox put-box
+  dup /Rotate put-number /UserUnit put-number
+  out (\n) writestring
+} for quit)";
+}
+
+// A file in memory that a child may read.
+Descriptor InMemory(std::string_view text) {
+  Descriptor file(memfd_create("corvane", MFD_CLOEXEC));
+  if (!file.IsOpen() || !file.Write(text.data(), text.size())) {
+    throw TransientFailure(fmt::format("no file in memory: {}", std::strerror(errno)));
+  }
+  return file;
+}
+
+// As the interpreter reads it from a file of arguments.
+std::string Quoted(const std::string& password) {
+  std::string quoted = "-sPDFPassword=\"";
+  for (const char c : password) {
+    if (static_cast<unsigned char>(c) < ' ') {
+      throw UsageFailure("--password: a password has no control characters");
+    }
+    if (c == '"') quoted += '\\';
+    quoted += c;
+  }
+  if (password.ends_with('\\')) throw UsageFailure("--password: it cannot end in a backslash");
+  return quoted + "\"\n";
+}
+
+// "1-3,7" of ascending pages from 0.
+std::string PageList(const std::vector<int>& pages) {
+  std::string list;
+  for (std::size_t i = 0, end = 0; i < pages.size(); i = end) {
+    for (end = i + 1; end < pages.size() && pages[end] == pages[end - 1] + 1;) ++end;
+    list += list.empty() ? "" : ",";
+    list += std::to_string(pages[i] + 1);
+    if (end - i > 1) list += fmt::format("-{}", pages[end - 1] + 1);
+  }
+  return list;
+}
+
+struct Box {
+  double left = 0, bottom = 0, right = 0, top = 0;
+};
+
+// A box in any order of its corners; "-" for each number where there is none.
+bool ReadBox(std::istream& line, Box& box) {
+  std::array<std::string, 4> words;
+  for (std::string& word : words) line >> word;
+  std::array<double, 4> numbers{};
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    char* end = nullptr;
+    numbers[i] = std::strtod(words[i].c_str(), &end);
+    if (words[i].empty() || *end != '\0' || !std::isfinite(numbers[i])) return false;
+  }
+  box = {std::min(numbers[0], numbers[2]), std::min(numbers[1], numbers[3]),
+         std::max(numbers[0], numbers[2]), std::max(numbers[1], numbers[3])};
+  return true;
+}
+
+DocumentPage PageFrom(std::istream& line) {
+  Box media, crop;
+  if (!ReadBox(line, media)) media = {0, 0, 612, 792};  // as the interpreter takes it
+  if (ReadBox(line, crop)) {
+    const Box cut = {std::max(media.left, crop.left), std::max(media.bottom, crop.bottom),
+                     std::min(media.right, crop.right), std::min(media.top, crop.top)};
+    if (cut.left < cut.right && cut.bottom < cut.top) media = cut;
+  }
+  double turn = 0, unit = 0;
+  line >> turn >> unit;
+  if (!(unit > 0)) unit = 1;
+  DocumentPage page = {(media.right - media.left) * unit, (media.top - media.bottom) * unit};
+  if (std::fmod(std::abs(turn), 180) == 90) std::swap(page.widthPoints, page.heightPoints);
+  return page;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The interpreter.
+
+std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<std::string>& task,
+                             std::size_t pages) {
+  const RendererSettings& settings = document.settings;
+  const Descriptor colours = InMemory(kColourRules);
+  const Descriptor secrets =
+      InMemory(settings.password.empty() ? std::string() : Quoted(settings.password));
+  const std::string rules = ChildCommand::NameOfFile(kColours);
+  ChildCommand command = {.program = settings.program, .package = "ghostscript"};
+  command.arguments = {fmt::format("@{}", ChildCommand::NameOfFile(kSecrets)),
+                       "-q",
+                       "-dSAFER",
+                       "-dBATCH",
+                       "-dNOPAUSE",
+                       "-dNOPROMPT",
+                       fmt::format("--permit-file-read={}", rules),
+                       fmt::format("-sSourceObjectICC={}", rules)};
+  command.arguments.insert(command.arguments.end(), task.begin(), task.end());
+  command.limits = {settings.memoryBytes, settings.pageSeconds * static_cast<double>(pages)};
+  command.files = {&document.file, &colours, &secrets};
+  return std::make_unique<Child>(command);
+}
+
+// What makes the pages into bitmaps on the standard output.
+std::vector<std::string> DrawingTask(const OpenedDocument& document, const std::string& device,
+                                     double horizontalDpi, double verticalDpi,
+                                     const std::string& pages) {
+  // What a program prints must not come between the bitmaps.
+  std::vector<std::string> task = {fmt::format("-sDEVICE={}", device),
+                                   fmt::format("-r{:.6f}x{:.6f}", horizontalDpi, verticalDpi),
+                                   "-sOutputFile=%stdout", "-sstdout=%stderr", "-dUseCropBox"};
+  if (!pages.empty()) task.push_back(fmt::format("-sPageList={}", pages));
+  if (document.kind == FileKind::Eps) task.push_back("-dEPSCrop");
+  task.insert(task.end(), {"-f", ChildCommand::NameOfFile(kDocument)});
+  // An illustration need not show its page itself.
+  if (document.kind == FileKind::Eps) task.insert(task.end(), {"-c", "showpage"});
+  return task;
+}
+
+[[noreturn]] void Fail(const std::string& what, const std::string& how) {
+  throw Failure(fmt::format("{}: Ghostscript {}", what, how));
+}
+
+std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
+  const std::string file = ChildCommand::NameOfFile(kDocument);
+  const auto child = Start(
+      document,
+      {"-dNODISPLAY", fmt::format("--permit-file-read={}", file), "-c", ListingProgram(file)}, 1);
+  InputStream output(child->TakeOutput(), document.path);
+  output.LimitWait(document.settings.pageSeconds);
+  document.sandboxed = child->Sandboxed();
+  std::vector<DocumentPage> pages;
+  std::string text;
+  for (char bytes[4096]; const std::size_t count = output.Read(bytes, sizeof bytes);) {
+    text.append(bytes, count);
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+      std::istringstream line(text.substr(start, end - start));
+      std::string mark;
+      if (line >> mark && mark == "corvane-page") pages.push_back(PageFrom(line));
+    }
+    text.erase(0, start);
+  }
+  const std::string ending = child->End(false);
+  if (!ending.empty()) Fail(document.path, ending);
+  if (pages.empty()) Fail(document.path, fmt::format("found no pages: {}", child->Complaint()));
+  return pages;
+}
+
+// Runs the document and looks how large its pages are.
+std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
+  const auto child =
+      Start(document, DrawingTask(document, "pgmraw", kListingDpi, kListingDpi, {}), 1);
+  auto output = std::make_unique<InputStream>(child->TakeOutput(), document.path);
+  output->LimitWait(document.settings.pageSeconds);
+  document.sandboxed = child->Sandboxed();
+  std::vector<DocumentPage> pages;
+  if (!output->Peek(1).empty()) {
+    const auto stream = OpenPnmStream(std::move(output));
+    while (stream->Next()) {
+      const ImageInfo& image = stream->Page().image;
+      pages.push_back({image.width * kPointsPerInch / kListingDpi,
+                       image.height * kPointsPerInch / kListingDpi});
+    }
+  }
+  const std::string ending = child->End(false);
+  // The pages before an error are pages; making them tells of the error again.
+  if (!ending.empty() && pages.empty()) Fail(document.path, ending);
+  if (document.kind == FileKind::Eps && !pages.empty()) pages.resize(1);
+  return pages;
+}
+
+// A drawing as a PDF file of one page, in which its text is text. `document.file` is the drawing.
+Descriptor PdfOfSvg(const OpenedDocument& document) {
+  ChildCommand command = {.program = "rsvg-convert", .package = "librsvg2-bin"};
+  command.arguments = {"--format=pdf", "--", ChildCommand::NameOfFile(0)};
+  command.limits = {document.settings.memoryBytes, document.settings.pageSeconds};
+  command.files = {&document.file};
+  Child child(command);
+  InputStream output(child.TakeOutput(), document.path);
+  output.LimitWait(document.settings.pageSeconds);
+  ScratchFile pdf;
+  std::vector<std::uint8_t> bytes(std::size_t{256} << 10);
+  std::uint64_t size = 0;
+  while (const std::size_t more = output.Read(bytes.data(), bytes.size())) {
+    pdf.Write(size, bytes.data(), more);
+    size += more;
+  }
+  const std::string ending = child.End(false);
+  if (!ending.empty() || size == 0) {
+    throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
+                              ending.empty() ? "has made nothing of it" : ending));
+  }
+  Descriptor file(open(pdf.Path().c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen())
+    throw TransientFailure(fmt::format("no file can be opened: {}", std::strerror(errno)));
+  return file;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+class RenderedPages : public PageStream {
+ public:
+  RenderedPages(std::shared_ptr<const OpenedDocument> document, const Rendering& rendering)
+      : document_(std::move(document)), rendering_(rendering) {
+    // A page is interpreted whole before its first row is there. PostScript would have to be run by
+    // both.
+    const bool two = rendering_.ahead && document_->kind == FileKind::Pdf;
+    lanes_.resize(std::min<std::size_t>(two ? 2 : 1, rendering_.pages.size()));
+    for (std::size_t i = 0; i < lanes_.size(); ++i) StartLane(i);
+  }
+
+  bool Next() override {
+    if (next_ == rendering_.pages.size()) return false;
+    const WantedPage& wanted = rendering_.pages[next_++];
+    page_ = {};
+    page_.number = wanted.number;
+    page_.image.path = fmt::format("{}, page {}", document_->path, wanted.number + 1);
+    InputStream& input = *Current().input;
+    input.LimitWait(document_->settings.pageSeconds);
+    bool made = false;
+    Guarded([&] { made = !input.Peek(1).empty() && Current().bitmaps->Next(); });
+    if (!made) FailOfEnd("has not made the page");
+    TakeHeader(wanted);
+    return true;
+  }
+
+  void ReadRow(std::uint8_t* row) override {
+    Guarded([&] { Current().bitmaps->ReadRow(row); });
+    const bool more = next_ - 1 + lanes_.size() < rendering_.pages.size();
+    if (++rowsRead_ < page_.image.height || more) return;
+    bool ended = false;
+    Guarded([&] { ended = Current().input->Peek(1).empty(); });
+    if (!ended) Fail(page_.image.path, "sends more than it has announced");
+  }
+
+  std::string Remarks() override {
+    std::string all;
+    for (const Lane& lane : lanes_) {
+      const std::string ending = lane.child->End(false);
+      const std::string& remarks = ending.empty() ? lane.child->Complaint() : ending;
+      // Of what is wrong with the document both may complain.
+      if (remarks.empty() || all.ends_with(": " + remarks)) continue;
+      all +=
+          fmt::format("{}{}: Ghostscript: {}", all.empty() ? "" : "; ", document_->path, remarks);
+    }
+    return all;
+  }
+
+  void Cancel() override {
+    for (const Lane& lane : lanes_) lane.input->Cancel();
+  }
+
+ private:
+  // An interpreter with its pages: every second one where there are two.
+  struct Lane {
+    std::unique_ptr<Child> child;
+    InputStream* input = nullptr;  // of bitmaps
+    std::unique_ptr<PageStream> bitmaps;
+  };
+
+  // That makes the page that Next went to.
+  Lane& Current() { return lanes_[(next_ - 1) % lanes_.size()]; }
+
+  void StartLane(std::size_t index) {
+    std::vector<int> numbers;
+    for (std::size_t i = index; i < rendering_.pages.size(); i += lanes_.size()) {
+      numbers.push_back(rendering_.pages[i].number);
+    }
+    Lane& lane = lanes_[index];
+    lane.child = Start(*document_,
+                       DrawingTask(*document_, "bitrgbtags", DrawnDpi(rendering_.horizontalDpi),
+                                   DrawnDpi(rendering_.verticalDpi), PageList(numbers)),
+                       numbers.size());
+    auto input = std::make_unique<InputStream>(lane.child->TakeOutput(), document_->path);
+    lane.input = input.get();
+    lane.bitmaps = OpenPnmStream(std::move(input));
+  }
+
+  double DrawnDpi(double dpi) const { return dpi * rendering_.scale; }
+
+  // What goes wrong with the bitmaps is the doing of the child.
+  template <class Action>
+  void Guarded(Action action) {
+    try {
+      action();
+    } catch (const InputStream::WaitedTooLong&) {
+      Current().child->End(true);
+      Fail(page_.image.path,
+           fmt::format("did not go on for {} s", document_->settings.pageSeconds));
+    } catch (const Failure&) {
+      FailOfEnd("stopped in the middle of the page");
+    }
+  }
+
+  [[noreturn]] void FailOfEnd(const std::string& what) {
+    const std::string ending = Current().child->End(false);
+    Fail(page_.image.path, ending.empty() ? what : ending);
+  }
+
+  void TakeHeader(const WantedPage& wanted) {
+    const ImageInfo& bitmap = Current().bitmaps->Page().image;
+    page_.image.width = bitmap.width;
+    page_.image.height = bitmap.height;
+    page_.image.form = bitmap.form;
+    page_.image.horizontalDpi = rendering_.horizontalDpi;
+    page_.image.verticalDpi = rendering_.verticalDpi;
+    page_.mediaWidthMm = wanted.size.widthPoints / kPointsPerInch * kMillimetresPerInch;
+    page_.mediaHeightMm = wanted.size.heightPoints / kPointsPerInch * kMillimetresPerInch;
+    rowsRead_ = 0;
+    // A point, for what a listing rounds, and what the interpreter rounds.
+    const auto fits = [](double pixels, double points, double dpi) {
+      return std::abs(pixels - points / kPointsPerInch * dpi) <= dpi / kPointsPerInch + 2;
+    };
+    if (!bitmap.form.tagged ||
+        !fits(bitmap.width, wanted.size.widthPoints, DrawnDpi(rendering_.horizontalDpi)) ||
+        !fits(bitmap.height, wanted.size.heightPoints, DrawnDpi(rendering_.verticalDpi))) {
+      Fail(page_.image.path,
+           fmt::format("made {} x {} pixels of {:.1f} x {:.1f} points at {:.0f} x {:.0f} dpi",
+                       bitmap.width, bitmap.height, wanted.size.widthPoints,
+                       wanted.size.heightPoints, DrawnDpi(rendering_.horizontalDpi),
+                       DrawnDpi(rendering_.verticalDpi)));
+    }
+  }
+
+  std::shared_ptr<const OpenedDocument> document_;
+  Rendering rendering_;
+  std::vector<Lane> lanes_;
+  std::size_t next_ = 0;  // of the pages
+  std::uint32_t rowsRead_ = 0;
+};
+
+}  // namespace
+
+Document::Document(const std::string& path, const RendererSettings& settings) {
+  const FileKind kind = KindOfFile(path);
+  Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
+  opened_ = std::make_shared<OpenedDocument>(
+      OpenedDocument{path, kind, std::move(file), settings, false});
+  if (kind == FileKind::Svg) {
+    opened_->file = PdfOfSvg(*opened_);
+    opened_->kind = FileKind::Pdf;
+  }
+}
+
+Document::~Document() = default;
+
+std::vector<DocumentPage> Document::Pages() {
+  std::vector<DocumentPage> pages =
+      opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
+  if (pages.empty()) throw Failure(opened_->path + ": has no pages");
+  return pages;
+}
+
+bool Document::Sandboxed() const { return opened_->sandboxed; }
+
+std::unique_ptr<PageStream> Document::Render(const Rendering& rendering) const {
+  return std::make_unique<RenderedPages>(opened_, rendering);
+}
+
+}  // namespace corvane
