@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "app/jobs/digest.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <nettle/sha2.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <initializer_list>
+#include <system_error>
+#include <vector>
+
+#include "app/support/failure.h"
+#include "app/support/interrupt.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kReadBytes = std::size_t{1} << 18;
+constexpr std::size_t kMostRemembered = 1024;
+
+class Sha256 {
+ public:
+  Sha256() { sha256_init(&state_); }
+
+  void Add(const void* data, std::size_t size) {
+    sha256_update(&state_, size, static_cast<const std::uint8_t*>(data));
+  }
+
+  std::string Finish() {
+    std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest;
+    sha256_digest(&state_, digest.size(), digest.data());
+    return fmt::format("{:02x}", fmt::join(digest, ""));
+  }
+
+ private:
+  sha256_ctx state_;
+};
+
+// Whether a file that gives this error may be readable later: its disk or server is away, or this
+// machine has run out of something. A folder that is missing too is taken for a server's.
+bool MayPass(int error, const fs::path& path) {
+  std::error_code ignored;
+  if (error == ENOENT) return !fs::is_directory(path.parent_path(), ignored);
+  constexpr int kLasting[] = {EACCES, EPERM, EISDIR, ENOTDIR, ELOOP, ENAMETOOLONG, ENXIO};
+  return std::find(std::begin(kLasting), std::end(kLasting), error) == std::end(kLasting);
+}
+
+[[noreturn]] void FailToRead(const fs::path& path, int error) {
+  const std::string text = fmt::format("{}: {}", path.string(), std::strerror(error));
+  if (MayPass(error, path)) throw TransientFailure(text);
+  throw Failure(text);
+}
+
+class OpenFile {
+ public:
+  explicit OpenFile(const fs::path& path)
+      : path_(path), file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (file_ < 0) FailToRead(path, errno);
+  }
+  ~OpenFile() { close(file_); }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  // 0 at the end.
+  std::size_t Read(void* data, std::size_t size) {
+    for (;;) {
+      ThrowIfInterrupted();
+      const ssize_t got = read(file_, data, size);
+      if (got >= 0) return static_cast<std::size_t>(got);
+      if (errno != EINTR) FailToRead(path_, errno);
+    }
+  }
+
+ private:
+  const fs::path& path_;
+  int file_;
+};
+
+}  // namespace
+
+std::string Sha256OfText(std::string_view text) {
+  Sha256 hash;
+  hash.Add(text.data(), text.size());
+  return hash.Finish();
+}
+
+FileDigest DigestOfFile(const fs::path& path) {
+  OpenFile file(path);
+  Sha256 hash;
+  FileDigest digest;
+  std::vector<std::uint8_t> bytes(kReadBytes);
+  while (const std::size_t got = file.Read(bytes.data(), bytes.size())) {
+    hash.Add(bytes.data(), got);
+    digest.bytes += got;
+  }
+  digest.sha256 = hash.Finish();
+  return digest;
+}
+
+FileDigest DigestCache::Of(const fs::path& path) {
+  std::error_code problem;
+  Entry entry;
+  entry.bytes = fs::file_size(path, problem);
+  if (!problem) entry.time = fs::last_write_time(path, problem);
+  if (problem) return DigestOfFile(path);
+  {
+    const std::lock_guard lock(mutex_);
+    const auto known = entries_.find(path);
+    if (known != entries_.end() && known->second.bytes == entry.bytes &&
+        known->second.time == entry.time) {
+      return known->second.digest;
+    }
+  }
+  entry.digest = DigestOfFile(path);
+  const std::lock_guard lock(mutex_);
+  if (entries_.size() >= kMostRemembered) entries_.clear();
+  entries_[path] = entry;
+  return entry.digest;
+}
+
+}  // namespace corvane

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "app/jobs/record.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "app/support/json.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+bool AreThere(const fs::path& folder, const std::vector<OutputDigest>& files) {
+  for (const OutputDigest& file : files) {
+    std::error_code problem;
+    if (fs::file_size(folder / file.name, problem) != file.bytes || problem) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string ToJson(const PageRecord& record) {
+  Json json = {{"page", record.page}, {"key", record.key}};
+  if (record.failure.empty()) {
+    Json files = Json::array(), inks = Json::array();
+    for (const OutputDigest& file : record.files) {
+      files.push_back({{"name", file.name}, {"bytes", file.bytes}, {"sha256", file.sha256}});
+    }
+    for (const RecordedInk& ink : record.inks) {
+      inks.push_back({{"ink", ink.ink}, {"drops", ink.drops}, {"nanolitres", ink.nanolitres}});
+    }
+    json["files"] = files;
+    json["inks"] = inks;
+  } else {
+    json["failure"] = record.failure;
+  }
+  json["seconds"] = record.seconds;
+  json["host"] = record.host;
+  json["finished"] = record.finished;
+  if (record.reusedRows > 0) json["reusedRows"] = record.reusedRows;
+  if (record.fromCache) json["fromCache"] = true;
+  return JsonText(json) + '\n';
+}
+
+std::optional<PageRecord> RecordFromJson(const std::string& text) {
+  try {
+    const Json json = Json::parse(text);
+    PageRecord record;
+    json.at("page").get_to(record.page);
+    json.at("key").get_to(record.key);
+    if (json.contains("failure")) {
+      json.at("failure").get_to(record.failure);
+    } else {
+      for (const Json& file : json.at("files")) {
+        record.files.push_back({file.at("name"), file.at("bytes"), file.at("sha256")});
+      }
+      for (const Json& ink : json.at("inks")) {
+        record.inks.push_back({ink.at("ink"), ink.at("drops"), ink.at("nanolitres")});
+      }
+    }
+    json.at("seconds").get_to(record.seconds);
+    json.at("host").get_to(record.host);
+    json.at("finished").get_to(record.finished);
+    record.reusedRows = json.value("reusedRows", std::uint64_t{0});
+    record.fromCache = json.value("fromCache", false);
+    return record;
+  } catch (const Json::exception&) {
+    return std::nullopt;
+  }
+}
+
+fs::path RecordPathOf(const fs::path& output) {
+  return fs::path(output).replace_extension(".record.json");
+}
+
+PageStanding StandingOf(const fs::path& manifest, const JobPage& page) {
+  const fs::path output = ResolvePath(manifest, page.output);
+  std::ifstream file(RecordPathOf(output), std::ios::binary);
+  if (!file) return {};
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::optional<PageRecord> record = RecordFromJson(text);
+  if (!record || record->key != KeyOf(page)) return {};
+  if (!record->failure.empty()) return {PageState::Failed, *std::move(record)};
+  if (!AreThere(output.parent_path(), record->files)) return {};
+  return {PageState::Done, *std::move(record)};
+}
+
+std::string HostName() {
+  char name[256] = "";
+  gethostname(name, sizeof name - 1);
+  return name;
+}
+
+std::string UtcNow() {
+  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+}
+
+}  // namespace corvane
