@@ -1,0 +1,496 @@
+// SPDX-License-Identifier: MIT
+#include "app/calibration/reference.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string_view>
+#include <utility>
+
+#include "app/calibration/spectrum.h"
+#include "app/support/failure.h"
+
+namespace corvane {
+namespace {
+
+// The inks in the order and with the names that the files have; "2" marks a medium ink.
+struct NamedInk {
+  Ink ink;
+  const char* name;
+};
+constexpr NamedInk kNamedInks[kInkCount] = {{Ink::C, "C"}, {Ink::M, "M"},   {Ink::Y, "Y"},
+                                            {Ink::K, "K"}, {Ink::c, "c"},   {Ink::m, "m"},
+                                            {Ink::y, "y"}, {Ink::cd, "2c"}, {Ink::md, "2m"}};
+constexpr std::size_t kLargestFile = 64u << 20;
+
+std::vector<NamedInk> InOrder(std::span<const Ink> inks) {
+  std::vector<NamedInk> ordered;
+  for (const NamedInk& named : kNamedInks) {
+    if (std::find(inks.begin(), inks.end(), named.ink) != inks.end()) ordered.push_back(named);
+  }
+  return ordered;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Writing
+
+std::string Percent(std::uint8_t level) { return fmt::format("{:.4f}", level / 2.55); }
+
+std::vector<std::string> ExpectedXyz(const PrintModel& model, const Contone& levels) {
+  const Triple bands = model.Bands(AmountsOf(levels));
+  Triple absolute;
+  for (int band = 0; band < 3; ++band) absolute[band] = bands[band] * model.PaperBands()[band];
+  const Triple xyz = XyzFromBands(absolute);
+  return {fmt::format("{:.4f}", xyz[0] * 100), fmt::format("{:.4f}", xyz[1] * 100),
+          fmt::format("{:.4f}", xyz[2] * 100)};
+}
+
+void AddFields(const std::vector<NamedInk>& inks, const std::string& combination,
+               CgatsTable& table) {
+  for (const NamedInk& ink : inks) {
+    table.fields.push_back(fmt::format("{}_{}", combination, ink.name));
+  }
+  for (const char* field : {"XYZ_X", "XYZ_Y", "XYZ_Z"}) table.fields.emplace_back(field);
+}
+
+void AddValues(const std::vector<NamedInk>& inks, const PrintModel& model, const Contone& levels,
+               CgatsRow& row) {
+  for (const NamedInk& ink : inks) row.values.push_back(Percent(levels[static_cast<int>(ink.ink)]));
+  for (std::string& value : ExpectedXyz(model, levels)) row.values.push_back(std::move(value));
+}
+
+CgatsTable TargetTable(const ChartChoice& choice, const PrintModel& model, const char* about) {
+  const Triple paper = XyzFromBands(model.PaperBands());
+  CgatsTable table;
+  table.keywords = {{"DESCRIPTOR", about},
+                    {"ORIGINATOR", "Corvane"},
+                    {"APPROX_WHITE_POINT", fmt::format("{:.4f} {:.4f} {:.4f}", paper[0] * 100,
+                                                       paper[1] * 100, paper[2] * 100)},
+                    {"COLOR_REP", InkCombination(choice.inks)},
+                    {"TOTAL_INK_LIMIT", fmt::format("{:.1f}", choice.inkLimit * 100)}};
+  return table;
+}
+
+// What the corners of the cube of dyes look like, and the middle if that is asked for: programs
+// judge by them whether strips can be told apart.
+CgatsTable CornersTable(const ChartChoice& choice, const PrintModel& model, const char* keyword,
+                        bool middle) {
+  CgatsTable table;
+  const std::vector<NamedInk> inks = InOrder(choice.inks);
+  table.keywords = {{"DESCRIPTOR", "Corners of the inks"}, {"ORIGINATOR", "Corvane"}};
+  table.fields.emplace_back("INDEX");
+  AddFields(inks, InkCombination(choice.inks), table);
+  constexpr int kCorners = 8;
+  constexpr Ink kDark[3] = {Ink::C, Ink::M, Ink::Y};
+  for (int corner = 0; corner < kCorners + (middle ? 1 : 0); ++corner) {
+    Contone levels{};
+    for (int dye = 0; dye < 3; ++dye) {
+      const bool has =
+          std::find(choice.inks.begin(), choice.inks.end(), kDark[dye]) != choice.inks.end();
+      const bool full = (corner >> dye & 1) != 0;
+      if (has) levels[static_cast<int>(kDark[dye])] = corner == kCorners ? 128 : full ? 255 : 0;
+    }
+    CgatsRow row;
+    row.values.push_back(fmt::format("{}", corner));
+    AddValues(inks, model, levels, row);
+    table.rows.push_back(std::move(row));
+  }
+  table.keywords.emplace_back(keyword, fmt::format("{}", table.rows.size()));
+  return table;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading
+
+// Where the columns of a measurement are.
+struct Columns {
+  std::size_t id = 0;
+  std::optional<std::size_t> location;
+  std::vector<std::pair<Ink, std::size_t>> inks;
+  std::vector<std::size_t> spectrum;
+  double firstNm = 0, stepNm = 10, spectralScale = 100;
+  std::array<std::optional<std::size_t>, 3> xyz, lab;
+};
+
+double NumberOf(const std::string& text, const std::string& place) {
+  double number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end || !std::isfinite(number)) {
+    throw Failure(fmt::format("{}: \"{}\" is not a number", place, text));
+  }
+  return number;
+}
+
+// The wavelength that a field's name ends with, as in nm380 or SPECTRAL_NM_380: programs differ in
+// what stands in front of the three digits.
+std::optional<double> WavelengthOf(const std::string& field) {
+  constexpr std::size_t kDigits = 3;
+  const std::size_t digits = field.find_last_not_of("0123456789") + 1;
+  if (digits == 0 || digits + kDigits != field.size()) return std::nullopt;
+  return NumberOf(field.substr(digits), field);
+}
+
+void FindSpectrum(const CgatsTable& table, const std::string& name, Columns& columns) {
+  std::vector<double> wavelengths;
+  for (std::size_t i = 0; i < table.fields.size(); ++i) {
+    if (const std::optional<double> nm = WavelengthOf(table.fields[i])) {
+      columns.spectrum.push_back(i);
+      wavelengths.push_back(*nm);
+    }
+  }
+  if (columns.spectrum.empty()) return;
+  columns.firstNm = wavelengths.front();
+  columns.stepNm = wavelengths.size() > 1 ? wavelengths[1] - wavelengths[0] : 0.0;
+  // The names carry whole nanometres; the keywords say it exactly.
+  const auto first = table.Keyword("SPECTRAL_START_NM"), last = table.Keyword("SPECTRAL_END_NM");
+  if (first && last && wavelengths.size() > 1) {
+    columns.firstNm = NumberOf(*first, name + ": SPECTRAL_START_NM");
+    columns.stepNm = (NumberOf(*last, name + ": SPECTRAL_END_NM") - columns.firstNm) /
+                     static_cast<double>(wavelengths.size() - 1);
+  }
+  if (const auto norm = table.Keyword("SPECTRAL_NORM")) {
+    columns.spectralScale = NumberOf(*norm, name + ": SPECTRAL_NORM");
+  }
+  const double end = columns.firstNm + columns.stepNm * static_cast<double>(wavelengths.size() - 1);
+  if (!(columns.stepNm > 0 && columns.stepNm <= 20) || columns.firstNm > 420 || end < 680 ||
+      !(columns.spectralScale > 0)) {
+    throw Failure(
+        fmt::format("{}: the spectra from {} to {} nm are no even steps of 20 nm or less "
+                    "from 420 to 680 nm",
+                    name, columns.firstNm, end));
+  }
+}
+
+Columns FindColumns(const CgatsTable& table, const std::string& name) {
+  Columns columns;
+  const auto id = table.Field("SAMPLE_ID");
+  if (!id) throw Failure(name + ": has no field SAMPLE_ID");
+  columns.id = *id;
+  columns.location = table.Field("SAMPLE_LOC");
+  const std::string rep = table.Keyword("COLOR_REP").value_or("");
+  const std::string inks = rep.substr(0, rep.find('_'));
+  for (std::size_t i = 0; i < table.fields.size(); ++i) {
+    const std::string& field = table.fields[i];
+    const std::size_t split = field.rfind('_');
+    if (split == std::string::npos) continue;
+    const std::string prefix = field.substr(0, split), suffix = field.substr(split + 1);
+    if (prefix == "XYZ" || prefix == "LAB") {
+      const std::size_t axis = std::string_view(prefix == "XYZ" ? "XYZ" : "LAB").find(suffix);
+      if (axis < 3) (prefix == "XYZ" ? columns.xyz : columns.lab)[axis] = i;
+      continue;
+    }
+    if (!rep.empty() && prefix != inks) continue;
+    for (const NamedInk& ink : kNamedInks) {
+      if (suffix == ink.name) columns.inks.emplace_back(ink.ink, i);
+    }
+  }
+  if (columns.inks.empty()) throw Failure(name + ": has no fields of ink amounts");
+  FindSpectrum(table, name, columns);
+  const auto complete = [](const auto& axes) { return axes[0] && axes[1] && axes[2]; };
+  if (columns.spectrum.empty() && !complete(columns.xyz) && !complete(columns.lab)) {
+    throw Failure(name + ": has neither spectra nor XYZ nor Lab");
+  }
+  return columns;
+}
+
+// Colours are to be those under D50, seen by the observer of 1931.
+void CheckConditions(const CgatsTable& table, const std::string& name) {
+  const auto refuse = [&](const char* keyword, const std::string& value) {
+    throw Failure(fmt::format("{}: {} \"{}\": colours are needed under D50 for 2 degrees", name,
+                              keyword, value));
+  };
+  for (const char* keyword :
+       {"ILLUMINANT", "ILLUMINATION", "ILLUMINATION_NAME", "WEIGHTING_FUNCTION",
+        "MEASUREMENT_SOURCE", "OBSERVER", "TARGET_ILLUMINANT"}) {
+    const auto value = table.Keyword(keyword);
+    if (!value) continue;
+    for (const char* other : {"D65", "D55", "D75", "ILLUMINANT, A", "Illumination=A", "10deg",
+                              "10_deg", "10 deg", "1964"}) {
+      if (value->find(other) != std::string::npos) refuse(keyword, *value);
+    }
+  }
+  if (const auto device = table.Keyword("DEVICE_CLASS"); device && *device != "OUTPUT") {
+    throw Failure(
+        fmt::format("{}: is a measurement of DEVICE_CLASS {}, not of prints", name, *device));
+  }
+}
+
+class RowReader {
+ public:
+  RowReader(const Columns& columns, const std::string& name) : columns_(columns), name_(name) {}
+
+  ReadPatch Read(const CgatsRow& row) const {
+    ReadPatch patch;
+    const std::string line = fmt::format("{}: line {}", name_, row.line);
+    const double id = NumberOf(row.values[columns_.id], line + ": SAMPLE_ID");
+    if (!(id >= 0 && id < 1e6 && id == std::floor(id))) {
+      throw Failure(fmt::format("{}: {} is no SAMPLE_ID", line, row.values[columns_.id]));
+    }
+    patch.number = static_cast<int>(id);
+    patch.name = fmt::format("patch {}", patch.number);
+    if (columns_.location && row.values[*columns_.location] != "-") {
+      TakeLocation(row.values[*columns_.location], patch);
+    }
+    const std::string place = fmt::format("{}: {} (line {})", name_, patch.name, row.line);
+    for (const auto& [ink, column] : columns_.inks) {
+      const double percent = NumberOf(row.values[column], place);
+      if (!(percent >= 0 && percent <= 100.001)) {
+        throw Failure(fmt::format("{}: {} % is no amount of ink", place, percent));
+      }
+      patch.measured.levels[static_cast<int>(ink)] =
+          static_cast<std::uint8_t>(std::lround(percent * 2.55));
+    }
+    patch.measured.lab = LabOf(row, place);
+    const Triple& lab = patch.measured.lab;
+    if (!(lab[0] > -5 && lab[0] < 110 && std::abs(lab[1]) < 150 && std::abs(lab[2]) < 150)) {
+      throw Failure(fmt::format("{}: Lab {:.1f}, {:.1f}, {:.1f} is no colour of a print", place,
+                                lab[0], lab[1], lab[2]));
+    }
+    return patch;
+  }
+
+ private:
+  static void TakeLocation(const std::string& location, ReadPatch& patch) {
+    patch.name = location;
+    int strip = 0, step = 0;
+    std::size_t i = 0;
+    for (; i < location.size() && location[i] >= 'A' && location[i] <= 'Z'; ++i) {
+      strip = strip * 26 + (location[i] - 'A' + 1);
+    }
+    const char* const end = location.data() + location.size();
+    const auto [stop, error] = std::from_chars(location.data() + i, end, step);
+    if (i == 0 || i > 2 || error != std::errc() || stop != end) return;
+    patch.strip = strip - 1;
+    patch.step = step - 1;
+  }
+
+  Triple LabOf(const CgatsRow& row, const std::string& place) const {
+    if (!columns_.spectrum.empty()) {
+      Spectrum spectrum{columns_.firstNm, columns_.stepNm, {}};
+      for (const std::size_t column : columns_.spectrum) {
+        const double value = NumberOf(row.values[column], place) / columns_.spectralScale;
+        if (!(value > -0.1 && value < 2)) {
+          throw Failure(fmt::format("{}: {} is no reflectance", place, row.values[column]));
+        }
+        spectrum.reflectance.push_back(value);
+      }
+      return LabFromXyz(XyzOfSpectrum(spectrum));
+    }
+    const bool xyz = columns_.xyz[0] && columns_.xyz[1] && columns_.xyz[2];
+    Triple values;
+    for (int i = 0; i < 3; ++i) {
+      values[i] = NumberOf(row.values[*(xyz ? columns_.xyz : columns_.lab)[i]], place);
+      if (xyz) values[i] /= 100.0;
+    }
+    return xyz ? LabFromXyz(values) : values;
+  }
+
+  const Columns& columns_;
+  const std::string& name_;
+};
+
+// The charts that a measurement of these inks may be of.
+std::vector<ChartChoice> Candidates(const std::vector<Ink>& inks, std::optional<double> inkLimit,
+                                    const CgatsTable& table, const std::string& name) {
+  std::vector<double> limits;
+  if (inkLimit) {
+    limits.push_back(*inkLimit);
+  } else if (const auto keyword = table.Keyword("TOTAL_INK_LIMIT")) {
+    limits.push_back(NumberOf(*keyword, name + ": TOTAL_INK_LIMIT") / 100);
+    if (!(limits[0] >= 1 && limits[0] <= kInkCount)) {
+      throw Failure(fmt::format("{}: TOTAL_INK_LIMIT {} is no limit", name, *keyword));
+    }
+  } else {
+    for (const Media& media : DefaultInkData().media) limits.push_back(media.inkLimit);
+  }
+  std::vector<ChartChoice> candidates;
+  for (const ChartKind kind : {ChartKind::Whole, ChartKind::Update}) {
+    for (const double limit : limits) candidates.push_back({kind, inks, limit});
+  }
+  return candidates;
+}
+
+const ReadPatch* Find(const std::map<int, ReadPatch>& patches, std::size_t index) {
+  const auto found = patches.find(static_cast<int>(index) + 1);
+  return found == patches.end() ? nullptr : &found->second;
+}
+
+std::size_t Matches(const std::vector<ChartPatch>& chart, const std::map<int, ReadPatch>& patches) {
+  std::size_t matches = 0;
+  for (std::size_t i = 0; i < chart.size(); ++i) {
+    const ReadPatch* const patch = Find(patches, i);
+    matches += patch != nullptr && patch->measured.levels == chart[i].levels;
+  }
+  return matches;
+}
+
+// The patches in the order of the chart, all of them and none besides.
+std::vector<ReadPatch> Matched(const std::vector<ChartPatch>& chart,
+                               const std::map<int, ReadPatch>& patches, const std::string& name) {
+  std::vector<ReadPatch> matched;
+  for (std::size_t i = 0; i < chart.size(); ++i) {
+    const ReadPatch* const patch = Find(patches, i);
+    if (patch == nullptr) {
+      throw Failure(
+          fmt::format("{}: {} of the chart's {} patches are measured; patch {} ({}) is "
+                      "missing",
+                      name, patches.size(), chart.size(), i + 1, PatchText(chart[i].levels)));
+    }
+    if (patch->measured.levels != chart[i].levels) {
+      throw Failure(fmt::format("{}: {} says {}, the chart has {} there", name, patch->name,
+                                PatchText(patch->measured.levels), PatchText(chart[i].levels)));
+    }
+    matched.push_back(*patch);
+    matched.back().measured.group = chart[i].group;
+  }
+  if (patches.size() > chart.size()) {
+    throw Failure(fmt::format("{}: {} is not of the chart, which has {} patches", name,
+                              patches.rbegin()->second.name, chart.size()));
+  }
+  return matched;
+}
+
+}  // namespace
+
+std::vector<ChartPatch> PatchesOf(const ChartChoice& choice) {
+  return choice.kind == ChartKind::Whole ? ChartPatches(choice.inks, choice.inkLimit)
+                                         : UpdatePatches(choice.inks, choice.inkLimit);
+}
+
+std::string InkCombination(std::span<const Ink> inks) {
+  std::string name;
+  for (const NamedInk& ink : InOrder(inks)) name += ink.name;
+  return name;
+}
+
+Cgats TargetValues(const ChartChoice& choice, const PrintModel& model) {
+  CgatsTable table = TargetTable(choice, model, "Corvane calibration chart");
+  const std::vector<NamedInk> inks = InOrder(choice.inks);
+  table.fields.emplace_back("SAMPLE_ID");
+  AddFields(inks, InkCombination(choice.inks), table);
+  for (const ChartPatch& patch : PatchesOf(choice)) {
+    CgatsRow row;
+    row.values.push_back(fmt::format("{}", table.rows.size() + 1));
+    AddValues(inks, model, patch.levels, row);
+    table.rows.push_back(std::move(row));
+  }
+  return {"CTI1",
+          {std::move(table), CornersTable(choice, model, "DENSITY_EXTREME_VALUES", false),
+           CornersTable(choice, model, "DEVICE_COMBINATION_VALUES", true)}};
+}
+
+Cgats PlacedTarget(const ChartChoice& choice, const PrintModel& model, const ChartLayout& layout,
+                   const PaperSize& paper) {
+  CgatsTable table = TargetTable(choice, model, "Corvane calibration chart, placed");
+  std::string passes;
+  for (int page = 0; page < layout.Pages(); ++page) {
+    passes += fmt::format("{}{}", page == 0 ? "" : ",", layout.StripsOfPage(page));
+  }
+  const std::pair<std::string, std::string> more[] = {
+      {"TARGET_INSTRUMENT",
+       layout.Reading() == ChartReading::Strip ? "GretagMacbeth i1 Pro" : "X-Rite DTP22"},
+      {"PAPER_SIZE", fmt::format("{:.1f}x{:.1f}", paper.widthMm, paper.heightMm)},
+      {"STEPS_IN_PASS", fmt::format("{}", layout.Steps())},
+      {"PASSES_IN_STRIPS2", passes},
+      {"STRIP_INDEX_PATTERN", "A-Z, A-Z"},
+      {"PATCH_INDEX_PATTERN", "0-9,@-9,@-9;1-999"},
+      {"INDEX_ORDER", "STRIP_THEN_PATCH"}};
+  table.keywords.insert(table.keywords.end(), std::begin(more), std::end(more));
+  const std::vector<NamedInk> inks = InOrder(choice.inks);
+  table.fields = {"SAMPLE_ID", "SAMPLE_LOC"};
+  AddFields(inks, InkCombination(choice.inks), table);
+  const std::vector<ChartPatch> patches = PatchesOf(choice);
+  for (std::size_t i = 0; i < layout.Filled(); ++i) {
+    const bool fills = i >= patches.size();  // up the last strip, with paper
+    CgatsRow row;
+    row.values = {fmt::format("{}", fills ? 0 : i + 1),
+                  fmt::format("\"{}\"", layout.LocationOf(i))};
+    AddValues(inks, model, fills ? Contone{} : patches[i].levels, row);
+    table.rows.push_back(std::move(row));
+  }
+  return {"CTI2", {std::move(table)}};
+}
+
+Measurement MeasurementOf(const Cgats& cgats, const std::string& name,
+                          std::optional<double> inkLimit) {
+  const CgatsTable& table = cgats.tables.front();
+  const Columns columns = FindColumns(table, name);
+  CheckConditions(table, name);
+  const RowReader reader(columns, name);
+  std::map<int, ReadPatch> patches;
+  for (const CgatsRow& row : table.rows) {
+    ReadPatch patch = reader.Read(row);
+    if (patch.number == 0) continue;  // fills a strip up
+    const std::string patchName = patch.name;
+    if (!patches.emplace(patch.number, std::move(patch)).second) {
+      throw Failure(fmt::format("{}: {} (line {}) has a SAMPLE_ID that stands there twice", name,
+                                patchName, row.line));
+    }
+  }
+  std::vector<Ink> inks;
+  for (const auto& [ink, column] : columns.inks) inks.push_back(ink);
+  std::sort(inks.begin(), inks.end());
+
+  Measurement measurement;
+  std::vector<ChartPatch> chart;
+  std::size_t most = 0;
+  for (const ChartChoice& choice : Candidates(inks, inkLimit, table, name)) {
+    std::vector<ChartPatch> candidate = PatchesOf(choice);
+    const std::size_t matches = Matches(candidate, patches);
+    const bool better = matches > most || (matches == most && candidate.size() == patches.size());
+    if (!chart.empty() && !better) continue;
+    most = matches;
+    chart = std::move(candidate);
+    measurement.choice = choice;
+  }
+  measurement.patches = Matched(chart, patches, name);
+  return measurement;
+}
+
+Measurement ReadMeasurement(const std::filesystem::path& file, std::optional<double> inkLimit) {
+  const std::string name = file.string();
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw Failure(name + ": cannot be read");
+  std::string text;
+  std::array<char, 1 << 16> buffer;
+  while (stream.read(buffer.data(), buffer.size()) || stream.gcount() > 0) {
+    text.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));
+    if (text.size() > kLargestFile) throw Failure(name + ": is too large for a measurement");
+  }
+  if (text.empty()) throw Failure(name + ": is empty or cannot be read");
+  return MeasurementOf(ParseCgats(text, name), name, inkLimit);
+}
+
+Cgats MeasurementFile(const Measurement& measurement) {
+  CgatsTable table;
+  const std::vector<NamedInk> inks = InOrder(measurement.choice.inks);
+  const std::string combination = InkCombination(measurement.choice.inks);
+  table.keywords = {{"DESCRIPTOR", "Measured patches"},
+                    {"ORIGINATOR", "Corvane"},
+                    {"DEVICE_CLASS", "OUTPUT"},
+                    {"COLOR_REP", combination + "_XYZ"},
+                    {"TOTAL_INK_LIMIT", fmt::format("{:.1f}", measurement.choice.inkLimit * 100)}};
+  table.fields = {"SAMPLE_ID", "SAMPLE_LOC"};
+  AddFields(inks, combination, table);
+  for (const ReadPatch& patch : measurement.patches) {
+    CgatsRow row;
+    row.values = {fmt::format("{}", patch.number), fmt::format("\"{}\"", patch.name)};
+    for (const NamedInk& ink : inks) {
+      row.values.push_back(Percent(patch.measured.levels[static_cast<int>(ink.ink)]));
+    }
+    for (const double value : XyzFromLab(patch.measured.lab)) {
+      row.values.push_back(fmt::format("{:.5f}", value * 100));
+    }
+    table.rows.push_back(std::move(row));
+  }
+  return {"CTI3", {std::move(table)}};
+}
+
+}  // namespace corvane
