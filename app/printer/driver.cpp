@@ -1,0 +1,594 @@
+// SPDX-License-Identifier: MIT
+#include "app/printer/driver.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "app/document/renderer.h"
+#include "app/page/paper.h"
+#include "app/page/planes.h"
+#include "app/page/settings.h"
+#include "app/printer/head.h"
+#include "app/printer/output_job.h"
+#include "app/printer/pushed_page.h"
+#include "app/printer/raster_header.h"
+#include "app/support/failure.h"
+#include "app/support/message.h"
+#include "app/support/units.h"
+#include "printmode/page_shape.h"
+#include "printmode/print_modes.h"
+
+namespace corvane {
+namespace {
+
+constexpr const char* kCanceled = "canceled";
+
+namespace fs = std::filesystem;
+
+constexpr char kOwnFormat[] = "application/vnd.corvane-pages";
+constexpr char kModeOption[] = "corvane-print-mode";
+constexpr char kAlternateOption[] = "corvane-alternate-mode";
+constexpr double kPointsPerInch = 72;
+constexpr double kHundredthsPerMillimetre = 100;
+
+// ---------------------------------------------------------------------------------------------
+// Words of the protocol.
+
+// A medium's keyword, and the word of `corvane print` for it.
+struct MediaWord {
+  const char* keyword;
+  const char* word;
+};
+constexpr MediaWord kMediaTypes[] = {
+    {"stationery", "plain"},           {"stationery-coated", "coated"},
+    {"photographic-glossy", "glossy"}, {"photographic-satin", "satin"},
+    {"photographic-film", "film"},     {"stationery-fine-art", "fine-art"},
+};
+
+constexpr const char* kMediaSizes[] = {
+    "iso_a4_210x297mm",   "iso_a3_297x420mm",   "iso_a5_148x210mm",      "iso_a6_105x148mm",
+    "iso_b5_176x250mm",   "na_letter_8.5x11in", "na_legal_8.5x14in",     "na_ledger_11x17in",
+    "na_index-4x6_4x6in", "na_5x7_5x7in",       "custom_max_330x5000mm", "custom_min_50x50mm",
+};
+
+// Words that live as long as the program, for the driver's tables of them.
+const std::vector<std::string>& ModeWords() {
+  static const std::vector<std::string> words = [] {
+    std::vector<std::string> all = {"auto"};
+    for (const PrintMode& mode : kPrintModes) {
+      all.push_back(std::to_string(static_cast<int>(mode.descriptor)));
+    }
+    return all;
+  }();
+  return words;
+}
+
+int NumberOf(const pappl_pr_options_t& options, const char* name) {
+  const char* text = cupsGetOption(name, options.num_vendor, options.vendor);
+  int number = 0;
+  if (text != nullptr) std::from_chars(text, text + std::strlen(text), number);
+  return number;
+}
+
+JobWishes WishesOf(const pappl_pr_options_t& options) {
+  JobWishes wishes;
+  wishes.quality = options.print_quality == IPP_QUALITY_DRAFT  ? Quality::Draft
+                   : options.print_quality == IPP_QUALITY_HIGH ? Quality::High
+                                                               : Quality::Normal;
+  constexpr pappl_content_t kGraphics =
+      PAPPL_CONTENT_GRAPHIC | PAPPL_CONTENT_TEXT | PAPPL_CONTENT_TEXT_AND_GRAPHIC;
+  wishes.content = options.print_content_optimize == PAPPL_CONTENT_PHOTO ? Content::Photo
+                   : (options.print_content_optimize & kGraphics) != 0   ? Content::Graphics
+                                                                         : Content::Auto;
+  constexpr pappl_color_mode_t kMonochrome =
+      PAPPL_COLOR_MODE_MONOCHROME | PAPPL_COLOR_MODE_AUTO_MONOCHROME;
+  wishes.monochrome = (options.print_color_mode & kMonochrome) != 0;
+  for (const MediaWord& media : kMediaTypes) {
+    if (std::string_view(options.media.type) == media.keyword) wishes.media = media.word;
+  }
+  wishes.mode = NumberOf(options, kModeOption);
+  wishes.alternateMode = NumberOf(options, kAlternateOption);
+  return wishes;
+}
+
+// ---------------------------------------------------------------------------------------------
+// A job, whatever brings its pages.
+
+// Sheets on their way to a device that takes bytes.
+class DeviceReceiver : public SheetReceiver {
+ public:
+  explicit DeviceReceiver(pappl_device_t* device) : device_(device) {}
+
+  void Take(const fs::path& sheet) override {
+    std::ifstream file(sheet, std::ios::binary);
+    std::array<char, 1 << 16> bytes;
+    while (file.read(bytes.data(), bytes.size()) || file.gcount() > 0) {
+      const char* at = bytes.data();
+      for (auto left = static_cast<std::size_t>(file.gcount()); left > 0;) {
+        const ssize_t done = papplDeviceWrite(device_, at, left);
+        if (done <= 0) throw OutputFailure("the device takes no more data");
+        at += done;
+        left -= static_cast<std::size_t>(done);
+      }
+    }
+    papplDeviceFlush(device_);
+  }
+
+ private:
+  pappl_device_t* device_;
+};
+
+// What comes between a job of the framework and its pages.
+class DeviceJob {
+ public:
+  DeviceJob(pappl_job_t* job, const pappl_pr_options_t& options, pappl_device_t* device,
+            PrinterService& service)
+      : job_(job), printer_(papplJobGetPrinter(job)), service_(service), receiver_(device) {
+    const PrintHead* head = FindPrintHead(papplPrinterGetDriverName(printer_));
+    if (head == nullptr) throw Failure("the printer's driver is not known");
+    PrintOptions print = OptionsFor(*head, WishesOf(options));
+    print.colorTable = service.colorTable;
+    const std::string uri = papplPrinterGetDeviceURI(printer_);
+    const bool keeps = IsFolderDevice(uri);
+    const fs::path folder =
+        keeps ? FolderOfDevice(uri, service.rights)
+              : service.stateFolder / fmt::format("printer-{}", papplPrinterGetID(printer_));
+    output_.emplace(folder, DescriptionOf(options), print, keeps ? nullptr : &receiver_);
+  }
+
+  OutputJob& Output() { return *output_; }
+
+  void Print(PageJob page, PageStream* stream) {
+    const std::vector<InkUse> uses =
+        output_->Print(std::move(page), stream, [this] { return papplJobIsCanceled(job_); });
+    service_.AccountOf(papplPrinterGetID(printer_)).Take(uses);
+  }
+
+  // What ended the job early, told to everybody who asks.
+  void Fail(const std::exception_ptr& problem) {
+    if (failed_) return;
+    failed_ = true;
+    try {
+      std::rethrow_exception(problem);
+    } catch (const OutputJob::Cancelled&) {
+      reason_ = kCanceled;
+    } catch (const InputStream::Cancelled&) {
+      reason_ = kCanceled;
+    } catch (const OutputFailure& failure) {
+      reason_ = failure.what();
+      papplPrinterSetReasons(printer_, PAPPL_PREASON_SPOOL_AREA_FULL, PAPPL_PREASON_NONE);
+    } catch (const std::bad_alloc&) {
+      reason_ = "out of memory";
+    } catch (const std::exception& failure) {
+      reason_ = failure.what();
+    } catch (...) {
+      reason_ = "the server is ending";
+    }
+    if (papplJobIsCanceled(job_)) return;
+    const std::string line = Printable(reason_);
+    papplJobSetMessage(job_, "%s", line.c_str());
+    papplLogJob(job_, PAPPL_LOGLEVEL_ERROR, "%s", line.c_str());
+  }
+
+  // False when not all of it was printed.
+  bool Finish() {
+    // The framework takes a job that it has to abort for a canceled one, too.
+    const bool cancelled = failed_ ? reason_ == kCanceled : papplJobIsCanceled(job_);
+    try {
+      output_->Finish(cancelled ? kCanceled
+                      : failed_ ? "aborted"
+                                : "completed",
+                      cancelled ? "" : reason_);
+      if (!failed_) {
+        papplPrinterSetReasons(printer_, PAPPL_PREASON_NONE, PAPPL_PREASON_SPOOL_AREA_FULL);
+      }
+      service_.AccountOf(papplPrinterGetID(printer_)).Save();
+    } catch (...) {
+      Fail(std::current_exception());
+    }
+    return !failed_;
+  }
+
+ private:
+  JobDescription DescriptionOf(const pappl_pr_options_t& options) const {
+    JobDescription description;
+    description.printer = papplPrinterGetName(printer_);
+    description.number = papplJobGetID(job_);
+    description.created = papplJobGetTimeCreated(job_);
+    description.name = papplJobGetName(job_);
+    description.user = papplJobGetUsername(job_);
+    description.format = papplJobGetFormat(job_);
+    description.copies = std::clamp(options.copies, 1, 999);
+    return description;
+  }
+
+  pappl_job_t* job_;
+  pappl_printer_t* printer_;
+  PrinterService& service_;
+  DeviceReceiver receiver_;
+  std::optional<OutputJob> output_;
+  bool failed_ = false;
+  std::string reason_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Raster, which arrives row by row.
+
+// A page that is printed in a thread of its own while its rows arrive.
+class ArrivingPage {
+ public:
+  ArrivingPage(DeviceJob& job, StreamedPage page) : stream_(std::move(page)) {
+    PageJob printed;
+    printed.image = stream_.Page().image.path;
+    printed.paper =
+        MakePaperSize(printed.image, stream_.Page().mediaWidthMm, stream_.Page().mediaHeightMm);
+    thread_ = std::thread([this, &job, printed] {
+      try {
+        job.Print(printed, &stream_);
+      } catch (...) {
+        problem_ = std::current_exception();
+      }
+      stream_.GiveUp();
+    });
+  }
+
+  ~ArrivingPage() {
+    if (!thread_.joinable()) return;
+    stream_.End();
+    thread_.join();
+  }
+
+  bool Push(const unsigned char* row) { return stream_.Push(row); }
+
+  // Waits for the page. Throws what has stopped it.
+  void End() {
+    stream_.End();
+    thread_.join();
+    if (problem_) std::rethrow_exception(problem_);
+  }
+
+ private:
+  PushedPage stream_;
+  std::exception_ptr problem_;
+  std::thread thread_;
+};
+
+struct RasterJob {
+  RasterJob(pappl_job_t* job, const pappl_pr_options_t& options, pappl_device_t* device,
+            PrinterService& service)
+      : job(job, options, device, service) {}
+
+  DeviceJob job;
+  std::unique_ptr<ArrivingPage> page;
+};
+
+RasterJob* RasterJobOf(pappl_job_t* job) { return static_cast<RasterJob*>(papplJobGetData(job)); }
+
+PrinterService& ServiceOf(pappl_job_t* job) {
+  pappl_pr_driver_data_t driver;
+  papplPrinterGetDriverData(papplJobGetPrinter(job), &driver);
+  return *static_cast<PrinterService*>(driver.extension);
+}
+
+// The work of a callback; what it throws is logged, since nothing may be thrown through the
+// framework.
+template <typename Work>
+bool Guarded(pappl_job_t* job, const Work& work) {
+  try {
+    work();
+    return true;
+  } catch (const std::exception& failure) {
+    papplJobSetMessage(job, "%s", Printable(failure.what()).c_str());
+    papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", Printable(failure.what()).c_str());
+  } catch (...) {
+    papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "The job was interrupted");
+  }
+  return false;
+}
+
+bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* device) {
+  return Guarded(job, [&] {
+    auto raster = std::make_unique<RasterJob>(job, *options, device, ServiceOf(job));
+    raster->job.Output().SetConverter("raster of the client");
+    papplJobSetData(job, raster.release());
+  });
+}
+
+bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, unsigned page) {
+  RasterJob* raster = RasterJobOf(job);
+  try {
+    raster->page = std::make_unique<ArrivingPage>(
+        raster->job,
+        PageOfRaster(options->header, fmt::format("job {}, page {}", papplJobGetID(job), page)));
+    return true;
+  } catch (...) {
+    raster->job.Fail(std::current_exception());
+    return false;
+  }
+}
+
+bool WriteLine(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*, unsigned,
+               const unsigned char* line) {
+  // What comes after the job was canceled is no part of the page.
+  return !papplJobIsCanceled(job) && RasterJobOf(job)->page->Push(line);
+}
+
+bool EndPage(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*, unsigned) {
+  RasterJob* raster = RasterJobOf(job);
+  try {
+    raster->page->End();
+    raster->page.reset();
+    return true;
+  } catch (...) {
+    raster->page.reset();
+    raster->job.Fail(std::current_exception());
+    return false;
+  }
+}
+
+bool EndJob(pappl_job_t* job, pappl_pr_options_t*, pappl_device_t*) {
+  const std::unique_ptr<RasterJob> raster(RasterJobOf(job));
+  papplJobSetData(job, nullptr);
+  if (!raster) return false;
+  raster->page.reset();
+  return raster->job.Finish();
+}
+
+bool RefuseFile(pappl_job_t*, pappl_pr_options_t*, pappl_device_t*) { return false; }
+
+// ---------------------------------------------------------------------------------------------
+// Documents and images, which lie in a file when they are printed.
+
+PaperSize PaperOf(const pappl_pr_options_t& options) {
+  return MakePaperSize("the job's media", options.media.size_width / kHundredthsPerMillimetre,
+                       options.media.size_length / kHundredthsPerMillimetre);
+}
+
+// How large something of a size is made on the paper.
+double ScaleOn(const PaperSize& paper, double widthMm, double heightMm, pappl_scaling_t scaling) {
+  const double across = paper.widthMm / widthMm, down = paper.heightMm / heightMm;
+  const double fit = std::min(across, down);
+  // What tells the sizes of one paper apart is no reason to scale a page.
+  constexpr double kSame = 0.002;
+  if (scaling == PAPPL_SCALING_NONE || std::abs(fit - 1) < kSame) return 1;
+  if (scaling == PAPPL_SCALING_FILL) return std::max(across, down);
+  return scaling == PAPPL_SCALING_FIT ? fit : std::min(fit, 1.0);
+}
+
+using FilePrinter = std::function<void(DeviceJob&, const pappl_pr_options_t&, const char* file)>;
+
+bool PrintFile(pappl_job_t* job, pappl_device_t* device, PrinterService& service,
+               const FilePrinter& print) {
+  pappl_pr_options_t* options = papplJobCreatePrintOptions(job, 0, true);
+  const bool done = Guarded(job, [&] {
+    DeviceJob deviceJob(job, *options, device, service);
+    try {
+      print(deviceJob, *options, papplJobGetFilename(job));
+    } catch (...) {
+      deviceJob.Fail(std::current_exception());
+    }
+    if (!deviceJob.Finish()) throw Failure("The job was not printed as a whole");
+  });
+  papplJobDeletePrintOptions(options);
+  return done;
+}
+
+bool PrintImage(pappl_job_t* job, pappl_device_t* device, void* data) {
+  papplJobSetImpressions(job, 1);
+  return PrintFile(job, device, *static_cast<PrinterService*>(data),
+                   [&](DeviceJob& output, const pappl_pr_options_t& options, const char* file) {
+                     PageJob page;
+                     page.image = file;
+                     page.paper = PaperOf(options);
+                     // A picture without words on its size fills what the paper allows.
+                     if (options.print_scaling == PAPPL_SCALING_NONE) page.scale = 1;
+                     output.Output().SetConverter("image reader");
+                     output.Print(page, nullptr);
+                     papplJobSetImpressionsCompleted(job, 1);
+                   });
+}
+
+void PrintPages(pappl_job_t* job, DeviceJob& output, const pappl_pr_options_t& options,
+                const char* file) {
+  Document document(file, {});
+  const std::vector<DocumentPage> sizes = document.Pages();
+  const auto first = static_cast<std::size_t>(std::max(1u, options.first_page));
+  const auto last = std::min<std::size_t>(sizes.size(), options.last_page);
+  if (first > last) throw Failure("the document has no page of the range");
+  papplJobSetImpressions(job, static_cast<int>(last - first + 1));
+  output.Output().SetConverter(document.Sandboxed() ? "Ghostscript in a sandbox" : "Ghostscript");
+  const PaperSize paper = PaperOf(options);
+  const PageSettings& settings = output.Output().Settings();
+  for (std::size_t i = first; i <= last; ++i) {
+    const DocumentPage& size = sizes[i - 1];
+    const double toMm = kMillimetresPerInch / kPointsPerInch;
+    Rendering rendering;
+    rendering.pages = {{static_cast<int>(i - 1), size}};
+    rendering.horizontalDpi = settings.horizontalDpi;
+    rendering.verticalDpi = settings.verticalDpi;
+    rendering.scale =
+        ScaleOn(paper, size.widthPoints * toMm, size.heightPoints * toMm, options.print_scaling);
+    const std::unique_ptr<PageStream> stream = document.Render(rendering);
+    stream->GoTo(static_cast<int>(i - 1));
+    PageJob page;
+    page.image = fmt::format("page {} of the document", i);
+    page.page = static_cast<int>(i - 1);
+    page.paper = paper;
+    page.scale = 1;
+    output.Print(page, stream.get());
+    papplJobSetImpressionsCompleted(job, 1);
+  }
+}
+
+bool PrintDocument(pappl_job_t* job, pappl_device_t* device, void* data) {
+  return PrintFile(job, device, *static_cast<PrinterService*>(data),
+                   [&](DeviceJob& output, const pappl_pr_options_t& options, const char* file) {
+                     PrintPages(job, output, options, file);
+                   });
+}
+
+// ---------------------------------------------------------------------------------------------
+// What the printer says of itself.
+
+pappl_supply_color_t SupplyColour(Ink ink) {
+  switch (ink) {
+    case Ink::C:
+    case Ink::cd:
+      return PAPPL_SUPPLY_COLOR_CYAN;
+    case Ink::c:
+      return PAPPL_SUPPLY_COLOR_LIGHT_CYAN;
+    case Ink::M:
+    case Ink::md:
+      return PAPPL_SUPPLY_COLOR_MAGENTA;
+    case Ink::m:
+      return PAPPL_SUPPLY_COLOR_LIGHT_MAGENTA;
+    case Ink::Y:
+    case Ink::y:
+      return PAPPL_SUPPLY_COLOR_YELLOW;
+    case Ink::K:
+      break;
+  }
+  return PAPPL_SUPPLY_COLOR_BLACK;
+}
+
+bool UpdateStatus(pappl_printer_t* printer) {
+  pappl_pr_driver_data_t driver;
+  papplPrinterGetDriverData(printer, &driver);
+  auto& service = *static_cast<PrinterService*>(driver.extension);
+  const PrintHead* head = FindPrintHead(papplPrinterGetDriverName(printer));
+  if (head == nullptr) return false;
+  try {
+    const InkAccount& account = service.AccountOf(papplPrinterGetID(printer));
+    std::vector<pappl_supply_t> supplies;
+    for (const Ink ink : PrintedInks(ParsePrintMode(std::to_string(head->colourModes.back())))) {
+      pappl_supply_t supply = {};
+      supply.color = SupplyColour(ink);
+      supply.is_consumed = true;
+      supply.level = account.Level(ink);
+      supply.type = PAPPL_SUPPLY_TYPE_INK_CARTRIDGE;
+      const std::string name = fmt::format("Ink {}", kInkNames[static_cast<int>(ink)]);
+      name.copy(supply.description, sizeof supply.description - 1);
+      supplies.push_back(supply);
+    }
+    papplPrinterSetSupplies(printer, static_cast<int>(supplies.size()), supplies.data());
+    return true;
+  } catch (const std::exception& failure) {
+    papplLogPrinter(printer, PAPPL_LOGLEVEL_ERROR, "%s", Printable(failure.what()).c_str());
+    return false;
+  }
+}
+
+void DescribeMedia(pappl_pr_driver_data_t& driver) {
+  driver.borderless = true;
+  for (const char* size : kMediaSizes) driver.media[driver.num_media++] = size;
+  for (const MediaWord& type : kMediaTypes) driver.type[driver.num_type++] = type.keyword;
+  driver.source[driver.num_source++] = "main";
+  pappl_media_col_t& ready = driver.media_ready[0];
+  std::strcpy(ready.size_name, kMediaSizes[0]);
+  std::strcpy(ready.source, "main");
+  std::strcpy(ready.type, kMediaTypes[0].keyword);
+  ready.size_width = 21000;
+  ready.size_length = 29700;
+  driver.media_default = ready;
+}
+
+void DescribeOptions(pappl_pr_driver_data_t& driver, ipp_t** attributes) {
+  driver.vendor[driver.num_vendor++] = kModeOption;
+  driver.vendor[driver.num_vendor++] = kAlternateOption;
+  *attributes = ippNew();
+  std::vector<const char*> modes;
+  for (const std::string& word : ModeWords()) modes.push_back(word.c_str());
+  ippAddString(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, "corvane-print-mode-default", nullptr,
+               "auto");
+  ippAddStrings(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, "corvane-print-mode-supported",
+                static_cast<int>(modes.size()), nullptr, modes.data());
+  ippAddInteger(*attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, "corvane-alternate-mode-default", 0);
+  ippAddRange(*attributes, IPP_TAG_PRINTER, "corvane-alternate-mode-supported", 0,
+              kAlternateModes - 1);
+}
+
+}  // namespace
+
+InkAccount& PrinterService::AccountOf(int printer) {
+  const std::lock_guard lock(mutex_);
+  std::unique_ptr<InkAccount>& account = accounts_[printer];
+  if (!account) {
+    account = std::make_unique<InkAccount>(stateFolder / fmt::format("ink-{}.json", printer),
+                                           cartridgeMillilitres);
+  }
+  return *account;
+}
+
+std::vector<pappl_pr_driver_t> PrinterDrivers() {
+  std::vector<pappl_pr_driver_t> drivers;
+  for (const PrintHead& head : kPrintHeads) {
+    drivers.push_back({head.name.data(), head.description.data(), nullptr, nullptr});
+  }
+  return drivers;
+}
+
+bool DescribeDriver(pappl_system_t* system, const char* driverName, const char* deviceUri,
+                    const char*, pappl_pr_driver_data_t* driver, ipp_t** attributes, void* data) {
+  const PrintHead* head = FindPrintHead(driverName);
+  if (head == nullptr) return false;
+  try {
+    if (deviceUri != nullptr) CheckDevice(deviceUri, static_cast<PrinterService*>(data)->rights);
+  } catch (const std::exception& failure) {
+    papplLog(system, PAPPL_LOGLEVEL_ERROR, "%s", Printable(failure.what()).c_str());
+    return false;
+  }
+  driver->extension = data;
+  driver->printfile_cb = &RefuseFile;
+  driver->rstartjob_cb = &StartJob;
+  driver->rstartpage_cb = &StartPage;
+  driver->rwriteline_cb = &WriteLine;
+  driver->rendpage_cb = &EndPage;
+  driver->rendjob_cb = &EndJob;
+  driver->status_cb = &UpdateStatus;
+  driver->format = kOwnFormat;
+  head->description.copy(driver->make_and_model, sizeof driver->make_and_model - 1);
+  driver->ppm = driver->ppm_color = 1;
+  driver->kind = PAPPL_KIND_DOCUMENT | PAPPL_KIND_PHOTO | PAPPL_KIND_LARGE_FORMAT;
+  driver->has_supplies = true;
+  driver->orient_default = IPP_ORIENT_NONE;
+  driver->color_supported = PAPPL_COLOR_MODE_AUTO | PAPPL_COLOR_MODE_COLOR |
+                            PAPPL_COLOR_MODE_MONOCHROME | PAPPL_COLOR_MODE_AUTO_MONOCHROME;
+  driver->color_default = PAPPL_COLOR_MODE_AUTO;
+  driver->content_default = PAPPL_CONTENT_AUTO;
+  driver->quality_default = IPP_QUALITY_NORMAL;
+  driver->scaling_default = PAPPL_SCALING_AUTO;
+  driver->raster_types = PAPPL_PWG_RASTER_TYPE_SRGB_8 | PAPPL_PWG_RASTER_TYPE_SGRAY_8;
+  driver->duplex = PAPPL_DUPLEX_NONE;
+  driver->sides_supported = driver->sides_default = PAPPL_SIDES_ONE_SIDED;
+  for (const int dpi : {300, 600}) {
+    driver->x_resolution[driver->num_resolution] = driver->y_resolution[driver->num_resolution] =
+        dpi;
+    ++driver->num_resolution;
+  }
+  driver->x_default = driver->y_default = 600;
+  DescribeMedia(*driver);
+  DescribeOptions(*driver, attributes);
+  return true;
+}
+
+void AddDocumentFilters(pappl_system_t* system, PrinterService& service) {
+  for (const char* format : {"image/jpeg", "image/png"}) {
+    papplSystemAddMIMEFilter(system, format, kOwnFormat, &PrintImage, &service);
+  }
+  papplSystemAddMIMEFilter(system, "application/pdf", kOwnFormat, &PrintDocument, &service);
+}
+
+}  // namespace corvane

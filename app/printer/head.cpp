@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+#include "app/printer/head.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "app/page/settings.h"
+#include "printmode/print_mode.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::string_view kTableQualities[] = {"draft", "normal", "high"};
+
+}  // namespace
+
+const PrintHead* FindPrintHead(std::string_view name) {
+  const auto found = std::find_if(std::begin(kPrintHeads), std::end(kPrintHeads),
+                                  [&](const PrintHead& head) { return head.name == name; });
+  return found == std::end(kPrintHeads) ? nullptr : found;
+}
+
+PrintOptions OptionsFor(const PrintHead& head, const JobWishes& wishes) {
+  const auto quality = static_cast<std::size_t>(wishes.quality);
+  const auto& modes = wishes.monochrome ? head.monochromeModes : head.colourModes;
+  PrintOptions options;
+  options.mode = std::to_string(wishes.mode != 0 ? wishes.mode : modes[quality]);
+  options.alternateMode = wishes.alternateMode;
+  options.media = wishes.media;
+  options.intent = wishes.content == Content::Graphics ? "graphic" : "photo";
+  // Modes that print no black want the tables that are made for them, whatever the quality.
+  constexpr int kNormalTable = 2;
+  const PrintMode& mode = ParsePrintMode(options.mode);
+  if (DefaultPrintQuality(mode, wishes.alternateMode) == kNormalTable) {
+    options.quality = kTableQualities[quality];
+  }
+  return options;
+}
+
+}  // namespace corvane

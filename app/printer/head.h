@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+//
+// The printheads that the printer application knows, and which print mode a job's wishes lead to.
+#pragma once
+
+#include <array>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "app/commands/print.h"
+
+namespace corvane {
+
+enum class Quality { Draft, Normal, High };
+enum class Content { Auto, Photo, Graphics };
+
+// A set of inks and the modes that it is driven in, by the quality that is asked for.
+struct PrintHead {
+  std::string_view name;
+  std::string_view description;
+  std::array<int, 3> colourModes;
+  std::array<int, 3> monochromeModes;
+};
+
+inline constexpr PrintHead kPrintHeads[] = {
+    {"corvane-4", "Corvane with four inks", {7, 7, 7}, {5, 8, 48}},
+    {"corvane-7", "Corvane with seven inks", {7, 12, 54}, {5, 8, 48}},
+    {"corvane-9", "Corvane with nine inks", {104, 111, 108}, {5, 8, 48}},
+};
+
+// Null when there is none of that name.
+const PrintHead* FindPrintHead(std::string_view name);
+
+// What a job asks for that decides how its pages are converted.
+struct JobWishes {
+  Quality quality = Quality::Normal;
+  Content content = Content::Auto;
+  bool monochrome = false;
+  std::string media = "plain";  // by the words of `corvane print`
+  int mode = 0;                 // 0: the one that suits the rest
+  int alternateMode = 0;        // printed as 0 where the mode has no such
+};
+
+// The same as options of `corvane print`: it prints these bytes, too.
+PrintOptions OptionsFor(const PrintHead& head, const JobWishes& wishes);
+
+}  // namespace corvane

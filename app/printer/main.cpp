@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+//
+// corvane-printer: the printer application. Its commands are those of the printer framework; what
+// is said here is how a server is set up.
+#include <fmt/format.h>
+#include <pappl/pappl.h>
+
+#include <algorithm>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/printer/driver.h"
+#include "app/support/failure.h"
+#include "app/support/message.h"
+#include "app/tables/page_tables.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kServerName[] = "Corvane printer application";
+constexpr char kPrinterName[] = "Corvane";
+constexpr int kPort = 8631;
+
+// The options of `corvane-printer server`, -o NAME=VALUE.
+class ServerOptions {
+ public:
+  ServerOptions(int count, cups_option_t* options) : count_(count), options_(options) {}
+
+  std::string Text(const char* name, const std::string& otherwise = {}) const {
+    const char* text = cupsGetOption(name, count_, options_);
+    return text != nullptr ? text : otherwise;
+  }
+
+  double Number(const char* name, double otherwise, double least, double most) const {
+    const std::string text = Text(name);
+    if (text.empty()) return otherwise;
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < least ||
+        number > most) {
+      throw UsageFailure(fmt::format("-o {}={}: takes {} to {}", name, text, least, most));
+    }
+    return number;
+  }
+
+ private:
+  int count_;
+  cups_option_t* options_;
+};
+
+fs::path StateFolder(const ServerOptions& options) {
+  const std::string given = options.Text("state");
+  if (!given.empty()) return fs::absolute(given);
+  const char* state = std::getenv("XDG_STATE_HOME");
+  const char* home = std::getenv("HOME");
+  if (state != nullptr && *state != '\0') return fs::path(state) / "corvane-printer";
+  if (home != nullptr && *home != '\0') return fs::path(home) / ".local/state/corvane-printer";
+  throw UsageFailure("HOME is not set: -o state=FOLDER says where the server keeps its state");
+}
+
+pappl_loglevel_t LogLevel(const std::string& word) {
+  constexpr const char* kWords[] = {"debug", "info", "warn", "error", "fatal"};
+  for (int i = 0; i < 5; ++i) {
+    if (word == kWords[i]) return static_cast<pappl_loglevel_t>(PAPPL_LOGLEVEL_DEBUG + i);
+  }
+  throw UsageFailure(word + ": log-level is debug, info, warn, error or fatal");
+}
+
+void RefillCartridges(const std::string& inks, PrinterService& service, int printer) {
+  std::string_view left = inks;
+  while (!left.empty()) {
+    const std::string_view name = left.substr(0, left.find(','));
+    left.remove_prefix(std::min(left.size(), name.size() + 1));
+    const std::optional<Ink> ink = FindInk(name);
+    if (!ink) throw UsageFailure(std::string(name) + ": is not an ink");
+    service.AccountOf(printer).Refill(*ink);
+  }
+  if (!inks.empty()) service.AccountOf(printer).Save();
+}
+
+bool SaveState(pappl_system_t* system, void* data) {
+  return papplSystemSaveState(system, static_cast<const std::string*>(data)->c_str());
+}
+
+pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service) {
+  service.stateFolder = StateFolder(options);
+  fs::create_directories(service.stateFolder / "spool");
+  const std::string folder = options.Text("folder");
+  if (!folder.empty()) {
+    fs::create_directories(folder);
+    service.rights.folder = fs::canonical(folder);
+  }
+  const std::string pipes = options.Text("pipes");
+  if (!pipes.empty()) service.rights.commands = ReadPipeCommands(pipes);
+  service.colorTable = FindColorTable(options.Text("color-table"));
+  service.cartridgeMillilitres = options.Number("cartridge-ml", 10, 0.1, 100'000);
+  const auto port = static_cast<int>(options.Number("server-port", kPort, 1, 65535));
+  // Away from this machine only who asks for it is heard.
+  const std::string listen = options.Text("listen-hostname", "localhost");
+  const std::string log = options.Text("log-file", (service.stateFolder / "log").string());
+
+  pappl_system_t* system = papplSystemCreate(
+      PAPPL_SOPTIONS_MULTI_QUEUE | PAPPL_SOPTIONS_WEB_INTERFACE | PAPPL_SOPTIONS_NO_TLS,
+      options.Text("server-name", kServerName).c_str(), port, "_print,_universal",
+      (service.stateFolder / "spool").c_str(), log.c_str(),
+      LogLevel(options.Text("log-level", "info")), nullptr, false);
+  if (system == nullptr) throw Failure("the server cannot be set up");
+  if (!papplSystemAddListeners(system, listen.c_str())) {
+    throw Failure(fmt::format("{}: port {} cannot be listened at", listen, port));
+  }
+  papplSystemSetHostName(system, listen.c_str());
+  static std::vector<pappl_pr_driver_t> drivers = PrinterDrivers();
+  papplSystemSetPrinterDrivers(system, static_cast<int>(drivers.size()), drivers.data(), nullptr,
+                               nullptr, &DescribeDriver, &service);
+  AddDocumentFilters(system, service);
+  static std::string state;
+  state = (service.stateFolder / "state").string();
+  papplSystemSetSaveCallback(system, &SaveState, &state);
+  papplSystemLoadState(system, state.c_str());
+  if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
+    const std::string head = options.Text("head", "corvane-7");
+    const std::string uri = "folder://" + service.rights.folder.string();
+    if (papplPrinterCreate(system, 0, kPrinterName, head.c_str(), nullptr, uri.c_str()) ==
+        nullptr) {
+      throw Failure(head + ": no printer with this head can be made");
+    }
+  }
+  RefillCartridges(options.Text("new-cartridges"), service, papplSystemGetDefaultPrinterID(system));
+  return system;
+}
+
+// The framework's callback.
+pappl_system_t* SystemFor(int count, cups_option_t* options, void* data) {
+  try {
+    return MakeSystem(ServerOptions(count, options), *static_cast<PrinterService*>(data));
+  } catch (const std::exception& failure) {
+    Complain(failure.what());
+    return nullptr;
+  }
+}
+
+}  // namespace
+}  // namespace corvane
+
+int main(int argc, char** argv) {
+  static corvane::PrinterService service;
+  // A device or a client that goes away is an error where it is written to.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  corvane::AddDeviceSchemes(service.rights);
+  std::vector<pappl_pr_driver_t> drivers = corvane::PrinterDrivers();
+  return papplMainloop(argc, argv, CORVANE_VERSION, nullptr, static_cast<int>(drivers.size()),
+                       drivers.data(), nullptr, &corvane::DescribeDriver, nullptr, nullptr,
+                       &corvane::SystemFor, nullptr, &service);
+}

@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: MIT
+#include "app/printer/output_job.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "app/inks/drop_counter.h"
+#include "app/inks/ink_model.h"
+#include "app/jobs/digest.h"
+#include "app/output/tiff.h"
+#include "app/support/failure.h"
+#include "app/support/json.h"
+#include "app/support/output_stage.h"
+#include "app/tables/page_tables.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr int kMostFoldersOfANumber = 10'000;
+
+const char* WordFor(const PageSetting& setting, int value) {
+  for (const SettingWord& word : setting.words) {
+    if (word.value == value) return word.word.data();
+  }
+  return "";
+}
+
+ChainSetup SetupFor(const std::string& colorTable) {
+  ChainSetup setup;
+  setup.host.SetProperty("ColorTableFilename", colorTable.c_str(), "Standard");
+  return setup;
+}
+
+int EncoderThreads() {
+  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 8u));
+}
+
+void AddUses(const std::vector<InkUse>& more, std::vector<InkUse>& uses) {
+  for (const InkUse& use : more) {
+    const auto same = std::find_if(uses.begin(), uses.end(),
+                                   [&](const InkUse& other) { return other.ink == use.ink; });
+    if (same == uses.end()) {
+      uses.push_back(use);
+    } else {
+      same->drops += use.drops;
+      same->nanolitres += use.nanolitres;
+    }
+  }
+}
+
+PluginLibrary& Library() {
+  static PluginLibrary library;
+  return library;
+}
+
+DigestCache& Digests() {
+  static DigestCache cache;
+  return cache;
+}
+
+}  // namespace
+
+OutputJob::OutputJob(const fs::path& folder, JobDescription description,
+                     const PrintOptions& options, SheetReceiver* receiver)
+    : description_(std::move(description)),
+      receiver_(receiver),
+      settings_(PageSettingsFrom(options)),
+      colorTable_(FindColorTable(options.colorTable)),
+      colorTableSha256_(Digests().Of(colorTable_).sha256) {
+  MakeFolder(folder);
+  Write("processing", "");
+}
+
+OutputJob::~OutputJob() {
+  std::error_code ignored;
+  if (receiver_ != nullptr) fs::remove_all(folder_, ignored);
+}
+
+// Whether the folder holds an attempt at this job, which is counted.
+bool OutputJob::TakesOver(const fs::path& folder) {
+  try {
+    const nlohmann::json earlier = ReadJsonFile(folder / "job.json");
+    if (earlier.at("printer") != description_.printer ||
+        earlier.at("created") != description_.created) {
+      return false;
+    }
+    attempt_ = earlier.at("attempt").get<int>() + 1;
+    return true;
+  } catch (const Failure&) {
+    return false;
+  } catch (const nlohmann::json::exception&) {
+    return false;
+  }
+}
+
+void OutputJob::MakeFolder(const fs::path& parent) {
+  std::error_code error;
+  fs::create_directories(parent, error);
+  for (int i = 1; i <= kMostFoldersOfANumber; ++i) {
+    folder_ = parent /
+              fmt::format("job-{:05}{}", description_.number, i == 1 ? "" : fmt::format("-{}", i));
+    if (fs::create_directory(folder_, error)) return;
+    if (error) break;
+    if (TakesOver(folder_)) return;
+  }
+  throw OutputFailure(folder_.string() + ": cannot be made");
+}
+
+std::vector<InkUse> OutputJob::Print(PageJob page, PageStream* stream,
+                                     const std::function<bool()>& isCancelled) {
+  page.settings = settings_;
+  page.colorTable = colorTable_;
+  const int first = Sheets() + 1;
+  const fs::path path = folder_ / fmt::format("sheet-{:04}.tif", first);
+  const PageShape shape = ShapeOf(page);
+  DropCounter drops;
+  {
+    OutputStage stage;
+    TiffSink tiff(stage.Create(path), EncoderThreads());
+    PageReceivers receivers;
+    receivers.binary = {&tiff, &drops};
+    receivers.progress = [&](std::uint32_t) {
+      if (isCancelled()) throw Cancelled{};
+    };
+    Chain chain(Library(), SetupFor(colorTable_));
+    PrintPage(page, stream, chain, receivers);
+    stage.Commit();
+  }
+  ++pages_;
+  std::vector<InkUse> uses;
+  const std::vector<InkUse> once = InkUseOf(shape, drops.Drops(), DefaultInkData());
+  for (int copy = 0; copy < description_.copies; ++copy) AddUses(once, uses);
+  Deliver(path, shape);
+  AddUses(uses, inkUse_);
+  return uses;
+}
+
+// Gives each copy of the sheet its own file, or the device each of them.
+void OutputJob::Deliver(const fs::path& path, const PageShape& shape) {
+  for (int copy = 1; copy <= description_.copies; ++copy) {
+    const std::string name = fmt::format("sheet-{:04}.tif", Sheets() + 1);
+    if (receiver_ != nullptr) {
+      receiver_->Take(path);
+    } else if (copy > 1) {
+      std::error_code error;
+      fs::remove(folder_ / name, error);
+      fs::create_hard_link(path, folder_ / name, error);
+      if (error) throw OutputFailure((folder_ / name).string() + ": " + error.message());
+    }
+    sheets_.push_back({name, pages_, copy, shape.planes[0].width, shape.rows});
+  }
+  std::error_code ignored;
+  if (receiver_ != nullptr) fs::remove(path, ignored);
+}
+
+void OutputJob::Write(const std::string& state, const std::string& reason) const {
+  if (receiver_ != nullptr) return;
+  Json job = {{"printer", description_.printer},
+              {"job", description_.number},
+              {"created", description_.created},
+              {"attempt", attempt_},
+              {"state", state}};
+  if (!reason.empty()) job["reason"] = reason;
+  job["asked"] = {{"name", description_.name},
+                  {"user", description_.user},
+                  {"format", description_.format},
+                  {"copies", description_.copies},
+                  {"media", WordFor(kMediaType, settings_.mediaType)},
+                  {"intent", WordFor(kPageIntent, settings_.pageIntent)}};
+  job["converted"] = {{"mode", static_cast<int>(settings_.mode->descriptor)},
+                      {"modeName", settings_.mode->name},
+                      {"alternateMode", settings_.alternateMode},
+                      {"tableQuality", WordFor(kPrintQuality, settings_.printQuality)},
+                      {"colorTableSha256", colorTableSha256_}};
+  if (!converter_.empty()) job["converted"]["pixels"] = converter_;
+  Json sheets = Json::array();
+  for (const Sheet& sheet : sheets_) {
+    sheets.push_back({{"file", sheet.file},
+                      {"page", sheet.page},
+                      {"copy", sheet.copy},
+                      {"width", sheet.width},
+                      {"rows", sheet.rows}});
+  }
+  job["sheets"] = std::move(sheets);
+  Json inks = Json::object();
+  for (const InkUse& use : inkUse_) {
+    inks[kInkNames[static_cast<int>(use.ink)]] = {{"drops", use.drops},
+                                                  {"nanolitres", use.nanolitres}};
+  }
+  job["ink"] = std::move(inks);
+  WriteOutput(folder_ / "job.json", JsonText(job) + "\n");
+}
+
+void OutputJob::Finish(const std::string& state, const std::string& reason) {
+  Write(state, reason);
+}
+
+}  // namespace corvane

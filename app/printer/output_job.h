@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+//
+// A job of the printer: its pages, printed into files of its own that go to the device one by one.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/commands/print_page.h"
+#include "app/inks/ink_use.h"
+#include "app/printer/head.h"
+
+namespace corvane {
+
+// What is told of a job in its job.json. Names are a stranger's and go nowhere else.
+struct JobDescription {
+  std::string printer;
+  int number = 0;
+  std::int64_t created = 0;  // seconds since 1970; tells jobs of one number apart
+  std::string name, user, format;
+  int copies = 1;
+};
+
+// Where the sheets of a job go.
+class SheetReceiver {
+ public:
+  virtual ~SheetReceiver() = default;
+  // The printhead data of a sheet, a whole file. Throws Failure.
+  virtual void Take(const std::filesystem::path& sheet) = 0;
+};
+
+class OutputJob {
+ public:
+  // With `receiver` null the sheets stay in the job's folder below `folder`, which is made:
+  // "job-00012" with sheet-0001.tif, ... and job.json. A job that was cut short and is printed
+  // again goes into the folder that it had, and job.json counts the attempts. Else each sheet is
+  // handed over and removed, and the folder goes with the job. Throws Failure.
+  OutputJob(const std::filesystem::path& folder, JobDescription description,
+            const PrintOptions& options, SheetReceiver* receiver);
+  ~OutputJob();
+  OutputJob(const OutputJob&) = delete;
+  OutputJob& operator=(const OutputJob&) = delete;
+
+  struct Cancelled {};
+
+  // Prints a page, once for each copy of the job. `page` has its image or stream, paper and scale;
+  // `isCancelled` is asked between rows, and its yes throws Cancelled. A page that fails leaves no
+  // sheet. Returns the ink of all copies.
+  std::vector<InkUse> Print(PageJob page, PageStream* stream,
+                            const std::function<bool()>& isCancelled);
+
+  // What converted the document into pixels, for job.json.
+  void SetConverter(std::string converter) { converter_ = std::move(converter); }
+
+  // Writes the last job.json: "completed", "canceled" or "aborted", and why.
+  void Finish(const std::string& state, const std::string& reason);
+
+  const PageSettings& Settings() const { return settings_; }
+  const std::string& ColorTable() const { return colorTable_; }
+  const std::filesystem::path& Folder() const { return folder_; }
+  int Sheets() const { return static_cast<int>(sheets_.size()); }
+
+ private:
+  struct Sheet {
+    std::string file;
+    int page = 0;  // of the job, from 1
+    int copy = 0;  // from 1
+    std::uint32_t width = 0, rows = 0;
+  };
+
+  void MakeFolder(const std::filesystem::path& parent);
+  bool TakesOver(const std::filesystem::path& folder);
+  void Write(const std::string& state, const std::string& reason) const;
+  void Deliver(const std::filesystem::path& sheet, const PageShape& shape);
+
+  JobDescription description_;
+  SheetReceiver* receiver_;
+  PageSettings settings_;
+  std::string colorTable_, colorTableSha256_, converter_;
+  std::filesystem::path folder_;
+  int attempt_ = 1;
+  int pages_ = 0;
+  std::vector<Sheet> sheets_;
+  std::vector<InkUse> inkUse_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+//
+// What the printer application does with a job, without its framework.
+#include "app/printer/output_job.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "app/printer/head.h"
+#include "app/printer/ink_account.h"
+#include "app/printer/pushed_page.h"
+#include "app/support/failure.h"
+#include "app/support/json.h"
+#include "tests/app/image/test_images.h"
+#include "tests/harness/scratch_folder.h"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string BytesOf(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+int Level(int x, int y, int c) { return (x * 7 + y * (c + 3)) % 256; }
+
+class OutputJobTest : public testing::Test {
+ protected:
+  static constexpr std::uint32_t kWidth = 90, kHeight = 120;
+
+  OutputJobTest() : photo_(folder_.File("photo.png")) {
+    WritePng(photo_, MakeImage(kWidth, kHeight, 3, 8, Level), {.colourType = 2});
+    description_ = {"Corvane", 7, 1000, "a/../name\x1b", "user", "image/png", 1};
+  }
+
+  PageJob Page() const {
+    PageJob page;
+    page.image = photo_;
+    page.paper = {"test", 12, 17};
+    return page;
+  }
+
+  nlohmann::json Told(const std::string& job = "job-00007") const {
+    return ReadJsonFile(Out() / job / "job.json");
+  }
+
+  fs::path Out() const { return folder_.File("out"); }
+
+  static StreamedPage Header() {
+    StreamedPage page;
+    page.image.path = "job 7, page 1";
+    page.image.width = kWidth;
+    page.image.height = kHeight;
+    return page;
+  }
+
+  // The photograph's rows, as they arrive.
+  static void Push(PushedPage& page, std::uint32_t rows) {
+    std::vector<std::uint8_t> row(std::size_t{3} * kWidth);
+    for (std::uint32_t y = 0; y < rows; ++y) {
+      for (std::size_t i = 0; i < row.size(); ++i) {
+        row[i] = static_cast<std::uint8_t>(
+            Level(static_cast<int>(i / 3), static_cast<int>(y), static_cast<int>(i % 3)));
+      }
+      if (!page.Push(row.data())) break;
+    }
+    page.End();
+  }
+
+  ScratchFolder folder_;
+  std::string photo_;
+  JobDescription description_;
+};
+
+const std::function<bool()> kNever = [] { return false; };
+
+TEST_F(OutputJobTest, PrintsTheBytesOfThePrintCommandOncePerCopy) {
+  JobWishes wishes;
+  wishes.quality = Quality::Draft;
+  PrintOptions options = OptionsFor(kPrintHeads[1], wishes);
+  description_.copies = 3;
+  OutputJob job(Out(), description_, options, nullptr);
+  EXPECT_EQ(Told()["state"], "processing");
+  const std::vector<InkUse> uses = job.Print(Page(), nullptr, kNever);
+  PushedPage pushed(Header());
+  std::thread client([&] { Push(pushed, kHeight); });
+  job.Print(Page(), &pushed, kNever);
+  client.join();
+  job.Finish("completed", "");
+
+  options.inputs = {photo_};
+  options.output = folder_.File("expected.tif");
+  options.paper = "12x17mm";
+  options.untitled = options.quiet = true;
+  const PrintReport report = Print(options);
+  const std::string expected = BytesOf(options.output);
+  for (int i = 1; i <= 6; ++i) {
+    EXPECT_EQ(BytesOf(Out() / "job-00007" / ("sheet-000" + std::to_string(i) + ".tif")), expected);
+  }
+  EXPECT_FALSE(fs::exists(Out() / "job-00007" / "sheet-0007.tif"));
+  ASSERT_EQ(uses.size(), report.pages[0].inkUse.size());
+  EXPECT_EQ(uses[0].drops, 3 * report.pages[0].inkUse[0].drops);
+  const nlohmann::json told = Told();
+  EXPECT_EQ(told["state"], "completed");
+  EXPECT_EQ(told["sheets"].size(), 6U);
+  EXPECT_EQ(told["sheets"][5]["copy"], 3);
+  EXPECT_EQ(told["asked"]["name"], description_.name);
+  EXPECT_EQ(told["converted"]["mode"], 7);
+  EXPECT_EQ(told["ink"]["C"]["drops"], 6 * report.pages[0].inkUse[0].drops);
+}
+
+TEST_F(OutputJobTest, LeavesNoSheetOfAPageThatIsNotWhole) {
+  OutputJob job(Out(), description_, OptionsFor(kPrintHeads[1], {}), nullptr);
+  PushedPage pushed(Header());
+  std::thread client([&] { Push(pushed, kHeight / 2); });
+  EXPECT_THROW(job.Print(Page(), &pushed, kNever), Failure);
+  client.join();
+  int rows = 0;
+  EXPECT_THROW(job.Print(Page(), nullptr, [&] { return ++rows > 20; }), OutputJob::Cancelled);
+  job.Finish("aborted", "why");
+  std::vector<std::string> files;
+  for (const auto& entry : fs::directory_iterator(Out() / "job-00007")) {
+    files.push_back(entry.path().filename());
+  }
+  EXPECT_THAT(files, testing::ElementsAre("job.json"));
+  EXPECT_EQ(Told()["reason"], "why");
+}
+
+TEST_F(OutputJobTest, CountsAttemptsAndKeepsOtherJobsOfItsNumber) {
+  const PrintOptions options = OptionsFor(kPrintHeads[0], {});
+  { const OutputJob killed(Out(), description_, options, nullptr); }
+  { const OutputJob again(Out(), description_, options, nullptr); }
+  EXPECT_EQ(Told()["attempt"], 2);
+  description_.created = 2000;
+  { const OutputJob other(Out(), description_, options, nullptr); }
+  EXPECT_EQ(Told()["attempt"], 2);
+  EXPECT_EQ(Told("job-00007-2")["attempt"], 1);
+}
+
+TEST_F(OutputJobTest, HandsEachCopyOverAndLeavesNothing) {
+  struct Counter : SheetReceiver {
+    void Take(const fs::path& sheet) override {
+      ++sheets;
+      bytes += fs::file_size(sheet);
+    }
+    int sheets = 0;
+    std::uintmax_t bytes = 0;
+  } counter;
+  description_.copies = 2;
+  {
+    OutputJob job(Out(), description_, OptionsFor(kPrintHeads[1], {}), &counter);
+    job.Print(Page(), nullptr, kNever);
+    job.Finish("completed", "");
+  }
+  EXPECT_EQ(counter.sheets, 2);
+  EXPECT_GT(counter.bytes, 0U);
+  EXPECT_TRUE(fs::is_empty(Out()));
+}
+
+TEST(PrintHead, HasSettingsForEveryWish) {
+  for (const PrintHead& head : kPrintHeads) {
+    EXPECT_EQ(FindPrintHead(head.name), &head);
+    for (const Quality quality : {Quality::Draft, Quality::Normal, Quality::High}) {
+      for (const bool monochrome : {false, true}) {
+        JobWishes wishes;
+        wishes.quality = quality;
+        wishes.monochrome = monochrome;
+        const PageSettings settings = PageSettingsFrom(OptionsFor(head, wishes));
+        EXPECT_EQ((settings.mode->inkSet == InkSet::Black), monochrome);
+        EXPECT_EQ(settings.printQuality, 1 + static_cast<int>(quality));
+      }
+    }
+  }
+  EXPECT_EQ(FindPrintHead("corvane"), nullptr);
+  JobWishes graphics;
+  graphics.content = Content::Graphics;
+  graphics.media = "glossy";
+  const PageSettings settings = PageSettingsFrom(OptionsFor(kPrintHeads[0], graphics));
+  EXPECT_EQ(settings.pageIntent, 2);
+  EXPECT_EQ(settings.mediaType, 3);
+  // Best quality stands for the tables of data without a black plane.
+  JobWishes noBlack;
+  noBlack.mode = 109;
+  EXPECT_EQ(PageSettingsFrom(OptionsFor(kPrintHeads[2], noBlack)).printQuality, 4);
+}
+
+TEST(InkAccount, CountsSinceTheCartridgeWasSet) {
+  const ScratchFolder folder;
+  const std::string file = folder.File("ink.json");
+  {
+    InkAccount account(file, 1);
+    EXPECT_EQ(account.Level(Ink::C), 100);
+    account.Take({{Ink::C, 1, 0, 250'000}, {Ink::K, 1, 0, 5e6}});
+    account.Save();
+  }
+  InkAccount account(file, 1);
+  EXPECT_EQ(account.Level(Ink::C), 75);
+  EXPECT_EQ(account.Level(Ink::K), 0);
+  account.Refill(Ink::K);
+  EXPECT_EQ(account.Level(Ink::K), 100);
+  std::ofstream(file) << R"({"C": "much"})";
+  EXPECT_THROW(InkAccount(file, 1), Failure);
+}
+
+}  // namespace
+}  // namespace corvane
