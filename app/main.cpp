@@ -1,24 +1,53 @@
 // SPDX-License-Identifier: MIT
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
 
-#include "app/command_line.h"
-#include "app/failure.h"
-#include "app/interrupt.h"
+#include "app/commands/command_line.h"
+#include "app/support/failure.h"
+#include "app/support/interrupt.h"
+#include "app/support/message.h"
+
+namespace {
+
+constexpr const char* kOutOfMemory = "corvane: out of memory\n";
+
+// Memory that goes back when there is no more, so that what is cleared up has some.
+constexpr std::size_t kReserveBytes = std::size_t{1} << 20;
+std::atomic<void*> reserve;
+
+[[noreturn]] void GiveReserveBack() {
+  std::free(reserve.exchange(nullptr));  // NOLINT(cppcoreguidelines-no-malloc): taken by malloc
+  throw std::bad_alloc();
+}
+
+// Where there is no memory at all not every failure can be caught: the JSON library takes some to
+// destroy values, and an exception needs a place.
+[[noreturn]] void EndWithoutUnwinding() {
+  if (reserve != nullptr) std::abort();
+  std::fputs(kOutOfMemory, stderr);
+  std::_Exit(1);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
+  reserve = std::malloc(kReserveBytes);  // NOLINT(cppcoreguidelines-no-malloc): must not throw
+  std::set_new_handler(GiveReserveBack);
+  std::set_terminate(EndWithoutUnwinding);
   try {
     return corvane::RunCommandLine(argc, argv);
   } catch (const corvane::UsageFailure& failure) {
-    std::fprintf(stderr, "corvane: %s\n", failure.what());
+    corvane::Complain(failure.what());
     return 2;
   } catch (const corvane::Interrupted& interrupted) {
     corvane::DieOf(interrupted);
   } catch (const std::bad_alloc&) {
-    std::fputs("corvane: out of memory\n", stderr);
+    std::fputs(kOutOfMemory, stderr);
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "corvane: %s\n", failure.what());
+    corvane::Complain(failure.what());
   }
   return 1;
 }

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "app/commands/print_check.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <string>
+
+#include "app/commands/report.h"
+#include "app/image/reader.h"
+#include "app/jobs/digest.h"
+#include "app/report/report_page.h"
+#include "app/support/failure.h"
+#include "app/support/output_stage.h"
+#include "app/tables/page_tables.h"
+
+namespace corvane {
+namespace {
+
+void Add(ReportOptions& report, const char* name, const std::string& value) {
+  if (!value.empty()) report.facts.emplace_back(name, value);
+}
+
+// What the image asks for, if it is one: a document or ink planes have no colours to hold the print
+// against, and overspray moves the sheet.
+void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOptions& report) {
+  Add(report, "image", fmt::format("{}, page {}", page.image, page.page + 1));
+  if (options.separations || page.image == "-") return;
+  try {
+    const ImageInfo info = OpenImage(page.image, page.page)->Info();
+    Add(report, "image profile",
+        info.profile.empty() ? std::string("none")
+                             : fmt::format("embedded, {} bytes", info.profile.size()));
+    if (!options.overspray.empty()) return;
+    report.against = page.image;
+    report.againstPage = page.page + 1;
+    report.scalePercent = options.scalePercent;
+  } catch (const Failure&) {
+    Add(report, "image profile", "of the document's interpreter");
+  }
+}
+
+void AddSettings(const PrintOptions& options, ReportOptions& report) {
+  if (!options.separations) {
+    const std::string table = FindColorTable(options.colorTable);
+    Add(report, "colour table", table);
+    Add(report, "its SHA-256", DigestOfFile(table).sha256);
+  }
+  Add(report, "media", options.media);
+  Add(report, "quality", options.quality);
+  Add(report, "intent", options.intent);
+  Add(report, "preference", options.preference);
+  Add(report, "paper characteristics", options.paperCharacteristics);
+  Add(report, "tags", options.tags);
+  Add(report, "program", "Corvane " CORVANE_VERSION);
+}
+
+std::string Numbered(const std::string& file, std::size_t number) {
+  const std::filesystem::path path = file;
+  return fmt::format("{}-{:03}{}", (path.parent_path() / path.stem()).string(), number,
+                     path.extension().string());
+}
+
+}  // namespace
+
+void CheckReportOptions(const PrintOptions& options) {
+  if (options.report.empty()) return;
+  if (options.format != "tiff" || options.output == "-") {
+    throw UsageFailure("--report needs TIFF files to read back");
+  }
+  CheckEnding(options.report, kHtmlEndings);
+  CheckOutputNames({options.report, options.output}, {});
+}
+
+void WriteReports(const PrintOptions& options, const PrintReport& report) {
+  if (options.report.empty()) return;
+  std::size_t number = 0;
+  for (const PrintedPage& page : report.pages) {
+    ++number;
+    ReportOptions made;
+    made.prints = {page.files[0]};
+    made.output = report.pages.size() > 1 ? Numbered(options.report, number) : options.report;
+    made.media = options.media;
+    made.inks = options.preview.inks;
+    made.warnings = report.remarks;
+    AddImage(options, page, made);
+    AddSettings(options, made);
+    RunReport(made);
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+//
+// corvane report: what a person has to know of a print before it may run.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace corvane {
+
+struct ReportOptions {
+  std::vector<std::string> prints;  // TIFF files of corvane print
+  std::string output;               // HTML file, or a folder; empty: beside each print, unless a
+                                    // text is asked for
+  std::string media = "plain";
+  std::string inks;                    // ink data; empty: the built-in set
+  std::string prices;                  // what ink costs; empty: not known
+  std::vector<std::string> zoomAreas;  // X,Y,W,H in millimetres
+  std::string against;                 // image that was wanted; empty: none
+  int againstPage = 1;                 // of it, from 1
+  double scalePercent = 0;             // of the image on the sheet; 0: fit
+  std::string head;                    // description of the printhead; empty: the default one
+  bool text = false;
+  bool json = false;
+
+  // What is known from elsewhere of how the print was made.
+  std::vector<std::pair<std::string, std::string>> facts;
+  std::vector<std::string> warnings;
+};
+
+// Reports on each print. Returns the exit status; throws Failure.
+int RunReport(const ReportOptions& options);
+
+}  // namespace corvane

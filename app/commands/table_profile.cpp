@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "app/commands/table_profile.h"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+#include "app/calibration/profile.h"
+#include "app/commands/table_inspect.h"
+#include "app/page/settings.h"
+#include "app/support/failure.h"
+#include "app/support/message.h"
+#include "app/support/output_stage.h"
+#include "color/table/directory.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::uint32_t kBlackOnly = 0;
+
+// The table that `corvane print` takes for a page of these settings.
+TableIndices IndicesFrom(const TableProfileOptions& options) {
+  const PrintMode& mode = ParsePrintMode(options.mode);
+  const bool withoutBlack = DefaultPaperCharacteristics(mode) != 0;
+  const std::uint32_t inkSet = InkSetIndexOf(mode.inkSet, withoutBlack);
+  if (inkSet == kBlackOnly) {
+    throw UsageFailure(options.mode + ": a mode of black ink alone has no colours to profile");
+  }
+  const int media = SettingValue(kMediaType, options.media);
+  const int quality = options.quality.empty() ? DefaultPrintQuality(mode, 0)
+                                              : SettingValue(kPrintQuality, options.quality);
+  const int intent = SettingValue(kPageIntent, options.intent);
+  return {inkSet, static_cast<std::uint32_t>(media - 1), 0, static_cast<std::uint32_t>(quality - 1),
+          intent == 2 ? 1u : 0u};
+}
+
+}  // namespace
+
+int RunTableProfile(const TableProfileOptions& options) {
+  CheckOutputNames({options.output}, {options.inks, options.table});
+  const TableIndices indices = IndicesFrom(options);
+  const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
+  TableFile file(options.table);
+  const std::vector<std::uint8_t> table = ReadDecodedTable(file, indices);
+  const int media = static_cast<int>(indices[1]);
+  const std::string description = fmt::format("{}, mode {}, {}, {}", inks.name, options.mode,
+                                              inks.media[media].name, options.intent);
+  const std::string profile = MakePrinterProfile(table, inks, media, description);
+  WriteOutput(options.output, profile);
+  if (!options.quiet) {
+    fmt::print(stderr, "{}: {} bytes; {}; {}\n", Printable(options.output), profile.size(),
+               description, inks.measured ? "measured colours" : "modelled colours");
+  }
+  return 0;
+}
+
+}  // namespace corvane

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+//
+// Inputs that come as a sequence of pages and are read once, from front to back.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/image/reader.h"
+#include "app/support/input_stream.h"
+
+namespace corvane {
+
+// A page of a stream as its header describes it. `image.path` names the input, and the page where
+// the stream has shown more than one.
+struct StreamedPage {
+  ImageInfo image;
+  int number = 0;           // in the input, from 0
+  int copies = 1;           // that are asked for
+  bool collated = false;    // copies come in sets of all pages
+  double mediaWidthMm = 0;  // of the sheet that it is made for; 0: not said
+  double mediaHeightMm = 0;
+};
+
+// One thread at a time may use a stream. Its members throw Failure, naming input and page, when
+// the input is damaged; a page that ends early is damaged.
+class PageStream {
+ public:
+  virtual ~PageStream() = default;
+
+  // Goes to the next page; rows of the last one that nobody has read are passed over. False behind
+  // the last page.
+  virtual bool Next() = 0;
+
+  // The page that Next went to.
+  const StreamedPage& Page() const { return page_; }
+
+  // The next row of that page: `Page().image.RowBytes()` bytes.
+  virtual void ReadRow(std::uint8_t* row) = 0;
+
+  // Goes on to a page (from 0) that was not passed yet. Throws Failure when there is none.
+  void GoTo(int number);
+
+  // What whoever makes the pages has complained of although it made them all; empty: nothing. To be
+  // asked when the last page has been read.
+  virtual std::string Remarks() { return {}; }
+
+  // From any thread: whoever waits for the input gets InputStream::Cancelled.
+  virtual void Cancel() = 0;
+
+ protected:
+  StreamedPage page_;
+};
+
+// The page that a stream is at, until it goes to the next one. The stream must outlive it.
+std::unique_ptr<ImageReader> ReaderOfPage(PageStream& stream);
+
+// The stream in a file of a kind for which IsPageStream holds.
+std::unique_ptr<PageStream> OpenPageStream(const std::string& path);
+// The same from an input that has shown its kind to be one of those.
+std::unique_ptr<PageStream> OpenPageStream(std::unique_ptr<InputStream> input);
+
+// One page (from 0) of such a file, for who wants no other: its reader owns the stream.
+std::unique_ptr<ImageReader> OpenStreamPage(const std::string& path, int page);
+
+// The pages of such a file as their headers describe them, and how many they are.
+std::vector<StreamedPage> ListStreamPages(const std::string& path);
+int CountStreamPages(const std::string& path);
+
+}  // namespace corvane

@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+//
+// PNG images. An interlaced image cannot be read in rows from the top: its seven passes are put
+// together in a scratch file first.
+#include <fmt/format.h>
+#include <png.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <iterator>
+#include <new>
+#include <string_view>
+
+#include "app/image/exif.h"
+#include "app/image/profile.h"
+#include "app/image/reader.h"
+#include "app/support/failure.h"
+#include "app/support/interrupt.h"
+#include "app/support/limits.h"
+#include "app/support/scratch_file.h"
+#include "app/support/units.h"
+
+namespace corvane {
+namespace {
+
+constexpr double kInchesPerMetre = 1 / kMetresPerInch;
+constexpr double kSrgbGamma = 0.45455;
+
+bool IsNear(const Chromaticities& a, const Chromaticities& b) {
+  const double differences[] = {a.whiteX - b.whiteX, a.whiteY - b.whiteY, a.redX - b.redX,
+                                a.redY - b.redY,     a.greenX - b.greenX, a.greenY - b.greenY,
+                                a.blueX - b.blueX,   a.blueY - b.blueY};
+  return std::all_of(std::begin(differences), std::end(differences),
+                     [](double difference) { return std::abs(difference) < 0.002; });
+}
+
+class PngReader : public ImageReader {
+ public:
+  explicit PngReader(const std::string& path) {
+    info_.path = path;
+    file_.reset(std::fopen(path.c_str(), "rb"));
+    if (!file_) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
+    png_ = state_.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, &OnError, &OnWarning);
+    if (png_ == nullptr) throw std::bad_alloc();
+    pngInfo_ = state_.info = png_create_info_struct(png_);
+    if (pngInfo_ == nullptr) throw std::bad_alloc();
+    if (!ReadHeader()) Fail();
+    if (memoryShort_) throw std::bad_alloc();
+    Describe();
+  }
+
+  void ReadRow(std::uint8_t* row) override {
+    if (interlaced_) {
+      if (!scratch_) Deinterlace();
+      scratch_->Read(info_.RowBytes() * rowsRead_++, row, info_.RowBytes());
+    } else if (!DecodeRow(row)) {
+      Fail();
+    } else if (++rowsRead_ == info_.height && !ReadEnd()) {
+      Fail();
+    }
+  }
+
+ private:
+  struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
+  struct State {
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    ~State() { png_destroy_read_struct(&png, &info, nullptr); }
+  };
+
+  static bool TellsOfMemory(std::string_view message) {
+    return message.find("memory") != std::string_view::npos;
+  }
+
+  [[noreturn]] void Fail() const {
+    if (TellsOfMemory(error_)) throw std::bad_alloc();
+    const bool cut = error_.find("Read Error") != std::string::npos;
+    throw Failure(fmt::format("{}: {}", info_.path,
+                              cut ? "the PNG image is cut short" : "damaged PNG image: " + error_));
+  }
+
+  static void OnError(png_structp png, png_const_charp message) {
+    static_cast<PngReader*>(png_get_error_ptr(png))->error_ = message;
+    png_longjmp(png, 1);
+  }
+  // Without memory for a profile the library reads on as if there were none.
+  static void OnWarning(png_structp png, png_const_charp message) {
+    if (TellsOfMemory(message))
+      static_cast<PngReader*>(png_get_error_ptr(png))->memoryShort_ = true;
+  }
+
+  // The members below jump back into themselves on an error, so they hold no objects.
+
+  bool ReadHeader() {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    png_set_user_limits(png_, limits::kImageSide, limits::kImageSide);
+    png_init_io(png_, file_.get());
+    png_read_info(png_, pngInfo_);
+    png_set_expand(png_);
+    if (std::endian::native == std::endian::little) png_set_swap(png_);
+    interlaced_ = png_set_interlace_handling(png_) > 1;
+    png_read_update_info(png_, pngInfo_);
+    return true;
+  }
+
+  bool DecodeRow(std::uint8_t* row) {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    png_read_row(png_, row, nullptr);
+    return true;
+  }
+
+  bool ReadEnd() {
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
+    png_read_end(png_, nullptr);
+    return true;
+  }
+
+  void Describe() {
+    info_.width = png_get_image_width(png_, pngInfo_);
+    info_.height = png_get_image_height(png_, pngInfo_);
+    CheckImageSize(info_.path, info_.width, info_.height);
+    const int colour = png_get_color_type(png_, pngInfo_);
+    info_.form.colour =
+        (colour & PNG_COLOR_MASK_COLOR) ? PixelForm::Colour::Rgb : PixelForm::Colour::Grey;
+    info_.form.alpha = (colour & PNG_COLOR_MASK_ALPHA) != 0;
+    info_.form.bits = png_get_bit_depth(png_, pngInfo_);
+    info_.horizontalDpi = png_get_x_pixels_per_meter(png_, pngInfo_) / kInchesPerMetre;
+    info_.verticalDpi = png_get_y_pixels_per_meter(png_, pngInfo_) / kInchesPerMetre;
+    DescribeColour();
+    DescribeOrientation();
+  }
+
+  void DescribeColour() {
+    png_charp name = nullptr;
+    png_bytep profile = nullptr;
+    png_uint_32 size = 0;
+    int compression = 0;
+    if (png_get_iCCP(png_, pngInfo_, &name, &compression, &profile, &size) != 0) {
+      info_.profile.assign(profile, profile + size);
+      return;
+    }
+    int intent = 0;
+    double gamma = 0;
+    if (png_get_sRGB(png_, pngInfo_, &intent) != 0 || png_get_gAMA(png_, pngInfo_, &gamma) == 0 ||
+        gamma <= 0) {
+      return;
+    }
+    const Chromaticities srgb;
+    Chromaticities points;
+    const bool given =
+        png_get_cHRM(png_, pngInfo_, &points.whiteX, &points.whiteY, &points.redX, &points.redY,
+                     &points.greenX, &points.greenY, &points.blueX, &points.blueY) != 0;
+    // The usual figures are how a program says sRGB to those that do not know the chunk for it.
+    if (std::abs(gamma - kSrgbGamma) < 0.005 && (!given || IsNear(points, srgb))) return;
+    info_.profile = info_.form.colour == PixelForm::Colour::Rgb ? MakeRgbProfile(points, 1 / gamma)
+                                                                : MakeGreyProfile(1 / gamma);
+  }
+
+  void DescribeOrientation() {
+#ifdef PNG_eXIf_SUPPORTED
+    png_uint_32 size = 0;
+    png_bytep data = nullptr;
+    if (png_get_eXIf_1(png_, pngInfo_, &size, &data) != 0) {
+      info_.orientation = ExifOrientation(data, size);
+    }
+#endif
+  }
+
+  void Deinterlace() {
+    scratch_ = std::make_unique<ScratchFile>();
+    std::vector<std::uint8_t> row(info_.RowBytes());
+    for (int pass = 0; pass < PNG_INTERLACE_ADAM7_PASSES; ++pass) {
+      for (std::uint32_t y = 0; y < info_.height; ++y) {
+        ThrowIfInterrupted();
+        const bool touched = PNG_ROW_IN_INTERLACE_PASS(y, pass);
+        if (touched) scratch_->Read(row.size() * y, row.data(), row.size());
+        if (!DecodeRow(row.data())) Fail();
+        if (touched) scratch_->Write(row.size() * y, row.data(), row.size());
+      }
+    }
+    if (!ReadEnd()) Fail();
+  }
+
+  std::unique_ptr<std::FILE, CloseFile> file_;
+  State state_;
+  png_structp png_ = nullptr;  // both held by state_
+  png_infop pngInfo_ = nullptr;
+  std::string error_;
+  bool memoryShort_ = false;
+  bool interlaced_ = false;
+  std::unique_ptr<ScratchFile> scratch_;  // the whole image, when it is interlaced
+  std::uint64_t rowsRead_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<ImageReader> OpenPng(const std::string& path) {
+  return std::make_unique<PngReader>(path);
+}
+
+}  // namespace corvane

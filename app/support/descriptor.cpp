@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#include "app/support/descriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "app/support/interrupt.h"
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace corvane {
+namespace {
+
+#if defined(_WIN32)
+
+constexpr int kMode = _S_IREAD | _S_IWRITE;
+constexpr int kNewFile = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
+constexpr int kOldFile = _O_WRONLY | _O_BINARY | _O_NOINHERIT;
+
+int Open(const std::filesystem::path& path, int flags) {
+  return _wopen(path.c_str(), flags, kMode);
+}
+
+std::ptrdiff_t WriteSome(int file, const char* bytes, std::size_t size) {
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  return _write(file, bytes, static_cast<unsigned>(size < kMost ? size : kMost));
+}
+
+std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::uint64_t offset) {
+  if (_lseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET) < 0) return -1;
+  return WriteSome(file, bytes, size);
+}
+
+int Duplicate(int file) {
+  const int copy = _dup(file);
+  if (copy >= 0) _setmode(copy, _O_BINARY);  // the same bytes everywhere
+  return copy;
+}
+
+int SyncFile(int file) { return _commit(file); }
+
+#else
+
+constexpr mode_t kMode = 0666;
+constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+constexpr int kOldFile = O_WRONLY | O_CLOEXEC;
+
+int Open(const std::filesystem::path& path, int flags) { return open(path.c_str(), flags, kMode); }
+
+std::ptrdiff_t WriteSome(int file, const char* bytes, std::size_t size) {
+  return write(file, bytes, size);
+}
+
+std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::uint64_t offset) {
+  return pwrite(file, bytes, size, static_cast<off_t>(offset));
+}
+
+int Duplicate(int file) { return fcntl(file, F_DUPFD_CLOEXEC, 0); }
+
+int SyncFile(int file) { return fsync(file); }
+
+#endif
+
+constexpr int kStandardOutput = 1;
+
+// `write(bytes, size, done)` writes some of what is left.
+template <class WriteOnce>
+bool WriteAll(const void* data, std::size_t size, WriteOnce write) {
+  const char* bytes = static_cast<const char*>(data);
+  for (std::size_t done = 0; done < size;) {
+    const std::ptrdiff_t more = write(bytes + done, size - done, done);
+    if (more < 0 && errno == EINTR) {
+      ThrowIfInterrupted();
+      continue;
+    }
+#if defined(SIGPIPE)
+    if (more < 0 && errno == EPIPE) throw Interrupted{SIGPIPE};
+#endif
+    if (more <= 0) return false;
+    done += static_cast<std::size_t>(more);
+  }
+  return true;
+}
+
+// Some file systems cannot sync some files; that is no reason not to write there.
+bool CannotSync(int problem) {
+  return problem == EINVAL || problem == ENOTSUP || problem == ENOSYS || problem == EROFS ||
+         problem == EBADF;
+}
+
+}  // namespace
+
+Descriptor Descriptor::MakeFile(const std::filesystem::path& path) {
+  return Descriptor(Open(path, kNewFile));
+}
+
+Descriptor Descriptor::OpenForWriting(const std::filesystem::path& path) {
+  return Descriptor(Open(path, kOldFile));
+}
+
+Descriptor Descriptor::StandardOutput() { return Descriptor(Duplicate(kStandardOutput)); }
+
+bool Descriptor::Write(const void* data, std::size_t size) {
+  return WriteAll(data, size, [&](const char* bytes, std::size_t left, std::size_t) {
+    return WriteSome(number_, bytes, left);
+  });
+}
+
+bool Descriptor::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
+  return WriteAll(data, size, [&](const char* bytes, std::size_t left, std::size_t done) {
+    return WriteSomeAt(number_, bytes, left, offset + done);
+  });
+}
+
+bool Descriptor::Sync() {
+  while (SyncFile(number_) != 0) {
+    if (errno != EINTR) return CannotSync(errno);
+  }
+  return true;
+}
+
+bool Descriptor::Close() {
+  if (!IsOpen()) return true;
+  const int number = std::exchange(number_, kClosed);
+#if defined(_WIN32)
+  return _close(number) == 0;
+#else
+  return close(number) == 0 || errno == EINTR;  // which closes it, too
+#endif
+}
+
+#if defined(_WIN32)
+
+bool TakeModeAndOwner(const Descriptor&, const std::filesystem::path&) { return true; }
+
+bool SyncFolder(const std::filesystem::path&) { return true; }
+
+#else
+
+bool TakeModeAndOwner(const Descriptor& file, const std::filesystem::path& path) {
+  struct stat old = {}, made = {};
+  if (stat(path.c_str(), &old) != 0 || fstat(file.Number(), &made) != 0) return false;
+  mode_t mode = old.st_mode & mode_t{07777};
+  if (old.st_gid != made.st_gid && fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) != 0) {
+    // What the old group was allowed is not for another one.
+    mode &= static_cast<mode_t>(~(S_ISGID | S_IRWXG)) | ((mode & mode_t{S_IRWXO}) << 3);
+  }
+  if (old.st_uid != made.st_uid && fchown(file.Number(), old.st_uid, static_cast<gid_t>(-1)) != 0) {
+    mode &= static_cast<mode_t>(~S_ISUID);
+  }
+  return fchmod(file.Number(), mode) == 0 || errno == EPERM || errno == ENOTSUP;
+}
+
+bool SyncFolder(const std::filesystem::path& folder) {
+  Descriptor file(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return !file.IsOpen() || file.Sync();
+}
+
+#endif
+
+}  // namespace corvane

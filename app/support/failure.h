@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+namespace corvane {
+
+// What went wrong, in one line that names the file or argument. Ends the command with status 1.
+class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A command line that cannot be carried out. Ends the command with status 2.
+class UsageFailure : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// What may pass by itself: a disk that is full, a server that is away. Trying again may succeed.
+class TransientFailure : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+// An output that cannot be written. What comes after it would not fare better.
+class OutputFailure : public TransientFailure {
+ public:
+  using TransientFailure::TransientFailure;
+};
+
+// The result of `work`; memory that is short in it becomes a failure of what `name` names.
+template <typename Work>
+auto NamingMemory(const std::string& name, const Work& work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    throw TransientFailure(name + ": out of memory");
+  }
+}
+
+}  // namespace corvane

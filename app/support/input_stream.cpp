@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include "app/support/input_stream.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "app/support/interrupt.h"
+
+namespace corvane {
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
+constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still wants the bytes
+
+}  // namespace
+
+InputStream::InputStream(Descriptor file, std::string name)
+    : file_(std::move(file)), name_(std::move(name)), buffer_(kBufferBytes) {
+  struct stat status = {};
+  if (!file_.IsOpen() || fstat(file_.Number(), &status) != 0) {
+    throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+  }
+  if (S_ISDIR(status.st_mode)) throw Failure(name_ + ": is a directory");
+  if (S_ISREG(status.st_mode)) fileSize_ = static_cast<std::uint64_t>(status.st_size);
+}
+
+InputStream::InputStream(const std::string& path)
+    : InputStream(Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)), path) {}
+
+std::span<const std::uint8_t> InputStream::Peek(std::size_t size) {
+  if (Buffered() < size && begin_ > 0) {
+    std::memmove(buffer_.data(), buffer_.data() + begin_, Buffered());
+    end_ -= begin_;
+    begin_ = 0;
+  }
+  while (Buffered() < size) {
+    const std::size_t more = ReadSome(buffer_.data() + end_, buffer_.size() - end_);
+    if (more == 0) break;
+    end_ += more;
+  }
+  return {buffer_.data() + begin_, std::min(size, Buffered())};
+}
+
+std::size_t InputStream::Read(void* data, std::size_t size) {
+  auto* bytes = static_cast<std::uint8_t*>(data);
+  std::size_t done = 0;
+  while (done < size) {
+    if (Buffered() == 0 && size - done < buffer_.size()) {
+      begin_ = 0;
+      end_ = ReadSome(buffer_.data(), buffer_.size());
+      if (end_ == 0) break;
+    }
+    if (const std::size_t held = std::min(size - done, Buffered()); held > 0) {
+      std::memcpy(bytes + done, buffer_.data() + begin_, held);
+      begin_ += held;
+      done += held;
+    } else {
+      const std::size_t more = ReadSome(bytes + done, size - done);
+      if (more == 0) break;
+      done += more;
+    }
+  }
+  return done;
+}
+
+std::size_t InputStream::ReadAvailable(void* data, std::size_t size) {
+  auto* bytes = static_cast<std::uint8_t*>(data);
+  if (Buffered() == 0) return ReadSome(bytes, size);
+  const std::size_t held = std::min(size, Buffered());
+  std::memcpy(bytes, buffer_.data() + begin_, held);
+  begin_ += held;
+  return held;
+}
+
+std::uint64_t InputStream::Skip(std::uint64_t size) {
+  std::uint64_t done = std::min<std::uint64_t>(size, Buffered());
+  begin_ += static_cast<std::size_t>(done);
+  if (fileSize_ > 0) {
+    const off_t at = lseek(file_.Number(), 0, SEEK_CUR);
+    if (at < 0) throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+    const auto here = static_cast<std::uint64_t>(at);
+    const std::uint64_t rest = std::min(size - done, fileSize_ - std::min(here, fileSize_));
+    if (lseek(file_.Number(), static_cast<off_t>(rest), SEEK_CUR) < 0) {
+      throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+    }
+    return done + rest;
+  }
+  while (done < size) {
+    begin_ = end_ = 0;
+    end_ = ReadSome(buffer_.data(), buffer_.size());
+    if (end_ == 0) break;
+    begin_ = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, end_));
+    done += begin_;
+  }
+  return done;
+}
+
+std::size_t InputStream::ReadSome(std::uint8_t* data, std::size_t size) {
+  for (;;) {
+    if (cancelled_) throw Cancelled();
+    ThrowIfInterrupted();
+    if (waitLeft_ <= waitLeft_.zero()) throw WaitedTooLong(name_ + ": nothing comes any more");
+    pollfd wanted = {file_.Number(), POLLIN, 0};
+    const auto start = std::chrono::steady_clock::now();
+    const int ready = poll(&wanted, 1, kLongestWaitMs);
+    waitLeft_ -= std::chrono::steady_clock::now() - start;
+    if (ready == 0 || (ready < 0 && errno == EINTR)) continue;
+    const ssize_t done = ready < 0 ? ready : read(file_.Number(), data, size);
+    if (done >= 0) return static_cast<std::size_t>(done);
+    if (errno != EINTR && errno != EAGAIN) {
+      throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+    }
+  }
+}
+
+}  // namespace corvane

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+#include "app/support/output_stage.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <set>
+#include <system_error>
+
+#include "app/support/failure.h"
+#include "app/support/message.h"
+#include "app/support/work_folder.h"
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void FailToWrite(const fs::path& path, const std::string& reason) {
+  throw OutputFailure(fmt::format("{}: cannot write: {}", path.string(), reason));
+}
+
+bool IsStandardOutput(const fs::path& path) { return path.empty() || path == "-"; }
+
+bool MayWrite(const fs::path& path) {
+#if defined(_WIN32)
+  return _waccess(path.c_str(), 2) == 0;
+#else
+  return access(path.c_str(), W_OK) == 0;
+#endif
+}
+
+// The file that links lead to, whether it exists or not. Nothing when they lead through the open
+// files of a process (/dev/stdout), whose names are none that a file could be given.
+std::optional<fs::path> BehindLinks(fs::path path) {
+  constexpr int kMostLinks = 40;
+  std::error_code problem;
+  for (int i = 0; i < kMostLinks && fs::is_symlink(fs::symlink_status(path, problem)); ++i) {
+    const fs::path link = fs::read_symlink(path, problem);
+    if (problem) FailToWrite(path, problem.message());
+    path = path.parent_path() / link;  // which is `link` alone if that is absolute
+    if (path.string().starts_with("/proc/")) return std::nullopt;
+  }
+  return path;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// One file
+
+StagedFile::~StagedFile() {
+  file_.Close();
+  std::error_code ignored;
+  if (!temporary_.empty()) fs::remove(temporary_, ignored);
+}
+
+void StagedFile::Open() {
+  file_ = Descriptor::MakeFile(temporary_);
+  if (!file_.IsOpen()) Fail();
+  std::error_code ignored;
+  if (fs::exists(target_, ignored) && !TakeModeAndOwner(file_, target_)) Fail();
+}
+
+void StagedFile::Append(const void* data, std::size_t size) {
+  if (!file_.IsOpen()) Open();
+  if (!file_.Write(data, size)) Fail();
+  size_ += size;
+}
+
+void StagedFile::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
+  if (!file_.WriteAt(offset, data, size)) Fail();
+}
+
+void StagedFile::Finish() {
+  if (finished_) return;
+  if (!file_.IsOpen()) Open();
+  if (!target_.empty() && !file_.Sync()) Fail();
+  if (!file_.Close()) Fail();
+  finished_ = true;
+}
+
+void StagedFile::GiveName() {
+  if (temporary_.empty()) return;
+  std::error_code problem;
+  fs::rename(temporary_, target_, problem);
+  if (problem) FailToWrite(path_, problem.message());
+  temporary_.clear();
+}
+
+void StagedFile::Fail() const { FailToWrite(path_, std::strerror(errno)); }
+
+// ---------------------------------------------------------------------------------------------
+// The files of a command
+
+OutputStage::OutputStage(const fs::path& folder) {
+  if (folder.empty()) return;
+  for (fs::path at = folder; !at.empty() && !fs::exists(at); at = at.parent_path()) {
+    if (at.has_filename()) madeFolders_.push_back(at);
+  }
+  std::error_code problem;
+  fs::create_directories(folder, problem);
+  if (!problem) return;
+  RemoveMadeFolders();
+  throw OutputFailure(folder.string() + ": cannot make the folder: " + problem.message());
+}
+
+OutputStage::~OutputStage() {
+  files_.clear();
+  workFolders_.clear();
+  RemoveMadeFolders();
+}
+
+void OutputStage::RemoveMadeFolders() {
+  // From the innermost outwards; one that somebody has put a file into stays.
+  std::error_code ignored;
+  for (const fs::path& folder : madeFolders_) fs::remove(folder, ignored);
+}
+
+StagedFile& OutputStage::Create(const fs::path& path) { return Add(path, false); }
+
+StagedFile& OutputStage::CreateStream(const fs::path& path) { return Add(path, true); }
+
+StagedFile& OutputStage::Adopt(Descriptor file, const fs::path& name) {
+  std::unique_ptr<StagedFile> adopted(new StagedFile(name));
+  adopted->file_ = std::move(file);
+  if (!adopted->file_.IsOpen()) adopted->Fail();
+  files_.push_back(std::move(adopted));
+  return *files_.back();
+}
+
+StagedFile& OutputStage::Add(const fs::path& path, bool stream) {
+  const bool standardOutput = stream && IsStandardOutput(path);
+  std::unique_ptr<StagedFile> file(new StagedFile(standardOutput ? "standard output" : path));
+  std::optional<fs::path> target;
+  if (standardOutput) {
+    file->file_ = Descriptor::StandardOutput();
+  } else {
+    std::error_code problem;
+    const fs::file_type type = fs::status(path, problem).type();
+    if (type == fs::file_type::none) FailToWrite(path, problem.message());
+    if (type == fs::file_type::directory) throw Failure(path.string() + ": is a folder");
+    const bool ordinary = type == fs::file_type::regular || type == fs::file_type::not_found;
+    if (ordinary) target = BehindLinks(path);
+    if (!target && !stream) throw Failure(path.string() + ": is not an ordinary file");
+    if (!target) file->file_ = Descriptor::OpenForWriting(path);
+    if (target && type == fs::file_type::regular && !MayWrite(*target)) file->Fail();
+  }
+  if (target) {
+    file->target_ = *target;
+    std::unique_ptr<WorkFolder>& folder = workFolders_[target->parent_path()];
+    if (!folder) folder = std::make_unique<WorkFolder>(target->parent_path(), path);
+    file->temporary_ = folder->NextPath();
+  } else if (!file->file_.IsOpen()) {
+    file->Fail();
+  }
+  files_.push_back(std::move(file));
+  return *files_.back();
+}
+
+void OutputStage::SyncFolders() {
+  for (const auto& [at, folder] : workFolders_) {
+    if (!folder->Sync()) FailToWrite(at.empty() ? "." : at, std::strerror(errno));
+  }
+}
+
+void OutputStage::Commit() {
+  for (const auto& file : files_) file->Finish();
+  for (const fs::path& folder : madeFolders_) SyncFolder(folder.parent_path());
+  SyncFolders();
+  for (const auto& file : files_) file->GiveName();
+  SyncFolders();
+}
+
+// ---------------------------------------------------------------------------------------------
+
+void WriteOutput(const fs::path& path, std::string_view bytes) {
+  OutputStage stage;
+  stage.CreateStream(path).Append(bytes);
+  stage.Commit();
+}
+
+void WriteStandardOutput(std::string_view text) { WriteOutput("-", PrintableLines(text)); }
+
+void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
+  std::error_code ignored;
+  std::set<fs::path> read, written;
+  for (const fs::path& input : inputs) read.insert(fs::weakly_canonical(input, ignored));
+  for (const fs::path& output : outputs) {
+    const auto status = fs::status(output, ignored);
+    if (IsStandardOutput(output) || (fs::exists(status) && !fs::is_regular_file(status))) continue;
+    const std::optional<fs::path> target = BehindLinks(output);
+    if (!target) continue;
+    const fs::path name = fs::weakly_canonical(*target, ignored);
+    if (read.contains(name)) {
+      throw UsageFailure(output.string() + ": is an input and would be written over");
+    }
+    if (!written.insert(name).second) {
+      throw UsageFailure(output.string() + ": two files would be written there");
+    }
+  }
+}
+
+void CheckAbsence(const std::vector<fs::path>& outputs) {
+  std::error_code ignored;
+  for (const fs::path& output : outputs) {
+    if (!fs::exists(fs::symlink_status(output, ignored))) continue;
+    throw UsageFailure(output.string() + ": is there already, and --no-clobber keeps it");
+  }
+}
+
+void CheckEnding(const fs::path& output, Endings endings) {
+  constexpr std::string_view kKnown[] = {".bmp", ".gif",  ".htm",  ".html", ".jpeg",
+                                         ".jpg", ".json", ".pdf",  ".png",  ".raw",
+                                         ".svg", ".tif",  ".tiff", ".webp"};
+  std::string ending = output.extension().string();
+  std::transform(ending.begin(), ending.end(), ending.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  const auto isAmong = [&](Endings list) {
+    return std::find(list.begin(), list.end(), ending) != list.end();
+  };
+  if (!isAmong(kKnown) || isAmong(endings)) return;
+  throw UsageFailure(fmt::format("{}: what is written there is no {} file; end its name in {}",
+                                 output.string(), ending, endings.front()));
+}
+
+}  // namespace corvane

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "app/support/descriptor.h"
+
+namespace corvane {
+
+// A temporary file without a name, in TMPDIR or /tmp, for what is too large to hold in memory.
+// It is gone when it is closed, however the program ends. Its members throw Failure.
+class ScratchFile {
+ public:
+  ScratchFile();
+
+  // Opens it another time, as long as this lives.
+  std::string Path() const;
+  // The same as a file of its own, which lives on; not open when there can be none.
+  Descriptor Duplicate() const;
+
+  void Write(std::uint64_t offset, const void* data, std::size_t size);
+
+  // What was never written reads as zero.
+  void Read(std::uint64_t offset, void* data, std::size_t size);
+
+ private:
+  Descriptor file_;
+};
+
+}  // namespace corvane

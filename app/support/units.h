@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace corvane {
+
+inline constexpr double kMillimetresPerInch = 25.4;
+inline constexpr double kMetresPerInch = 0.0254;
+
+}  // namespace corvane
