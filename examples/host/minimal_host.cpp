@@ -3,7 +3,8 @@
 // The smallest complete host: loads the plug-in, prints a 4 x 6 inch page through its chain and
 // asks the movement object for the page's feeds.
 //
-//   minimal_host PLUGIN COLOR-TABLES        minimal_host lib/corvane.so share/corvane/default.cvt
+//   minimal_host PLUGIN COLOR-TABLES
+//   minimal_host lib/corvane/corvane.so share/corvane/default.cvt
 #include <dlfcn.h>
 
 #include <bitset>
@@ -14,6 +15,7 @@
 #include "host/framework.h"
 #include "host/raster.h"
 #include "movement/movement.h"
+#include "plugin/get_factory.h"
 
 namespace {
 
@@ -21,7 +23,7 @@ constexpr const char* kGroup = "Standard";
 constexpr unsigned long kInputDpi = 600;
 constexpr unsigned long kWidth = 4 * kInputDpi;   // pixels
 constexpr unsigned long kHeight = 6 * kInputDpi;  // rows
-constexpr tagBinaryCMYKDescriptor kMode = CcMmYyK_1200x1200_4Pass;
+constexpr tagBinaryCMYKDescriptor kMode = CcMmYyK_4800x1200_16Pass;
 
 // Where the printhead data arrive: the element behind the last one of the plug-in.
 class Printer : public ZCOM::EObject {
@@ -71,6 +73,7 @@ QStartPage StartOfPage() {
   start.Properties.SetProperty("VerticalInputResolution", kInputDpi, kGroup);
   start.PageProperties.SetProperty("CMYKBinaryDescriptor", kMode, kGroup);
   start.PageProperties.SetProperty("NumberOfPlanes", 7ul, kGroup);
+  start.PageProperties.SetProperty("Slot1HorizontalRes", 4800ul, kGroup);  // or no dot is placed
   return start;
 }
 
@@ -127,7 +130,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s\n", argc == 3 ? dlerror() : "usage: minimal_host PLUGIN COLOR-TABLES");
     return 2;
   }
-  ZCOM::PluginFactory* factory = reinterpret_cast<ZCOM::PluginFactory* (*)()>(entry)();
+  ZCOM::PluginFactory* factory = reinterpret_cast<decltype(&GetFactory)>(entry)();
 
   ZCOM::PROPERTIES shared;  // the host's bag, read by the elements
   shared.SetProperty("ColorTableFilename", argv[2], kGroup);
