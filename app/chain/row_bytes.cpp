@@ -10,7 +10,7 @@ namespace corvane {
 
 using property::kStandardGroup;
 
-void RowBytesRead::NotePage(const QStartPage& page) {
+std::uint64_t RowBytesRead::NotePage(const QStartPage& page) {
   int descriptor = 0;
   unsigned long width = 0;
   unsigned short left = 0, right = 0;
@@ -18,10 +18,12 @@ void RowBytesRead::NotePage(const QStartPage& page) {
   page.Properties.GetProperty(property::kLeftOverSprayPixels, &left, 0, kStandardGroup);
   page.Properties.GetProperty(property::kRightOverSprayPixels, &right, 0, kStandardGroup);
   page.PageProperties.GetProperty(property::kCMYKBinaryDescriptor, &descriptor, 0, kStandardGroup);
-  widest_ = std::max(widest_, std::uint64_t{width} + left + right);
+  const std::uint64_t pixels = std::uint64_t{width} + left + right;
+  widest_ = std::max(widest_, pixels);
   if (const PrintMode* mode = FindPrintMode(descriptor)) {
     planes_ = std::max(planes_, PlanesOf(mode->inkSet));
   }
+  return pixels;
 }
 
 std::uint64_t RowBytesRead::Of(const QRaster& row) const {

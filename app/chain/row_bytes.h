@@ -12,13 +12,10 @@ namespace corvane {
 class RowBytesRead {
  public:
   // To be told of every page start. An element may still hold an earlier page, so the widest one
-  // counts and that of most planes.
-  void NotePage(const QStartPage& page);
+  // counts and that of most planes. Returns the page's own pixels, its overspray included.
+  std::uint64_t NotePage(const QStartPage& page);
 
   std::uint64_t Of(const QRaster& row) const;
-
-  // Pixels of the widest page, its overspray included.
-  std::uint64_t Widest() const { return widest_; }
 
  private:
   std::uint64_t widest_ = 0;  // pixels

@@ -44,16 +44,15 @@ class RowPadding {
 
  private:
   void NotePage(const ScriptReader& script, const QStartPage& page) {
-    read_.NotePage(page);
+    const std::uint64_t width = read_.NotePage(page);
     int descriptor = 0;
     page.PageProperties.GetProperty("CMYKBinaryDescriptor", &descriptor, 0, kStandard);
-    if (const PrintMode* mode = FindPrintMode(descriptor)) CheckRowSize(script, page, *mode);
+    if (const PrintMode* mode = FindPrintMode(descriptor)) CheckRowSize(script, page, *mode, width);
   }
 
   // The elements hold rows as long as the page says; no page that is meant has a gigabyte of them.
-  void CheckRowSize(const ScriptReader& script, const QStartPage& page,
-                    const PrintMode& mode) const {
-    const std::uint64_t width = read_.Widest();
+  static void CheckRowSize(const ScriptReader& script, const QStartPage& page,
+                           const PrintMode& mode, std::uint64_t width) {
     unsigned long input = 0, slot1 = 0, slot2 = 0;
     page.Properties.GetProperty("HorizontalInputResolution", &input, 0, kStandard);
     page.PageProperties.GetProperty("Slot1HorizontalRes", &slot1, 0, kStandard);
