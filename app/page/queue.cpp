@@ -21,14 +21,19 @@ RowQueue::RowQueue(std::size_t rowBytes, bool prompt)
       prompt_(prompt) {}
 
 bool RowQueue::Push(const std::uint8_t* row) {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [&] { return ready_.size() < kWaitingBatches || givenUp_; });
-  if (givenUp_) return false;
-  filling_.bytes.resize(rowBytes_ * rowsPerBatch_);
+  // Only where it is prompt does the driving side look into a batch before it is full.
+  std::unique_lock lock(mutex_, std::defer_lock);
+  if (prompt_ || filling_.rows == 0) {
+    lock.lock();
+    changed_.wait(lock, [&] { return ready_.size() < kWaitingBatches || givenUp_; });
+    if (givenUp_) return false;
+    filling_.bytes.resize(rowBytes_ * rowsPerBatch_);
+  }
   std::memcpy(filling_.bytes.data() + filling_.rows * rowBytes_, row, rowBytes_);
   if (++filling_.rows == rowsPerBatch_) {
+    if (!lock.owns_lock()) lock.lock();
     PushBatch();
-  } else if (awaited_) {
+  } else if (prompt_ && awaited_) {
     changed_.notify_all();
   }
   return true;
@@ -47,7 +52,7 @@ void RowQueue::PushBatch() {
 void RowQueue::Close(std::exception_ptr problem) {
   const std::lock_guard lock(mutex_);
   if (!problem && filling_.rows > 0) PushBatch();
-  problem_ = std::move(problem);
+  if (!problem_) problem_ = std::move(problem);
   closed_ = true;
   changed_.notify_all();
 }

@@ -21,7 +21,8 @@ class RowQueue {
 
   // The reading side. Returns false when the other side has given up.
   bool Push(const std::uint8_t* row);
-  // Nothing follows, or what went wrong instead.
+  // Nothing follows, or what went wrong instead, of which the first counts. Any thread may say that
+  // something went wrong.
   void Close(std::exception_ptr problem = nullptr);
 
   // Rows one after the other.
@@ -49,8 +50,8 @@ class RowQueue {
   bool prompt_;
   Batch taking_;
 
-  std::mutex mutex_;  // of what follows
-  Batch filling_;
+  std::mutex mutex_;      // of what follows
+  Batch filling_;         // of the reading side alone unless the queue is prompt
   bool awaited_ = false;  // by a driving side that has nothing at all
   std::condition_variable changed_;
   std::deque<Batch> ready_;
