@@ -29,7 +29,7 @@ Bytes BytesOf(const std::string& text) {
 
 std::vector<std::string> CorpusOf(const Target& target) {
   std::vector<fs::path> files;
-  const fs::path folder = fs::path(testing::SourceDirectory()) / "fuzz/corpus" / target.name;
+  const fs::path folder = fs::path(harness::SourceDirectory()) / "fuzz/corpus" / target.name;
   for (const auto& entry : fs::directory_iterator(folder)) files.push_back(entry.path());
   std::sort(files.begin(), files.end());
   std::vector<std::string> corpus;
@@ -69,7 +69,7 @@ std::string Damaged(std::string text, std::mt19937& random) {
   return text;
 }
 
-class Corpus : public ::testing::TestWithParam<Target> {};
+class Corpus : public testing::TestWithParam<Target> {};
 
 TEST_P(Corpus, IsReadOrRefusedWholeAndDamaged) {
   const Target& target = GetParam();
@@ -78,7 +78,7 @@ TEST_P(Corpus, IsReadOrRefusedWholeAndDamaged) {
   const ScratchFolder folder;
   const fs::path here = fs::current_path();
   fs::current_path(folder.File(""));  // where files without a folder would go
-  ::testing::internal::CaptureStdout();
+  testing::internal::CaptureStdout();
   for (const std::string& text : corpus) target.run(BytesOf(text));
   std::mt19937 random(14);
   for (int i = DamagedOfEach(); i > 0; --i) {
@@ -87,11 +87,11 @@ TEST_P(Corpus, IsReadOrRefusedWholeAndDamaged) {
     if (std::getenv("CORVANE_DAMAGED") != nullptr) WriteFile(folder.File("input"), text);
     target.run(BytesOf(text));
   }
-  ::testing::internal::GetCapturedStdout();
+  testing::internal::GetCapturedStdout();
   fs::current_path(here);
 }
 
-INSTANTIATE_TEST_SUITE_P(Fuzz, Corpus, ::testing::ValuesIn(Targets()),
+INSTANTIATE_TEST_SUITE_P(Fuzz, Corpus, testing::ValuesIn(Targets()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -42,7 +42,7 @@ ElementPointer CopyOf(ZCOM::EObject& element) {
 class Host {
  public:
   Host(ElementNames names, Bytes bytes) : input_(bytes) {
-    const std::string tables = testing::SourceDirectory() + "/fuzz/corpus/table_file/tables";
+    const std::string tables = harness::SourceDirectory() + "/fuzz/corpus/table_file/tables";
     bag_.SetProperty(property::kColorTableFilename, tables.c_str(), property::kStandardGroup);
     for (const char* name : names) {
       elements_.emplace_back(GetFactory()->CreateElement(std::string(name).data()));
@@ -178,7 +178,7 @@ class Host {
 
   Input input_;
   ZCOM::PROPERTIES bag_;
-  testing::RecordingElement next_;
+  harness::RecordingElement next_;
   std::vector<ElementPointer> elements_;
   RowBytesRead read_;
   std::uint32_t width_ = 0;

@@ -48,8 +48,8 @@ FUZZ_TARGET(points, input) {
                           [](unsigned char byte) { return byte == 0; }));
 
   char name[] = "EColorInline";
-  testing::ElementHarness color(GetFactory()->CreateElement(name));
-  const std::string tables = testing::SourceDirectory() + "/fuzz/corpus/table_file/tables";
+  harness::ElementHarness color(GetFactory()->CreateElement(name));
+  const std::string tables = harness::SourceDirectory() + "/fuzz/corpus/table_file/tables";
   color.host.SetProperty("ColorTableFilename", tables.c_str(), "Standard");
   FUZZ_EXPECT(color.Start() == 1);
   QStartPage page = PageOf(mode);

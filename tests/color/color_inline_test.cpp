@@ -20,8 +20,8 @@
 namespace corvane {
 namespace {
 
-using namespace testing;    // our harness
-using namespace ::testing;  // and the matchers
+using namespace harness;
+using namespace testing;
 
 constexpr const char* kStandard = "Standard";
 constexpr int kBlack = 8, kSevenInks = 83, kNineInks = 109;
@@ -139,7 +139,7 @@ const Error kBadFormat{28, "Invalid QStartPage::ZRXRasterFormat value"};
 const Error kNoInkSet{44, "EColorInline::m_eAlgorithmType not supported"};
 const Error kNoObject{8, "Cannot create Color Object."};
 
-class ColorElement : public ::testing::Test {
+class ColorElement : public testing::Test {
  protected:
   std::string Write(const char* name, const ByteVector& bytes) const {
     return folder_.Write(name, std::string(bytes.begin(), bytes.end()));
@@ -194,9 +194,9 @@ class ColorElement : public ::testing::Test {
 TEST_F(ColorElement, NamesTheTableFileThatCannotBeOpened) {
   harness_.Element().Properties.SetProperty("Name", "color-1", kStandard);
   harness_.host.SetProperty("ColorTableFilename", "/no/such/file", kStandard);
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(harness_.Start(), 0u);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "EColorInline::Initialize: Could not open colortable: /no/such/file\n");
 
   // The pads are there all the same, and a page fails with an error that carries the name.

@@ -12,11 +12,11 @@
 namespace corvane {
 namespace {
 
-using testing::CountDots;
-using testing::ElementHarness;
-using ::testing::ElementsAre;
-using testing::GlossyRow;
-using testing::SentMessage;
+using harness::CountDots;
+using harness::ElementHarness;
+using harness::GlossyRow;
+using harness::SentMessage;
+using testing::ElementsAre;
 
 // A page's settings: 100 pixels at 600 dpi, margins included, so 13 bytes a plane.
 struct Page {
@@ -77,7 +77,7 @@ std::vector<std::uint32_t> PlaceOf(const SentMessage& sent) {
   return {sent.row, sent.firstPixel, sent.endPixel, sent.width, sent.rowBytes};
 }
 
-class DotManagement : public ::testing::Test {
+class DotManagement : public testing::Test {
  protected:
   DotManagement() { harness_.Start(); }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace corvane::testing {
+namespace corvane::harness {
 
 // One row of planes, eight pixels a byte.
 struct GlossyRow {
@@ -44,4 +44,4 @@ inline unsigned CountDots(const std::uint8_t* bytes, unsigned count) {
   return dots;
 }
 
-}  // namespace corvane::testing
+}  // namespace corvane::harness

@@ -11,8 +11,8 @@
 namespace corvane {
 namespace {
 
-using testing::GlossyRow;
-using testing::SideAt;
+using harness::GlossyRow;
+using harness::SideAt;
 
 // Where a filter stands after a pass.
 struct PassState {
@@ -259,7 +259,7 @@ TEST(RasterFilterBestGlossy, SecondExpansionDoublesTwoPlanesAndKeepsItsStateForT
       EXPECT_TRUE(std::equal(data, data + 18, planes.bytes.begin()));
       EXPECT_EQ(SideAt(data + 18, 6, 0, 8), sides[row][0]) << row << NameOf(level);
       EXPECT_EQ(SideAt(data + 18, 6, 1, 12), sides[row][1]) << row << NameOf(level);
-      EXPECT_EQ(testing::CountDots(data + 18, 18), row == 2 ? 2u : 1u);
+      EXPECT_EQ(harness::CountDots(data + 18, 18), row == 2 ? 2u : 1u);
       EXPECT_EQ(planeBytes, 3u);
       EXPECT_EQ(end, 3u);
     }

@@ -15,7 +15,7 @@
 namespace corvane {
 namespace {
 
-using ::testing::Each;
+using testing::Each;
 
 constexpr Ink kC = Ink::C;
 constexpr Ink kc = Ink::c;

@@ -18,13 +18,13 @@
 namespace corvane {
 namespace {
 
-using ::testing::Each;
-using testing::ElementHarness;
-using ::testing::ElementsAre;
-using ::testing::Field;
-using testing::NumberOf;
-using testing::SentMessage;
-using testing::TextOf;
+using harness::ElementHarness;
+using harness::NumberOf;
+using harness::SentMessage;
+using harness::TextOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::Field;
 
 struct Page {
   int descriptor = 48;
@@ -38,7 +38,7 @@ int BitsIn(const std::vector<unsigned char>& data) {
   return bits;
 }
 
-class HalftoneModule : public ::testing::Test {
+class HalftoneModule : public testing::Test {
  protected:
   HalftoneModule() : harness(new EHalftoneModule) {}
 
@@ -352,7 +352,7 @@ TEST_F(LoggingHalftoneModule, CountsDropsOverAllPages) {
     if (page == 2) Start({.descriptor = 111, .width = 40});  // the log begins anew
     End();
     const std::string kCount = "Kcount=" + std::to_string(70 * page) + "\n";
-    EXPECT_THAT(Log(), ::testing::HasSubstr("ycount=0\n" + kCount + "cdcount=0\n"));
+    EXPECT_THAT(Log(), testing::HasSubstr("ycount=0\n" + kCount + "cdcount=0\n"));
     EXPECT_EQ(Log().find("BinaryDescriptor"), 0u);
     EXPECT_EQ(Log().rfind("BinaryDescriptor"), 0u);
   }

@@ -16,7 +16,7 @@
 namespace corvane {
 namespace {
 
-using ::testing::ElementsAreArray;
+using testing::ElementsAreArray;
 
 constexpr int kSet25 = static_cast<int>(CoverageSet::Set25);
 constexpr int kSet50 = static_cast<int>(CoverageSet::Set50);

@@ -11,7 +11,7 @@
 
 #include "host/raster.h"
 
-namespace corvane::testing {
+namespace corvane::harness {
 
 // What left the element, copied, since an element refills its messages.
 struct SentMessage {
@@ -101,4 +101,4 @@ inline std::string TextOf(const ZCOM::PROPERTIES& bag, const char* key) {
   return text;
 }
 
-}  // namespace corvane::testing
+}  // namespace corvane::harness

@@ -3,10 +3,10 @@
 
 #include <string>
 
-namespace corvane::testing {
+namespace corvane::harness {
 
 // The built plug-in, and the root of the source tree.
 std::string PluginFile();
 std::string SourceDirectory();
 
-}  // namespace corvane::testing
+}  // namespace corvane::harness

@@ -14,7 +14,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-class ColorTableFile : public ::testing::Test {
+class ColorTableFile : public testing::Test {
  protected:
   ZCOM::MFColorTable Open(const Bytes& content) {
     ZCOM::MFColorTable table;

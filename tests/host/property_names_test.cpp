@@ -31,7 +31,7 @@ const char* NameOf(Bag bag) {
 
 // The document lists every property once, as the table has it, and no other.
 TEST(PropertyNames, AreWhatTheDocumentLists) {
-  std::ifstream file(corvane::testing::SourceDirectory() + "/docs/properties.md");
+  std::ifstream file(corvane::harness::SourceDirectory() + "/docs/properties.md");
   ASSERT_TRUE(file);
   std::set<std::string> listed;
   int rows = 0;

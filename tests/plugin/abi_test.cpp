@@ -165,7 +165,7 @@ struct DocumentedSlot {
 std::vector<DocumentedSlot> DocumentedSlots() {
   const std::regex row(R"(\| `(?:(?:ZCOM::)?\w+::)?(\w+)(?:\(.*\))?` \| (\d+) \| (\d+) \|)");
   std::vector<DocumentedSlot> slots;
-  std::ifstream document(corvane::testing::SourceDirectory() + "/docs/abi.md");
+  std::ifstream document(corvane::harness::SourceDirectory() + "/docs/abi.md");
   for (std::string line; std::getline(document, line);) {
     std::smatch parts;
     if (!std::regex_match(line, parts, row)) continue;

@@ -27,7 +27,7 @@
 
 namespace {
 
-using corvane::testing::PluginFile;
+using corvane::harness::PluginFile;
 
 #if defined(_WIN32)
 

@@ -175,7 +175,7 @@ constexpr ModeDigests kDigests[] = {
 
 TEST(OutputDigest, OfEveryModeIsWhatItAlwaysWas) {
   const ScratchFolder folder;
-  const PluginLibrary library(testing::PluginFile());
+  const PluginLibrary library(harness::PluginFile());
   ASSERT_EQ(std::size(kDigests), kPrintModes.size());
   for (const ModeDigests& expected : kDigests) {
     const PrintMode& mode = *FindPrintMode(expected.mode);
@@ -192,7 +192,7 @@ TEST(OutputDigest, OfEveryModeIsWhatItAlwaysWas) {
 // Elements share nothing that changes, from the first one that a process makes on.
 TEST(OutputDigest, IsTheSameForChainsBesideEachOther) {
   const ScratchFolder folder;
-  const PluginLibrary library(testing::PluginFile());
+  const PluginLibrary library(harness::PluginFile());
   const std::string table = folder.Write("table.cvt", TableFileOf(FindPrintMode(54)->inkSet));
   std::array<std::uint64_t, 6> digests{};
   std::vector<std::thread> threads;

@@ -16,9 +16,9 @@
 namespace corvane {
 namespace {
 
-using ::testing::HasSubstr;
+using testing::HasSubstr;
 
-class PrintDocumentTest : public ::testing::Test {
+class PrintDocumentTest : public testing::Test {
  protected:
   void SetUp() override {
     if (access("/usr/bin/gs", X_OK) != 0) GTEST_SKIP() << "no interpreter here";
@@ -28,7 +28,7 @@ class PrintDocumentTest : public ::testing::Test {
   std::string TwentyPages() {
     std::ofstream(folder_.File("paper.ps"))
         << "%!PS\n/Unit 0.125 def\n"
-        << ReadFile(testing::SourceDirectory() + "/tests/app/document/twenty_pages.ps");
+        << ReadFile(harness::SourceDirectory() + "/tests/app/document/twenty_pages.ps");
     return folder_.File("paper.ps");
   }
 

@@ -19,12 +19,12 @@
 namespace corvane {
 namespace {
 
-using ::testing::ElementsAre;
+using testing::ElementsAre;
 
 // A chain that needs no colour table.
 constexpr const char* kShortChain = R"({"chain":["EHalftoneModule","EDotManagement"]})";
 
-class Replay : public ::testing::Test {
+class Replay : public testing::Test {
  protected:
   std::vector<std::string> Run(const std::string& script) {
     RunReplay({folder_.Write("script.jsonl", script), folder_.File("out.jsonl"), ""});
@@ -66,8 +66,8 @@ TEST_F(Replay, RowsAreFilledUpWithZeros) {
             R"({"from":"EDotManagement","kind":5,"raster":{"RasterFormat":2,"PassThroughValue":0,)"
             R"("Row":7,"FirstPixel":0,"EndPixel":0,"Width":4294967295,"RowBytes":5},)"
             R"("data":"AQIDAAA="})");
-  EXPECT_THAT(lines[2], ::testing::EndsWith(R"("RowBytes":2},"data":"AQI="})"));
-  EXPECT_THAT(lines[4], ::testing::EndsWith(R"("RowBytes":0},"data":""})"));
+  EXPECT_THAT(lines[2], testing::EndsWith(R"("RowBytes":2},"data":"AQI="})"));
+  EXPECT_THAT(lines[4], testing::EndsWith(R"("RowBytes":0},"data":""})"));
 }
 
 TEST_F(Replay, RefusesWhatItCannotSend) {
@@ -108,9 +108,9 @@ TEST_F(Replay, RefusesWhatItCannotSend) {
 }
 
 TEST_F(Replay, AnElementThatIsNotReadyEndsIt) {
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_THROW(Run(R"({"host":{"Standard":{"ColorTableFilename":"/no/such.cvt"}}})"), Failure);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "EColorInline::Initialize: Could not open colortable: /no/such.cvt\n");
   EXPECT_FALSE(std::filesystem::exists(folder_.File("out.jsonl")));
 }

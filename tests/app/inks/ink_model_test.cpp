@@ -91,7 +91,7 @@ TEST(DropVolume, LaysTheSameInkPerAreaInEveryMode) {
 }
 
 TEST(InkFile, TheExampleIsTheDefaultSet) {
-  const InkData read = ReadInkData(std::filesystem::path(corvane::testing::SourceDirectory()) /
+  const InkData read = ReadInkData(std::filesystem::path(corvane::harness::SourceDirectory()) /
                                    "examples/inks.json");
   const InkData& built = DefaultInkData();
   EXPECT_EQ(read.name, built.name);
@@ -123,7 +123,7 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 }
 
 TEST(InkFile, NamesTheEntryThatIsWrong) {
-  std::ifstream stream(std::filesystem::path(corvane::testing::SourceDirectory()) /
+  std::ifstream stream(std::filesystem::path(corvane::harness::SourceDirectory()) /
                        "examples/inks.json");
   const std::string good((std::istreambuf_iterator<char>(stream)), {});
   const struct {
@@ -141,11 +141,11 @@ TEST(InkFile, NamesTheEntryThatIsWrong) {
   for (const auto& mutation : mutations) {
     const ScratchText file("inks.json", Replaced(good, mutation.from, mutation.to));
     const std::string error = ErrorOf([&] { ReadInkData(file.Path()); });
-    EXPECT_THAT(error, ::testing::HasSubstr(mutation.error));
-    EXPECT_THAT(error, ::testing::HasSubstr(file.Path().string()));
+    EXPECT_THAT(error, testing::HasSubstr(mutation.error));
+    EXPECT_THAT(error, testing::HasSubstr(file.Path().string()));
   }
   EXPECT_THAT(ErrorOf([] { ReadInkData("/nowhere/inks.json"); }),
-              ::testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
+              testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
 }
 
 TEST(InkCurveFile, JoinsPointsAndRefusesCurvesThatFall) {
@@ -169,7 +169,7 @@ TEST(InkCurveFile, JoinsPointsAndRefusesCurvesThatFall) {
   };
   for (const auto& curve : bad) {
     const ScratchText file("curves.json", curve.text);
-    EXPECT_THAT(ErrorOf([&] { ReadInkCurves(file.Path()); }), ::testing::HasSubstr(curve.error));
+    EXPECT_THAT(ErrorOf([&] { ReadInkCurves(file.Path()); }), testing::HasSubstr(curve.error));
   }
 }
 

@@ -16,10 +16,10 @@
 namespace corvane {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
 
 QStartPage SoundPage(const PrintMode& mode, int alternateMode) {
   PageSettings settings;
@@ -63,12 +63,12 @@ TEST(PageCheck, FindsWhatStandsInTheWrongPlace) {
 }
 
 TEST(PageCheck, ReadsTheHostsDocumentAndItsScripts) {
-  std::ifstream file(corvane::testing::SourceDirectory() + "/docs/host.md");
+  std::ifstream file(corvane::harness::SourceDirectory() + "/docs/host.md");
   std::stringstream document;
   document << file.rdbuf();
   EXPECT_THAT(document.str(), HasSubstr(Output({"modes", "--page-start"})));
 
-  const std::string script = ::testing::TempDir() + "page_check.jsonl";
+  const std::string script = testing::TempDir() + "page_check.jsonl";
   std::ofstream(script) << "\n"
                            R"({"kind":2,"pageProperties":{"Standard":{"NumberOfPlanes":7}}})"
                            "\n";

@@ -23,8 +23,8 @@
 namespace corvane {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
+using testing::AllOf;
+using testing::HasSubstr;
 
 SwathPlan Plan(int descriptor, const char* paper, bool endToEnd, const Printhead& head = {}) {
   CorvaneMovement movement;
@@ -57,7 +57,7 @@ TEST(Swaths, EveryModePrintsEveryRowItsNumberOfPasses) {
 }
 
 TEST(Swaths, TheLoadedObjectFeedsAsTheLinkedOne) {
-  const PluginLibrary library(testing::PluginFile());
+  const PluginLibrary library(harness::PluginFile());
   for (bool endToEnd : {false, true}) {
     const std::unique_ptr<Movement> movement(
         static_cast<Movement*>(library.CreateObject("CorvaneMovement")));

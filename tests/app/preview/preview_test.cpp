@@ -145,7 +145,7 @@ TEST(PreviewText, SaysWhatItCannotRead) {
   }
   EXPECT_EQ(ParseInkList("C,md,K"), (std::vector{Ink::C, Ink::md, Ink::K}));
   EXPECT_THROW(ParseInkList("C,Q"), UsageFailure);
-  EXPECT_THAT(PreviewNote({}), ::testing::HasSubstr("a model, not a proof"));
+  EXPECT_THAT(PreviewNote({}), testing::HasSubstr("a model, not a proof"));
 
   PreviewCommandOptions command;
   command.separations = "nowhere.tif";

@@ -156,7 +156,7 @@ TEST(TableBuilder, PrintsWithoutHolesBendsOrLostChroma) {
   }
   for (const TableCheck& check : CheckTables(tables, DefaultInkData(), 2, [] {})) {
     SCOPED_TRACE(check.indices[0] * 10 + check.indices[1]);
-    EXPECT_THAT(MissesOf(check), ::testing::IsEmpty());
+    EXPECT_THAT(MissesOf(check), testing::IsEmpty());
     EXPECT_LT(check.mean, 0.5);
     EXPECT_LT(check.most95, 1.8);
     EXPECT_LT(check.neutral, 1.0);

@@ -22,8 +22,8 @@ TEST(TableChart, NamesTheInksThatATableHolds) {
                 {{3, 2, 0, 1, 0}, true, true}};
   for (const auto& table : tables) {
     const std::string svg = ToSvg(DrawTableChart(builder.Build(table.key), model, "a title"));
-    EXPECT_THAT(svg, ::testing::HasSubstr("a title"));
-    EXPECT_THAT(svg, ::testing::HasSubstr(">K<"));
+    EXPECT_THAT(svg, testing::HasSubstr("a title"));
+    EXPECT_THAT(svg, testing::HasSubstr(">K<"));
     EXPECT_EQ(svg.find(">c<") != std::string::npos, table.light);
     EXPECT_EQ(svg.find(">md<") != std::string::npos, table.further);
   }

@@ -22,7 +22,7 @@
 namespace corvane {
 namespace {
 
-using ::testing::HasSubstr;
+using testing::HasSubstr;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr TableIndices kExtents{4, 1, 2, 1, 2};
@@ -33,7 +33,7 @@ constexpr std::size_t kFirstSize = kFirstOffset + 4 * kTables;
 constexpr std::size_t kFirstTable = 4 + kDirectoryBytes;
 
 // A black curve, two seven-ink tables and a nine-ink table, each for four tuples.
-class TableFileTest : public ::testing::Test {
+class TableFileTest : public testing::Test {
  protected:
   TableFileTest() {
     Bytes curve(kBlackCurveBytes);
@@ -146,8 +146,8 @@ TEST_F(TableFileTest, VerifyFindsEachFault) {
     Bytes bytes = good_;
     change(bytes);
     const std::string path = Write(bytes);
-    ::testing::internal::CaptureStderr();
-    ::testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
     std::string thrown;
     int status = 1;
     try {
@@ -155,8 +155,8 @@ TEST_F(TableFileTest, VerifyFindsEachFault) {
     } catch (const Failure& failure) {
       thrown = failure.what();
     }
-    const std::string told = ::testing::internal::GetCapturedStderr() + thrown;
-    const std::string summary = ::testing::internal::GetCapturedStdout();
+    const std::string told = testing::internal::GetCapturedStderr() + thrown;
+    const std::string summary = testing::internal::GetCapturedStdout();
     EXPECT_EQ(status, *problem == 0 ? 0 : 1);
     EXPECT_THAT(told, HasSubstr(problem));
     EXPECT_EQ(summary.empty(), *problem != 0);
@@ -174,9 +174,9 @@ TEST_F(TableFileTest, ADirectoryOfNonsenseIsToldInAFewLines) {
     SetNumber(bytes, kFirstOffset + 4 * (kMany + i), 1 << 20);
   }
   bytes.resize(bytes.size() + kMany + (1 << 20));
-  ::testing::internal::CaptureStderr();
+  testing::internal::CaptureStderr();
   EXPECT_EQ(RunTableVerify({Write(bytes), false}), 1);
-  const std::string told = ::testing::internal::GetCapturedStderr();
+  const std::string told = testing::internal::GetCapturedStderr();
   EXPECT_THAT(told, HasSubstr("1048576 stored bytes for a table of 256"));
   EXPECT_THAT(told, HasSubstr(": 364 more tables are damaged"));
   EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 21);
@@ -188,9 +188,9 @@ TEST_F(TableFileTest, ADirectoryOfNonsenseIsToldInAFewLines) {
 
 TEST_F(TableFileTest, ShowListsOneTableWhenAsked) {
   const std::string path = Write(good_);
-  ::testing::internal::CaptureStdout();
+  testing::internal::CaptureStdout();
   EXPECT_EQ(RunTableShow({path, true, "1,0,1,0,1"}), 0);
-  const auto shown = nlohmann::json::parse(::testing::internal::GetCapturedStdout());
+  const auto shown = nlohmann::json::parse(testing::internal::GetCapturedStdout());
   ASSERT_EQ(shown["tables"].size(), 1u);
   EXPECT_EQ(shown["tables"][0]["indices"], nlohmann::json({1, 0, 1, 0, 1}));
   EXPECT_THAT(FailureOf([&] {
@@ -202,9 +202,9 @@ TEST_F(TableFileTest, ShowListsOneTableWhenAsked) {
 TEST_F(TableFileTest, TheDefaultFileIsWholeAndSound) {
   TableFile file(DefaultColorTable());
   EXPECT_EQ(file.Extents(), kTableExtents);
-  ::testing::internal::CaptureStdout();
+  testing::internal::CaptureStdout();
   EXPECT_EQ(RunTableVerify({file.Name(), false}), 0);
-  ::testing::internal::GetCapturedStdout();
+  testing::internal::GetCapturedStdout();
 }
 
 TEST_F(TableFileTest, ASingleTableNeedsNoDirectory) {
@@ -213,19 +213,19 @@ TEST_F(TableFileTest, ASingleTableNeedsNoDirectory) {
     TableFile file(path);
     ASSERT_EQ(file.Entries().size(), 1u);
     EXPECT_EQ(file.Read(file.Entries()[0]).size(), size);
-    ::testing::internal::CaptureStdout();
-    ::testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     EXPECT_EQ(RunTableVerify({path, false}), size == 1000 ? 1 : 0);
-    ::testing::internal::GetCapturedStderr();
-    ::testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
   }
 }
 
 TEST_F(TableFileTest, ShowListsWhatTheDirectoryHolds) {
   const std::string path = Write(good_);
-  ::testing::internal::CaptureStdout();
+  testing::internal::CaptureStdout();
   EXPECT_EQ(RunTableShow({path, true}), 0);
-  const auto shown = nlohmann::json::parse(::testing::internal::GetCapturedStdout());
+  const auto shown = nlohmann::json::parse(testing::internal::GetCapturedStdout());
   ASSERT_EQ(shown["tables"].size(), kTables);
   EXPECT_EQ(shown["tables"][0]["form"], "4-bit steps");
   EXPECT_TRUE(shown["tables"][0]["key"].is_null());

@@ -115,11 +115,11 @@ TEST(IccTable, RefusesOtherFiles) {
   };
   const std::string cmyk = PrinterProfile(cmsSigCmykData, 4, BlackAndHalfCyan);
   EXPECT_THAT(errorOf(ScratchText("text.icc", "not a profile")),
-              ::testing::HasSubstr("text.icc: is not a colour profile"));
+              testing::HasSubstr("text.icc: is not a colour profile"));
   EXPECT_THAT(FailureOf([] { IccSeparation separation("/nonexistent/p.icc"); }),
-              ::testing::HasSubstr("/nonexistent/p.icc: No such file"));
+              testing::HasSubstr("/nonexistent/p.icc: No such file"));
   EXPECT_THAT(errorOf(ScratchText("cut.icc", cmyk.substr(0, 100))),
-              ::testing::HasSubstr("cut.icc: is not a colour profile"));
+              testing::HasSubstr("cut.icc: is not a colour profile"));
   const std::string rgb = [] {
     const std::unique_ptr<void, cmsBool (*)(cmsHPROFILE)> profile(cmsCreate_sRGBProfile(),
                                                                   cmsCloseProfile);
@@ -130,7 +130,7 @@ TEST(IccTable, RefusesOtherFiles) {
     return bytes;
   }();
   EXPECT_THAT(errorOf(ScratchText("screen.icc", rgb)),
-              ::testing::HasSubstr("is not a printer profile for CMYK, 7 or 9 colours"));
+              testing::HasSubstr("is not a printer profile for CMYK, 7 or 9 colours"));
 }
 
 }  // namespace

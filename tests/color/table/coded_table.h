@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace corvane::testing {
+namespace corvane::harness {
 
 using ByteVector = std::vector<unsigned char>;
 
@@ -52,4 +52,4 @@ inline ByteVector AtEndOf(std::size_t expected, const ByteVector& stored) {
   return buffer;
 }
 
-}  // namespace corvane::testing
+}  // namespace corvane::harness

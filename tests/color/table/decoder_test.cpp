@@ -12,7 +12,7 @@
 namespace corvane {
 namespace {
 
-using namespace testing;  // coded tables
+using namespace harness;
 
 constexpr unsigned kSevenInkBytes = 7 * kCubeBytes;
 
@@ -87,7 +87,7 @@ TEST(Decoder, UnpacksEveryWidth) {
       }
       EXPECT_EQ(changes, 1) << "width " << width << " bit " << bit;
     }
-    EXPECT_THAT(seen, ::testing::Each((1u << width) - 1));
+    EXPECT_THAT(seen, testing::Each((1u << width) - 1));
   }
 
   const std::pair<ByteVector, std::vector<int>> cases[] = {
@@ -153,7 +153,7 @@ TEST(Decoder, DecodesTheDeltaCurveAndLeavesThePlainOne) {
     ByteVector buffer = AtEndOf(expected, nibbles);
     EXPECT_EQ(Decode(buffer, 128), 0u);
     EXPECT_THAT(ByteVector(buffer.begin(), buffer.begin() + 5),
-                ::testing::ElementsAre(1, 3, 6, 10, 11));
+                testing::ElementsAre(1, 3, 6, 10, 11));
     EXPECT_EQ(buffer[255], (10 + 252) % 256);
   }
 

@@ -8,7 +8,7 @@
 namespace corvane {
 namespace {
 
-std::vector<unsigned char> Bytes(const std::vector<std::uint32_t>& numbers) {
+std::vector<unsigned char> BytesOf(const std::vector<std::uint32_t>& numbers) {
   std::vector<unsigned char> bytes;
   for (std::uint32_t number : numbers) {
     for (int i = 0; i < 4; ++i) bytes.push_back(static_cast<unsigned char>(number >> 8 * i));
@@ -22,7 +22,7 @@ std::vector<unsigned char> Directory() {
   for (std::uint32_t base : {1000u, 5000u}) {
     for (std::uint32_t table = 0; table < 192; ++table) numbers.push_back(base + table);
   }
-  return Bytes(numbers);
+  return BytesOf(numbers);
 }
 
 TEST(TableDirectory, FindsTheTableOfFiveIndices) {
@@ -70,7 +70,7 @@ TEST(TableDirectory, KnowsAnIncompleteDirectory) {
                                                {4, 0x80000000, 0x80000000, 4, 1},
                                                {5, 0x40000000, 2, 2, 1, 1, 0, 0},
                                                {0xFFFFFFFF}}) {
-    const std::vector<unsigned char> bytes = Bytes(numbers);
+    const std::vector<unsigned char> bytes = BytesOf(numbers);
     EXPECT_FALSE(
         TableDirectory(bytes.data(), static_cast<std::uint32_t>(bytes.size())).IsComplete());
   }

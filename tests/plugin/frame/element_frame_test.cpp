@@ -14,12 +14,12 @@
 namespace corvane {
 namespace {
 
-using testing::ElementHarness;
+using harness::ElementHarness;
 
 std::string reported;
 int reports = 0;
 
-class EveryElement : public ::testing::TestWithParam<const char*> {
+class EveryElement : public testing::TestWithParam<const char*> {
  protected:
   static ZCOM::EObject* Create() {
     std::string name = GetParam();
@@ -28,7 +28,7 @@ class EveryElement : public ::testing::TestWithParam<const char*> {
 
   EveryElement() : harness_(Create()) {
     // Any file that opens serves as a colour table as long as no page starts.
-    harness_.host.SetProperty("ColorTableFilename", testing::PluginFile().c_str(), "Standard");
+    harness_.host.SetProperty("ColorTableFilename", harness::PluginFile().c_str(), "Standard");
   }
 
   ElementHarness harness_;
@@ -41,7 +41,7 @@ TEST_P(EveryElement, HasOnePadOnEachSide) {
   ASSERT_EQ(harness_.Element().GetSinkPadCount(), 1);
   EXPECT_EQ(harness_.Element().GetSinkPad(0)->Owner, &harness_.Element());
   EXPECT_EQ(harness_.Element().GetSinkPad(0)->Index, 0);
-  EXPECT_EQ(testing::TextOf(harness_.Element().Properties, "EObjectType"), GetParam());
+  EXPECT_EQ(harness::TextOf(harness_.Element().Properties, "EObjectType"), GetParam());
 }
 
 TEST_P(EveryElement, PassesOnWhatIsNotItsWork) {
@@ -101,7 +101,7 @@ TEST_P(EveryElement, ReportsABrokenChain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Elements, EveryElement,
-                         ::testing::Values("EColorInline", "EHalftoneModule", "EDotManagement"),
+                         testing::Values("EColorInline", "EHalftoneModule", "EDotManagement"),
                          [](const auto& info) { return std::string(info.param); });
 
 }  // namespace
