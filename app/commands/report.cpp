@@ -35,7 +35,7 @@ bool IsFolder(const std::string& output) {
 
 fs::path PageOf(const ReportOptions& options, const std::string& print) {
   if (!WritesPage(options)) return {};
-  const fs::path beside = fs::path(print).replace_extension(".html");
+  fs::path beside = fs::path(print).replace_extension(".html");
   if (options.output.empty()) return beside;
   return IsFolder(options.output) ? options.output / beside.filename() : fs::path(options.output);
 }

@@ -188,7 +188,8 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
   document.sandboxed = child->Sandboxed();
   std::vector<DocumentPage> pages;
   std::string text;
-  for (char bytes[4096]; const std::size_t count = output.Read(bytes, sizeof bytes);) {
+  char bytes[4096];
+  while (const std::size_t count = output.Read(bytes, sizeof bytes)) {
     text.append(bytes, count);
     std::size_t start = 0;
     for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
