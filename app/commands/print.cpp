@@ -632,7 +632,7 @@ class PrintRun {
     progress_.Clear();
     if (problem_) std::rethrow_exception(problem_);
     stage_.Commit();
-    if (spooled_) CopyToStandardOutput();
+    if (spooled_) spooled_->SendToStandardOutput(staged_[0].data->Size());
     std::erase_if(report_.pages, [](const PrintedPage& page) { return page.files.empty(); });
     report_.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -642,18 +642,6 @@ class PrintRun {
 
  private:
   struct Stopped {};
-
-  void CopyToStandardOutput() {
-    OutputStage stage;
-    StagedFile& output = stage.CreateStream("-");
-    std::vector<char> bytes(std::size_t{1} << 20);
-    for (std::uint64_t at = 0, size = staged_[0].data->Size(); at < size; at += bytes.size()) {
-      bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), size - at)));
-      spooled_->Read(at, bytes.data(), bytes.size());
-      output.Append(bytes.data(), bytes.size());
-    }
-    stage.Commit();
-  }
 
   static fs::path FolderOf(const PrintOptions& options) {
     return IsFolder(options.output) ? fs::path(options.output) : fs::path();

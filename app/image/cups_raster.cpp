@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -176,10 +177,29 @@ class CupsRaster : public PageStream {
     image.verticalDpi = header_.HWResolution[1];
     page_.copies = static_cast<int>(std::clamp(header_.NumCopies, 1u, 9999u));
     page_.collated = NumberIn(header_.Collate) == CUPS_TRUE;
+    DescribeTicket();
     stored_.resize(header_.cupsBytesPerLine);
     storedRowsLeft_ = header_.cupsHeight;
     y_ = 0;
     DescribeSheet();
+  }
+
+  // PWG raster has the content and the quality in these fields, too, and zeros in those of the
+  // modes.
+  void DescribeTicket() {
+    constexpr int kQuality = 8, kMode = 9, kAlternateMode = 10;
+    const auto word = [](const auto& field) {
+      return std::string(field, strnlen(field, sizeof field));
+    };
+    const auto number = [](unsigned field) {
+      return static_cast<int>(std::min(field, unsigned{std::numeric_limits<int>::max()}));
+    };
+    page_.ticket.mediaType = word(header_.MediaType);
+    page_.ticket.mediaNumber = number(header_.cupsMediaType);
+    page_.ticket.content = word(header_.OutputType);
+    page_.ticket.quality = number(header_.cupsInteger[kQuality]);
+    page_.ticket.mode = number(header_.cupsInteger[kMode]);
+    page_.ticket.alternateMode = number(header_.cupsInteger[kAlternateMode]);
   }
 
   // The sheet, and where the pixels lie on it. A stream that does not know its box has zeros.

@@ -13,6 +13,17 @@
 
 namespace corvane {
 
+// How a page's header asks for it to be printed; empty and 0: it does not say. Nobody has checked
+// it.
+struct PageTicket {
+  std::string mediaType;  // a word
+  int mediaNumber = 0;
+  std::string content;  // a word
+  int quality = 0;      // 3 draft, 4 normal, 5 high
+  int mode = 0;         // a print mode by its number
+  int alternateMode = 0;
+};
+
 // A page of a stream as its header describes it. `image.path` names the input, and the page where
 // the stream has shown more than one.
 struct StreamedPage {
@@ -22,6 +33,7 @@ struct StreamedPage {
   bool collated = false;    // copies come in sets of all pages
   double mediaWidthMm = 0;  // of the sheet that it is made for; 0: not said
   double mediaHeightMm = 0;
+  PageTicket ticket;
 };
 
 // One thread at a time may use a stream. Its members throw Failure, naming input and page, when

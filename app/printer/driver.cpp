@@ -47,17 +47,6 @@ constexpr double kHundredthsPerMillimetre = 100;
 // ---------------------------------------------------------------------------------------------
 // Words of the protocol.
 
-// A medium's keyword, and the word of `corvane print` for it.
-struct MediaWord {
-  const char* keyword;
-  const char* word;
-};
-constexpr MediaWord kMediaTypes[] = {
-    {"stationery", "plain"},           {"stationery-coated", "coated"},
-    {"photographic-glossy", "glossy"}, {"photographic-satin", "satin"},
-    {"photographic-film", "film"},     {"stationery-fine-art", "fine-art"},
-};
-
 constexpr const char* kMediaSizes[] = {
     "iso_a4_210x297mm",   "iso_a3_297x420mm",   "iso_a5_148x210mm",      "iso_a6_105x148mm",
     "iso_b5_176x250mm",   "na_letter_8.5x11in", "na_legal_8.5x14in",     "na_ledger_11x17in",
@@ -96,9 +85,8 @@ JobWishes WishesOf(const pappl_pr_options_t& options) {
   constexpr pappl_color_mode_t kMonochrome =
       PAPPL_COLOR_MODE_MONOCHROME | PAPPL_COLOR_MODE_AUTO_MONOCHROME;
   wishes.monochrome = (options.print_color_mode & kMonochrome) != 0;
-  for (const MediaWord& media : kMediaTypes) {
-    if (std::string_view(options.media.type) == media.keyword) wishes.media = media.word;
-  }
+  const std::string_view media = MediaWordOf(options.media.type);
+  if (!media.empty()) wishes.media = media;
   wishes.mode = NumberOf(options, kModeOption);
   wishes.alternateMode = NumberOf(options, kAlternateOption);
   return wishes;

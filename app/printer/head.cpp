@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/printer/head.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -18,6 +20,16 @@ const PrintHead* FindPrintHead(std::string_view name) {
   const auto found = std::find_if(std::begin(kPrintHeads), std::end(kPrintHeads),
                                   [&](const PrintHead& head) { return head.name == name; });
   return found == std::end(kPrintHeads) ? nullptr : found;
+}
+
+std::string_view MediaWordOf(std::string_view name) {
+  const std::string text(name);
+  for (const MediaWord& media : kMediaTypes) {
+    for (const char* known : {media.keyword, media.word}) {
+      if (strcasecmp(text.c_str(), known) == 0) return media.word;
+    }
+  }
+  return {};
 }
 
 PrintOptions OptionsFor(const PrintHead& head, const JobWishes& wishes) {

@@ -32,6 +32,20 @@ inline constexpr PrintHead kPrintHeads[] = {
 // Null when there is none of that name.
 const PrintHead* FindPrintHead(std::string_view name);
 
+// A medium's keyword in the Internet Printing Protocol, and the word of `corvane print` for it.
+struct MediaWord {
+  const char* keyword;
+  const char* word;
+};
+inline constexpr MediaWord kMediaTypes[] = {
+    {"stationery", "plain"},           {"stationery-coated", "coated"},
+    {"photographic-glossy", "glossy"}, {"photographic-satin", "satin"},
+    {"photographic-film", "film"},     {"stationery-fine-art", "fine-art"},
+};
+
+// The word for what is a keyword or the word itself, in any letter case; empty for anything else.
+std::string_view MediaWordOf(std::string_view name);
+
 // What a job asks for that decides how its pages are converted.
 struct JobWishes {
   Quality quality = Quality::Normal;

@@ -6,13 +6,10 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <system_error>
-#include <thread>
 #include <utility>
 
-#include "app/inks/drop_counter.h"
-#include "app/inks/ink_model.h"
 #include "app/jobs/digest.h"
-#include "app/output/tiff.h"
+#include "app/printer/sheet.h"
 #include "app/support/failure.h"
 #include "app/support/json.h"
 #include "app/support/output_stage.h"
@@ -33,16 +30,6 @@ const char* WordFor(const PageSetting& setting, int value) {
   return "";
 }
 
-ChainSetup SetupFor(const std::string& colorTable) {
-  ChainSetup setup;
-  setup.host.SetProperty("ColorTableFilename", colorTable.c_str(), "Standard");
-  return setup;
-}
-
-int EncoderThreads() {
-  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 8u));
-}
-
 void AddUses(const std::vector<InkUse>& more, std::vector<InkUse>& uses) {
   for (const InkUse& use : more) {
     const auto same = std::find_if(uses.begin(), uses.end(),
@@ -54,11 +41,6 @@ void AddUses(const std::vector<InkUse>& more, std::vector<InkUse>& uses) {
       same->nanolitres += use.nanolitres;
     }
   }
-}
-
-PluginLibrary& Library() {
-  static PluginLibrary library;
-  return library;
 }
 
 DigestCache& Digests() {
@@ -120,25 +102,15 @@ std::vector<InkUse> OutputJob::Print(PageJob page, PageStream* stream,
   page.colorTable = colorTable_;
   const int first = Sheets() + 1;
   const fs::path path = folder_ / fmt::format("sheet-{:04}.tif", first);
-  const PageShape shape = ShapeOf(page);
-  DropCounter drops;
-  {
-    OutputStage stage;
-    TiffSink tiff(stage.Create(path), EncoderThreads());
-    PageReceivers receivers;
-    receivers.binary = {&tiff, &drops};
-    receivers.progress = [&](std::uint32_t) {
-      if (isCancelled()) throw Cancelled{};
-    };
-    Chain chain(Library(), SetupFor(colorTable_));
-    PrintPage(page, stream, chain, receivers);
-    stage.Commit();
-  }
+  OutputStage stage;
+  const PrintedSheet sheet = PrintSheet(page, stream, stage.Create(path), [&](std::uint32_t) {
+    if (isCancelled()) throw Cancelled{};
+  });
+  stage.Commit();
   ++pages_;
   std::vector<InkUse> uses;
-  const std::vector<InkUse> once = InkUseOf(shape, drops.Drops(), DefaultInkData());
-  for (int copy = 0; copy < description_.copies; ++copy) AddUses(once, uses);
-  Deliver(path, shape);
+  for (int copy = 0; copy < description_.copies; ++copy) AddUses(sheet.inkUse, uses);
+  Deliver(path, sheet.shape);
   AddUses(uses, inkUse_);
   return uses;
 }

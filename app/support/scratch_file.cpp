@@ -6,12 +6,15 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "app/support/failure.h"
+#include "app/support/interrupt.h"
 
 namespace corvane {
 
@@ -37,7 +40,7 @@ void ScratchFile::Write(std::uint64_t offset, const void* data, std::size_t size
   throw TransientFailure(fmt::format("temporary file: {}", std::strerror(errno)));
 }
 
-void ScratchFile::Read(std::uint64_t offset, void* data, std::size_t size) {
+void ScratchFile::Read(std::uint64_t offset, void* data, std::size_t size) const {
   char* bytes = static_cast<char*>(data);
   while (size > 0) {
     const ssize_t done = pread(file_.Number(), bytes, size, static_cast<off_t>(offset));
@@ -50,6 +53,19 @@ void ScratchFile::Read(std::uint64_t offset, void* data, std::size_t size) {
     bytes += done;
     offset += static_cast<std::uint64_t>(done);
     size -= static_cast<std::size_t>(done);
+  }
+}
+
+void ScratchFile::SendToStandardOutput(std::uint64_t size) const {
+  constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
+  Descriptor output = Descriptor::StandardOutput();
+  std::vector<char> bytes;
+  for (std::uint64_t at = 0; at < size; at += bytes.size()) {
+    ThrowIfInterrupted();
+    bytes.resize(static_cast<std::size_t>(std::min(kPiece, size - at)));
+    Read(at, bytes.data(), bytes.size());
+    if (output.Write(bytes.data(), bytes.size())) continue;
+    throw OutputFailure(fmt::format("standard output: cannot write: {}", std::strerror(errno)));
   }
 }
 

@@ -23,7 +23,11 @@ class ScratchFile {
   void Write(std::uint64_t offset, const void* data, std::size_t size);
 
   // What was never written reads as zero.
-  void Read(std::uint64_t offset, void* data, std::size_t size);
+  void Read(std::uint64_t offset, void* data, std::size_t size) const;
+
+  // Writes its first `size` bytes to the standard output. Throws OutputFailure when they do not go,
+  // and Interrupted.
+  void SendToStandardOutput(std::uint64_t size) const;
 
  private:
   Descriptor file_;

@@ -66,6 +66,11 @@ cups_page_header2_t HeaderOf(const RasterForm& form) {
   header.PageSize[0] = kWidth;
   header.PageSize[1] = kHeight;
   header.NumCopies = 3;
+  std::strcpy(header.MediaType, "glossy");
+  std::strcpy(header.OutputType, "photo");
+  header.cupsInteger[8] = 5;
+  header.cupsInteger[9] = 54;
+  header.cupsInteger[10] = 1;
   header.cupsWidth = kWidth;
   header.cupsHeight = kHeight;
   header.cupsColorSpace = form.space;
@@ -143,6 +148,11 @@ TEST(CupsRaster, ReadsEveryFormAndVersion) {
       for (int page = 0; page < 2; ++page) {
         ASSERT_TRUE(stream->Next());
         EXPECT_EQ(stream->Page().copies, 3);
+        const PageTicket& ticket = stream->Page().ticket;
+        EXPECT_EQ(ticket.mediaType + ", " + ticket.content, "glossy, photo");
+        // The library writes no such numbers into headers of the PWG form.
+        const int written = mode == CUPS_RASTER_WRITE_PWG ? 0 : 5541;
+        EXPECT_EQ(ticket.quality * 1000 + ticket.mode * 10 + ticket.alternateMode, written);
         EXPECT_EQ(stream->Page().image.horizontalDpi, 72);
         EXPECT_NEAR(stream->Page().mediaWidthMm, kWidth / 72.0 * 25.4, 1e-3);
         const std::vector<std::uint8_t> pixels = ReadSrgb(*stream);
