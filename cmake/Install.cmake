@@ -12,10 +12,13 @@
 #   lib/pkgconfig/                 the same for pkg-config
 #   include/corvane/               the public headers
 #   share/corvane/default.cvt      the default colour tables
+#   bin/corvane-printer            the printer application, and for CUPS:
+#   libexec/rastertocorvane        the filter, with a link in lib/cups/filter
+#   share/ppd/corvane/*.ppd        the PPD files
 #   share/man, share/bash-completion, ...: what the program says of itself
 #
-# Each file belongs to one of the components program, pictures, plugin, host, development and
-# bench, of which cmake/Package.cmake makes packages.
+# Each file belongs to one of the components program, pictures, printer, plugin, host, development
+# and bench, of which cmake/Package.cmake makes packages.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -67,6 +70,18 @@ if(CORVANE_BUILD_APP)
   install(FILES ${reference}/corvane.fish DESTINATION share/fish/vendor_completions.d
           COMPONENT program OPTIONAL)
   install(FILES ${reference}/corvane.1.gz DESTINATION share/man/man1 COMPONENT program OPTIONAL)
+endif()
+
+if(CORVANE_PRINTER)
+  # What is run lies as deep as bin, so that it finds the plug-in and the tables likewise; the print
+  # system finds the filter by a link.
+  install(TARGETS corvane_printer RUNTIME DESTINATION bin COMPONENT printer)
+  install(TARGETS corvane_filter RUNTIME DESTINATION libexec COMPONENT printer)
+  file(CREATE_LINK ../../../libexec/rastertocorvane ${PROJECT_BINARY_DIR}/share/rastertocorvane SYMBOLIC)
+  install(FILES ${PROJECT_BINARY_DIR}/share/rastertocorvane DESTINATION lib/cups/filter
+          COMPONENT printer)
+  get_property(ppd_files GLOBAL PROPERTY CORVANE_PPD_FILES)
+  install(FILES ${ppd_files} DESTINATION share/ppd/corvane COMPONENT printer)
 endif()
 
 if(CORVANE_BUILD_BENCHMARKS)

@@ -13,8 +13,12 @@ set(package_of_host ${host_package})
 set(package_of_development libcorvane-host-dev)
 set(package_of_pictures corvane-pictures)
 set(CPACK_COMPONENTS_ALL program plugin host development)
+set(package_of_printer corvane-printer)
 if(kinds)
   list(APPEND CPACK_COMPONENTS_ALL pictures)
+endif()
+if(CORVANE_PRINTER)
+  list(APPEND CPACK_COMPONENTS_ALL printer)
 endif()
 
 set(CPACK_GENERATOR DEB)
@@ -34,6 +38,10 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "corvane-plugin ${same_version}, ${host
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS "corvane-pictures, ghostscript, bubblewrap")
 set(CPACK_DEBIAN_PICTURES_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PICTURES_PACKAGE_DEPENDS "corvane ${same_version}")
+set(CPACK_DEBIAN_PRINTER_PACKAGE_SECTION text)
+set(CPACK_DEBIAN_PRINTER_PACKAGE_DEPENDS
+    "corvane ${same_version}, corvane-pictures ${same_version}, corvane-plugin ${same_version}, ${host_package} ${same_version}")
+set(CPACK_DEBIAN_PRINTER_PACKAGE_SUGGESTS "cups, cups-filters, ghostscript, bubblewrap")
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_DEPENDS "${host_package} ${same_version}")
 set(CPACK_DEBIAN_HOST_PACKAGE_SECTION libs)
@@ -47,6 +55,8 @@ set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
     "printhead data from images and documents\n${about}\n.\nThis package has the program and the default colour tables.")
 set(CPACK_DEBIAN_PICTURES_DESCRIPTION
     "printhead data from further kinds of pictures\n${about}\n.\nThis package lets the program read further kinds of pictures, through\nlibraries that not everybody has.")
+set(CPACK_DEBIAN_PRINTER_DESCRIPTION
+    "printer application and CUPS driver for nine-ink printheads\n${about}\n.\nThis package has an IPP printer in front of it, and a filter and PPD files\nfor CUPS.")
 set(CPACK_DEBIAN_PLUGIN_DESCRIPTION
     "printhead plug-in for raster pipelines\n${about}\n.\nThis package has the plug-in that printer drivers load: colour\nconversion, halftoning, dot placement and paper feed.")
 set(CPACK_DEBIAN_HOST_DESCRIPTION

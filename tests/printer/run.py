@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 #
-# run.py BUILD_FOLDER: starts corvane-printer on the loopback and prints to it as clients do. What it
+# run.py BUILD_FOLDER [TEST...]: starts corvane-printer on the loopback and prints to it as clients do. What it
 # prints is compared with what `corvane print` makes of the same pixels. With --suites the test suites
 # of cups-ipp-utils are run, too, and what fails in them is listed.
 import json
@@ -9,112 +9,24 @@ import os
 import pathlib
 import signal
 import socket
-import struct
 import subprocess
 import sys
 import tempfile
 import time
-import zlib
 
-WIDTH_POINTS, HEIGHT_POINTS, DPI = 144, 180, 600
-WIDTH, HEIGHT = WIDTH_POINTS * DPI // 72, HEIGHT_POINTS * DPI // 72
+from documents import (HEIGHT_POINTS, PACKED, WIDTH_POINTS, planes, sheets, write_pdf, write_png,
+                       write_raster)
+from scheduler import Scheduler
+
+FILTER = "lib/cups/filter/rastertocorvane"
+COMPONENTS = "program", "plugin", "host", "pictures", "printer"
+# The most memory that a filter takes, in KiB.
+PEAK = """import resource, subprocess, sys
+subprocess.run([sys.argv[1], "1", "tester", "a job", "1", "", sys.argv[2]], check=True, stdout=subprocess.DEVNULL,
+               stderr=subprocess.DEVNULL)
+print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)
+"""
 SUITES = ["ipp-1.1.test", "ipp-2.0.test", "ipp-everywhere.test"]
-
-
-def row(y):
-    return bytes(v for x in range(WIDTH) for v in ((x // 5) % 256, (y // 6) % 256, (x + y) // 9 % 256))
-
-
-ROWS = [row(y) for y in range(HEIGHT)]
-
-
-def raster_header(pages):
-    header = bytearray(1796)
-
-    def put(at, *values):
-        struct.pack_into(f">{len(values)}I", header, at, *values)
-
-    header[0:9] = b"PwgRaster"
-    put(276, DPI, DPI)
-    put(340, 1)
-    put(352, WIDTH_POINTS, HEIGHT_POINTS)
-    put(372, WIDTH, HEIGHT)
-    put(384, 8, 24, 3 * WIDTH, 0, 19)
-    put(420, 3)
-    put(452, pages)
-    return bytes(header)
-
-
-def raster_row(pixels):
-    packed = bytearray([0])
-    for at in range(0, len(pixels), 3 * 128):
-        part = pixels[at:at + 3 * 128]
-        count = len(part) // 3
-        packed += bytes([257 - count if count > 1 else 0]) + part
-    return bytes(packed)
-
-
-PACKED = b"".join(raster_row(r) for r in ROWS)
-
-
-def write_raster(path, pages=1, cut=0):
-    data = b"RaS2" + (raster_header(pages) + PACKED) * pages
-    path.write_bytes(data[:len(data) - cut])
-
-
-def write_png(path):
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-
-    per_metre = round(DPI / 0.0254)
-    path.write_bytes(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", WIDTH, HEIGHT, 8, 2, 0, 0, 0)) +
-                     chunk(b"pHYs", struct.pack(">IIB", per_metre, per_metre, 1)) +
-                     chunk(b"IDAT", zlib.compress(b"".join(b"\0" + r for r in ROWS), 1)) + chunk(b"IEND", b""))
-
-
-def write_pdf(path, pages):
-    objects = ["<</Type/Catalog/Pages 2 0 R>>",
-               "<</Type/Pages/Count %d/Kids[%s]>>" % (pages, " ".join(f"{3 + 2 * i} 0 R" for i in range(pages)))]
-    for i in range(pages):
-        stream = f"0.{i % 9} 0.2 0.6 rg 20 20 100 100 re f"
-        objects += [f"<</Type/Page/Parent 2 0 R/MediaBox[0 0 {WIDTH_POINTS} {HEIGHT_POINTS}]/Contents {4 + 2 * i} 0 R>>",
-                    f"<</Length {len(stream)}>>stream\n{stream}\nendstream"]
-    data, offsets = b"%PDF-1.4\n", []
-    for number, text in enumerate(objects, 1):
-        offsets.append(len(data))
-        data += f"{number} 0 obj{text}endobj\n".encode()
-    start = len(data)
-    data += f"xref\n0 {len(objects) + 1}\n0000000000 65535 f \n".encode()
-    data += b"".join(f"{o:010} 00000 n \n".encode() for o in offsets)
-    data += f"trailer<</Size {len(objects) + 1}/Root 1 0 R>>\nstartxref\n{start}\n%%EOF\n".encode()
-    path.write_bytes(data)
-
-
-# The strips of every directory of a TIFF file: all that is printed, without the document's name.
-def planes(path):
-    data = path.read_bytes()
-    big = data[2:4] == b"+\0"
-    (at,) = struct.unpack_from("<Q" if big else "<I", data, 8 if big else 4)
-    found = []
-    while at:
-        (count,) = struct.unpack_from("<Q" if big else "<H", data, at)
-        at += 8 if big else 2
-        tags = {}
-        for _ in range(count):
-            tag, kind, number = struct.unpack_from("<HHQ" if big else "<HHI", data, at)
-            letter = {3: "H", 4: "I", 16: "Q"}.get(kind)
-            if letter:
-                size = struct.calcsize(letter) * number
-                room, skip = (8, 12) if big else (4, 8)
-                where = at + skip
-                if size > room:
-                    (where,) = struct.unpack_from("<Q" if big else "<I", data, where)
-                tags[tag] = struct.unpack_from(f"<{number}{letter}", data, where)
-            at += 20 if big else 12
-        found.append([(tags[256], tags[257])] +
-                     [data[o:o + n] for o, n in zip(tags[273], tags[279])])
-        (at,) = struct.unpack_from("<Q" if big else "<I", data, at)
-    return found
 
 
 class Printer:
@@ -126,6 +38,10 @@ class Printer:
             self.port = free.getsockname()[1]
         self.uri = f"ipp://localhost:{self.port}/ipp/print"
         self.environment = dict(os.environ, TMPDIR=str(folder), HOME=str(folder))
+        self.installed = folder / "installed"
+        for component in COMPONENTS:
+            subprocess.run(["cmake", "--install", build, "--prefix", self.installed, "--component", component], check=True,
+                           stdout=subprocess.DEVNULL)
         self.start()
 
     def start(self, *options):
@@ -180,14 +96,15 @@ def check(holds, what):
     print(f"ok: {what}", flush=True)
 
 
-def print_command(printer, png, mode, alternate, quality):
+def print_command(printer, png, mode, alternate, quality, *options):
     out = printer.folder / "expected.tif"
     paper = f"{WIDTH_POINTS / 72 * 25.4:.6f}x{HEIGHT_POINTS / 72 * 25.4:.6f}mm"
-    words = ["print", png, "-o", out, "-q", "--mode", mode, "--uam", alternate, "--paper", paper]
+    words = ["print", png, "-o", out, "-q", "--mode", mode, "--uam", alternate, "--paper", paper,
+             *options]
     if quality:
         words += ["--quality", quality]
     subprocess.run([printer.build / "bin/corvane", *map(str, words)], check=True)
-    return planes(out)
+    return planes(out.read_bytes())
 
 
 def test_bytes(printer, files):
@@ -200,7 +117,7 @@ def test_bytes(printer, files):
               f"mode {number} is taken")
         job = printer.last(len(printer.jobs()))
         quality = printer.told(job)["converted"]["tableQuality"]
-        check(planes(job / "sheet-0001.tif") == print_command(printer, files["png"], number, 0, quality),
+        check(planes((job / "sheet-0001.tif").read_bytes()) == print_command(printer, files["png"], number, 0, quality),
               f"mode {number} prints the planes of corvane print")
 
 
@@ -267,7 +184,107 @@ def test_kills(printer, files):
             break
         time.sleep(0.1)
     check(sum(t["state"] == "completed" for t in told) == taken, f"{taken} jobs outlive three kills")
-    check(all(len(planes(s)) > 0 for j in printer.jobs()[count:] for s in j.glob("sheet-*")), "no half page is left")
+    check(all(len(planes(s.read_bytes())) > 0 for j in printer.jobs()[count:] for s in j.glob("sheet-*")), "no half page is left")
+
+
+# ---------------------------------------------------------------------------------------------
+# The filter of CUPS, by itself and behind a scheduler.
+
+def run_filter(printer, *words, source=None, environment={}):
+    with open(source or os.devnull, "rb") as file:
+        return subprocess.run([printer.installed / FILTER, "1", "tester", "a job", *map(str, words)], stdin=file,
+                              env={**printer.environment, **environment}, capture_output=True, timeout=300)
+
+
+def test_filter(printer, files):
+    once = run_filter(printer, 1, "", source=files["pwg2"])
+    pages = sheets(once.stdout)
+    check(len(pages) == 2 and all(planes(page) for page in pages), "two pages of raster are two sheets")
+    lines = once.stderr.decode().splitlines()
+    check([l for l in lines if l.startswith("PAGE:")] == ["PAGE: 1 1", "PAGE: 2 1"] and
+          lines.count("ATTR: job-media-progress=100") == 2, "the scheduler is told of pages and progress")
+    copied = files["pwg2"].with_name("copied")
+    write_raster(copied, 2, copies=3)
+    for what, copies, words, source in (("a file", 3, (3, "", files["pwg2"]), None),
+                                        ("a file whose headers have as many", 3, (3, "", copied), None),
+                                        ("a pipe", 1, (3, ""), files["pwg2"]),
+                                        ("a pipe whose headers have as many", 3, (3, ""), copied)):
+        check(run_filter(printer, *words, source=source).stdout == b"".join(p * copies for p in pages),
+              f"3 copies of {what}: each page {copies} times")
+    short = run_filter(printer, 1, "", source=files["short2"])
+    check(short.returncode == 1 and short.stdout == pages[0] and b"ERROR: " in short.stderr,
+          "a page that is cut short fails the job, behind the whole sheet before it")
+
+
+def test_filter_options(printer, files):
+    asked = files["pwg"].with_name("asked")
+    for ticket, options, mode, quality, media in (
+            ({}, "", 12, "normal", "plain"), ({484: 5}, "", 54, "high", "plain"),
+            ({488: 108, 128: b"glossy"}, "", 108, "normal", "glossy"), ({380: 4}, "", 12, "normal", "satin"),
+            ({}, "CorvanePrintMode=52 media-type=photographic-film", 52, None, "film"),
+            ({484: 4}, "cupsPrintQuality=High", 12, "normal", "plain"), ({}, "ColorModel=Gray", 8, "normal", "plain")):
+        write_raster(asked, ticket=ticket)
+        check(planes(run_filter(printer, 1, options, source=asked).stdout) ==
+              print_command(printer, files["png"], mode, 0, quality, "--media", media),
+              f"header {ticket} and options '{options}' print mode {mode} on {media}")
+    ppd = printer.installed / "share/ppd/corvane/corvane9.ppd"
+    check(planes(run_filter(printer, 1, "", source=files["pwg"], environment={"PPD": str(ppd)}).stdout) ==
+          print_command(printer, files["png"], 111, 0, "normal"), "the PPD file says which head it is")
+
+
+def test_filter_end(printer, files):
+    for what, data in ("waits for raster", b""), ("waits within a page", files["pwg"].read_bytes()[:100000]):
+        run = subprocess.Popen([printer.installed / FILTER, "1", "tester", "a job", "1", ""], stdin=subprocess.PIPE,
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=printer.environment)
+        run.stdin.write(data)
+        run.stdin.flush()
+        time.sleep(0.5)
+        begun = time.monotonic()
+        run.terminate()
+        run.wait(20)
+        took = time.monotonic() - begun
+        check(took < 0.5 and not run.stdout.read(), f"a filter that {what} ends {took:.2f} s after SIGTERM")
+        run.stdin = None
+    peaks = []
+    for pages in 2, 20:
+        many = files["pwg"].with_name("many")
+        write_raster(many, pages)
+        before = subprocess.run([sys.executable, "-c", PEAK, str(printer.installed / FILTER), str(many)],
+                                env=printer.environment, capture_output=True, text=True, check=True)
+        peaks.append(int(before.stdout))
+    check(peaks[1] < peaks[0] * 1.1, f"2 and 20 pages take {peaks[0]} and {peaks[1]} KiB")
+
+
+def test_scheduler(printer, files):
+    folder = printer.folder / "cups"
+    folder.mkdir()
+    scheduler = Scheduler(folder, printer.installed / FILTER)
+    try:
+        for head in 4, 7, 9:
+            ppd = printer.installed / f"share/ppd/corvane/corvane{head}.ppd"
+            tested = subprocess.run(["cupstestppd", ppd], capture_output=True, text=True,
+                                    env=dict(os.environ, CUPS_SERVERBIN=str(scheduler.programs)))
+            check(tested.returncode == 0, f"{ppd.name} passes cupstestppd{tested.stdout if tested.returncode else ''}")
+        scheduler.add("ppd", "-v", "received:/", "-P", printer.installed / "share/ppd/corvane/corvane7.ppd")
+        scheduler.add("everywhere", "-v", printer.uri, "-m", "everywhere")
+        once = scheduler.received(scheduler.print("ppd", files["pdf"]))
+        check(len(sheets(once)) == 3, "a document of three pages through the PPD is three sheets")
+        for copies in 1, 2, 3:
+            job = scheduler.print("ppd", files["pdf"], "-n", copies, "-o", "collate=true")
+            check(scheduler.received(job) == once * copies and scheduler.pages(job) == 3 * copies,
+                  f"{copies} copies through the PPD are {3 * copies} sheets")
+            raster = scheduler.received(scheduler.print("ppd", files["pwg2"], "-n", copies))
+            check(len(sheets(raster)) == 2 * copies, f"{copies} copies of raster are {2 * copies} sheets")
+            count = len(printer.jobs())
+            scheduler.print("everywhere", files["pdf"], "-n", copies)
+            told = printer.told(printer.last(count + 1))
+            check(len(printer.jobs()) == count + 1 and len(told["sheets"]) == 3 * copies,
+                  f"{copies} copies through an everywhere queue are {3 * copies} sheets of one job")
+        glossy = scheduler.received(scheduler.print("ppd", files["pdf"], "-o", "MediaType=Glossy", "-o",
+                                                    "print-quality=5"))
+        check(len(sheets(glossy)) == 3 and glossy != once, "media and quality of lp reach the filter")
+    finally:
+        scheduler.stop()
 
 
 def test_suites(printer, files):
@@ -283,24 +300,31 @@ def test_suites(printer, files):
                 print("\n".join([line, *(l for l in lines[at + 1:at + 8] if l.startswith("        "))]))
 
 
+TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_bad_input,
+         test_cancel, test_kills)
+
+
 def main():
-    build = pathlib.Path(sys.argv[1]).resolve()
+    build, chosen = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2:]
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        files = {n: folder / n for n in ("pwg", "pwg2", "short", "png", "pdf", "long")}
+        folder.chmod(0o755)  # a scheduler that is started by root runs filters as somebody else
+        files = {n: folder / n for n in ("pwg", "pwg2", "short", "short2", "png", "pdf", "long")}
         write_raster(files["pwg"])
         write_raster(files["pwg2"], 2)
         write_raster(files["short"], cut=len(PACKED) // 2)
+        write_raster(files["short2"], 2, cut=len(PACKED) // 2)
         write_png(files["png"])
         write_pdf(files["pdf"], 3)
         write_pdf(files["long"], 400)
         printer = Printer(build, folder)
         try:
-            if "--suites" in sys.argv:
+            if "--suites" in chosen:
                 test_suites(printer, files)
             else:
-                for test in test_bytes, test_copies, test_bad_input, test_cancel, test_kills:
-                    test(printer, files)
+                for test in TESTS:
+                    if not chosen or test.__name__ in chosen:
+                        test(printer, files)
         finally:
             printer.kill(signal.SIGTERM)
 
