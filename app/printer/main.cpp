@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "app/printer/driver.h"
+#include "app/printer/queue_state.h"
 #include "app/support/failure.h"
 #include "app/support/message.h"
 #include "app/tables/page_tables.h"
@@ -89,10 +90,6 @@ void RefillCartridges(const std::string& inks, PrinterService& service, int prin
   if (!inks.empty()) service.AccountOf(printer).Save();
 }
 
-bool SaveState(pappl_system_t* system, void* data) {
-  return papplSystemSaveState(system, static_cast<const std::string*>(data)->c_str());
-}
-
 pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service) {
   service.stateFolder = StateFolder(options);
   fs::create_directories(service.stateFolder / "spool");
@@ -124,9 +121,8 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
   papplSystemSetPrinterDrivers(system, static_cast<int>(drivers.size()), drivers.data(), nullptr,
                                nullptr, &DescribeDriver, &service);
   AddDocumentFilters(system, service);
-  static std::string state;
-  state = (service.stateFolder / "state").string();
-  papplSystemSetSaveCallback(system, &SaveState, &state);
+  const fs::path state = service.stateFolder / "state";
+  ReviveJobs(state, service.stateFolder / "spool");
   papplSystemLoadState(system, state.c_str());
   if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
     const std::string head = options.Text("head", "corvane-7");
@@ -137,6 +133,8 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
     }
   }
   RefillCartridges(options.Text("new-cartridges"), service, papplSystemGetDefaultPrinterID(system));
+  KeepQueue(system, state);
+  ResumePrinters(system);
   return system;
 }
 

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <system_error>
 #include <utility>
@@ -57,6 +58,9 @@ OutputJob::OutputJob(const fs::path& folder, JobDescription description,
       settings_(PageSettingsFrom(options)),
       colorTable_(FindColorTable(options.colorTable)),
       colorTableSha256_(Digests().Of(colorTable_).sha256) {
+  // A folder without job.json is one that the server's end has left.
+  static std::mutex making;
+  const std::lock_guard lock(making);
   MakeFolder(folder);
   Write("processing", "");
 }
@@ -66,8 +70,10 @@ OutputJob::~OutputJob() {
   if (receiver_ != nullptr) fs::remove_all(folder_, ignored);
 }
 
-// Whether the folder holds an attempt at this job, which is counted.
+// Whether the folder holds an attempt at this job, which is counted, or nothing at all.
 bool OutputJob::TakesOver(const fs::path& folder) {
+  std::error_code ignored;
+  if (!fs::exists(folder / "job.json", ignored)) return true;
   try {
     const nlohmann::json earlier = ReadJsonFile(folder / "job.json");
     if (earlier.at("printer") != description_.printer ||

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+//
+// The framework's file of printers and jobs, kept so that the server may end at any moment.
+#pragma once
+
+#include <pappl/pappl.h>
+
+#include <filesystem>
+#include <string>
+
+namespace corvane {
+
+// Saves it now and whenever the framework does, as a whole or not at all. To be called once it was
+// loaded; a job is in it before its document is taken, so that no job is lost that was answered
+// for.
+void KeepQueue(pappl_system_t* system, const std::filesystem::path& file);
+
+// To be called before it is loaded: a job that was being printed is one to be printed, and so is
+// one whose document came into the spool folder after the file was saved.
+void ReviveJobs(const std::filesystem::path& file, const std::filesystem::path& spool);
+
+// Has the printers go on with the jobs that were loaded, which the framework lets wait for a new
+// one, as soon as the system runs.
+void ResumePrinters(pappl_system_t* system);
+
+}  // namespace corvane
