@@ -479,6 +479,12 @@ bool UpdateStatus(pappl_printer_t* printer) {
   }
 }
 
+// There is no panel: whoever looks for the printer finds it in the server's log.
+void Identify(pappl_printer_t* printer, pappl_identify_actions_t, const char* message) {
+  papplLogPrinter(printer, PAPPL_LOGLEVEL_WARN, "Here is the printer that is looked for: %s",
+                  Printable(message != nullptr ? message : "").c_str());
+}
+
 void DescribeMedia(pappl_pr_driver_data_t& driver) {
   driver.borderless = true;
   for (const char* size : kMediaSizes) driver.media[driver.num_media++] = size;
@@ -506,6 +512,13 @@ void DescribeOptions(pappl_pr_driver_data_t& driver, ipp_t** attributes) {
   ippAddInteger(*attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, "corvane-alternate-mode-default", 0);
   ippAddRange(*attributes, IPP_TAG_PRINTER, "corvane-alternate-mode-supported", 0,
               kAlternateModes - 1);
+  // What printers say that everybody finds, and the framework leaves to its driver.
+  for (const char* name : {"print-rendering-intent-default", "print-rendering-intent-supported"}) {
+    ippAddString(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, name, nullptr, "auto");
+  }
+  ippAddString(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, "pwg-raster-document-sheet-back",
+               nullptr, "normal");
+  ippAddBoolean(*attributes, IPP_TAG_PRINTER, "preferred-attributes-supported", 0);
 }
 
 }  // namespace
@@ -546,12 +559,14 @@ bool DescribeDriver(pappl_system_t* system, const char* driverName, const char* 
   driver->rendpage_cb = &EndPage;
   driver->rendjob_cb = &EndJob;
   driver->status_cb = &UpdateStatus;
+  driver->identify_cb = &Identify;
+  driver->identify_supported = driver->identify_default = PAPPL_IDENTIFY_ACTIONS_DISPLAY;
   driver->format = kOwnFormat;
   head->description.copy(driver->make_and_model, sizeof driver->make_and_model - 1);
   driver->ppm = driver->ppm_color = 1;
   driver->kind = PAPPL_KIND_DOCUMENT | PAPPL_KIND_PHOTO | PAPPL_KIND_LARGE_FORMAT;
   driver->has_supplies = true;
-  driver->orient_default = IPP_ORIENT_NONE;
+  driver->orient_default = IPP_ORIENT_PORTRAIT;
   driver->color_supported = PAPPL_COLOR_MODE_AUTO | PAPPL_COLOR_MODE_COLOR |
                             PAPPL_COLOR_MODE_MONOCHROME | PAPPL_COLOR_MODE_AUTO_MONOCHROME;
   driver->color_default = PAPPL_COLOR_MODE_AUTO;
