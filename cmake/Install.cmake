@@ -82,6 +82,9 @@ if(CORVANE_PRINTER)
           COMPONENT printer)
   get_property(ppd_files GLOBAL PROPERTY CORVANE_PPD_FILES)
   install(FILES ${ppd_files} DESTINATION share/ppd/corvane COMPONENT printer)
+  install(FILES ${PROJECT_BINARY_DIR}/reference/corvane-printer.1.gz
+                ${PROJECT_BINARY_DIR}/reference/rastertocorvane.1.gz
+          DESTINATION share/man/man1 COMPONENT printer OPTIONAL)
 endif()
 
 if(CORVANE_BUILD_BENCHMARKS)

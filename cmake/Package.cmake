@@ -56,7 +56,7 @@ set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
 set(CPACK_DEBIAN_PICTURES_DESCRIPTION
     "printhead data from further kinds of pictures\n${about}\n.\nThis package lets the program read further kinds of pictures, through\nlibraries that not everybody has.")
 set(CPACK_DEBIAN_PRINTER_DESCRIPTION
-    "printer application and CUPS driver for nine-ink printheads\n${about}\n.\nThis package has an IPP printer in front of it, and a filter and PPD files\nfor CUPS.")
+    "printer application and CUPS driver for nine-ink printheads\n${about}\n.\nThis package has a printer application that speaks IPP, and a filter and\nPPD files for CUPS.")
 set(CPACK_DEBIAN_PLUGIN_DESCRIPTION
     "printhead plug-in for raster pipelines\n${about}\n.\nThis package has the plug-in that printer drivers load: colour\nconversion, halftoning, dot placement and paper feed.")
 set(CPACK_DEBIAN_HOST_DESCRIPTION
