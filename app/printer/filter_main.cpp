@@ -140,7 +140,7 @@ int Run(int argc, char** argv) {
   } catch (const Interrupted& interrupted) {
     if (interrupted.signal != SIGPIPE) DieOf(interrupted);
     Tell("ERROR", "The printer takes no more sheets");
-  } catch (const TransientFailure& failure) {
+  } catch (const OutputFailure& failure) {
     Tell("STATE", fmt::format("+{}", kFullDisk));
     Tell("ERROR", failure.what());
   } catch (const std::bad_alloc&) {

@@ -185,7 +185,8 @@ def test_kills(printer, files):
             break
         time.sleep(0.1)
     check(sum(t["state"] == "completed" for t in told) == taken, f"{taken} jobs outlive three kills")
-    check(all(len(planes(s.read_bytes())) > 0 for j in printer.jobs()[count:] for s in j.glob("sheet-*")), "no half page is left")
+    left = [s.read_bytes() for job in printer.jobs()[count:] for s in job.glob("sheet-*")]
+    check(all(planes(sheet) for sheet in left), "no half page is left")
 
 
 # ---------------------------------------------------------------------------------------------
@@ -215,6 +216,14 @@ def test_filter(printer, files):
     short = run_filter(printer, 1, "", source=files["short2"])
     check(short.returncode == 1 and short.stdout == pages[0] and b"ERROR: " in short.stderr,
           "a page that is cut short fails the job, behind the whole sheet before it")
+    for words in (), ("x", ""), (1, "CorvanePrintMode=3", files["pwg"]), (1, "", files["png"]), (1, "", "/missing"):
+        done = run_filter(printer, *words, source=files["pwg"])
+        check(done.returncode == 1 and not done.stdout and done.stderr.count(b"ERROR: ") == 1,
+              f"nothing is printed of {' '.join(map(str, words)) or 'no arguments'}")
+    with open("/dev/full", "wb") as full:
+        done = subprocess.run([printer.installed / FILTER, "1", "tester", "a job", "1", "", files["pwg"]], stdout=full,
+                              stderr=subprocess.PIPE, env=printer.environment, timeout=60)
+    check(done.returncode == 1 and b"STATE: +spool-area-full" in done.stderr, "a full disk is told")
 
 
 def test_filter_options(printer, files):
