@@ -41,6 +41,7 @@
 #include "app/commands/table_inspect.h"
 #include "app/commands/table_profile.h"
 #include "app/page/paper.h"
+#include "app/page/placing.h"
 #include "app/page/settings.h"
 #include "app/support/limits.h"
 #include "app/tables/page_tables.h"
@@ -339,6 +340,35 @@ CLI::Validator NumberIn(double low, double high) {
   return {check, fmt::format("{} to {}", low, high)};
 }
 
+// Where an image lies on its sheet; of two commands that are to mean the same.
+std::vector<CLI::Option*> AddImagePlacing(CLI::App& command, PlacingOptions& options) {
+  return {
+      command.add_option("--scale", options.scalePercent, "Per cent of the image's natural size")
+          ->check(NumberIn(0.1, 10000.0))
+          ->type_name("PERCENT"),
+      command
+          .add_option("--margins", options.margins,
+                      "What stays bare along the sides, in millimetres; head: what the printhead "
+                      "needs; without it nothing")
+          ->type_name("MM|L,T,R,B|head"),
+      command.add_flag("--borderless", options.borderless,
+                       "Prints to the edges of the sheet (the default), whatever --margins says"),
+      command
+          .add_option("--rotate", options.rotation,
+                      "Turns the image clockwise: 90, 180, 270; auto: by 90 where that makes it "
+                      "larger")
+          ->check(CLI::IsMember({"auto", "0", "90", "180", "270"}))
+          ->type_name("DEGREES")
+          ->capture_default_str(),
+      command
+          .add_option("--position", options.position,
+                      "Where the image lies within the margins: " + PositionNames() +
+                          "; or its upper left corner in millimetres")
+          ->type_name("WORD|X,Y")
+          ->capture_default_str(),
+  };
+}
+
 void AddPlacing(CLI::App& command, PrintOptions& options, bool& fit) {
   command
       .add_option("--paper", options.paper,
@@ -351,11 +381,8 @@ void AddPlacing(CLI::App& command, PrintOptions& options, bool& fit) {
       ->group("Placing");
   CLI::Option* fits = command.add_flag("--fit", fit, "As large as the sheet allows (the default)")
                           ->group("Placing");
-  command.add_option("--scale", options.scalePercent, "Per cent of the image's natural size")
-      ->check(NumberIn(0.1, 10000.0))
-      ->excludes(fits)
-      ->type_name("PERCENT")
-      ->group("Placing");
+  for (CLI::Option* option : AddImagePlacing(command, options.placing)) option->group("Placing");
+  command.get_option("--scale")->excludes(fits);
   command
       .add_option("--tags", options.tags,
                   "Grey image of the input's size: 0 and 1 mark graphics, others photos; none: not "
@@ -497,12 +524,9 @@ void AddReport(CLI::App& app, Command* chosen) {
       ->check(NumberIn(1, 1000000))
       ->needs(against)
       ->type_name("N");
-  command
-      ->add_option("--scale", options->scalePercent,
-                   "Of that image's natural size; without it as large as the sheet allows")
-      ->check(NumberIn(0.1, 10000.0))
-      ->needs(against)
-      ->type_name("PERCENT");
+  for (CLI::Option* option : AddImagePlacing(*command, options->placing)) {
+    option->needs(against)->group("That image on the sheet, as print has placed it");
+  }
   command->callback([=] { *chosen = [options] { return RunReport(*options); }; });
 }
 
@@ -594,9 +618,9 @@ void AddPrint(CLI::App& app, Command* chosen) {
   CLI::Option* separations = command->add_flag(
       "--separations", options->separations,
       "The inputs are ink planes: files of --contone, or raw ones with their JSON");
-  for (const char* unused :
-       {"--paper", "--landscape", "--fit", "--scale", "--tags", "--color-table", "--quality",
-        "--intent", "--preference", "--paper-characteristics"}) {
+  for (const char* unused : {"--paper", "--landscape", "--fit", "--scale", "--margins",
+                             "--borderless", "--rotate", "--position", "--tags", "--color-table",
+                             "--quality", "--intent", "--preference", "--paper-characteristics"}) {
     separations->excludes(command->get_option(unused));
   }
   command

@@ -34,6 +34,8 @@
 #include "app/output/tiff.h"
 #include "app/page/page_ranges.h"
 #include "app/page/paper.h"
+#include "app/page/place.h"
+#include "app/page/placing.h"
 #include "app/page/planes.h"
 #include "app/preview/sink.h"
 #include "app/support/failure.h"
@@ -235,7 +237,7 @@ PlannedPage PlanPage(const PrintOptions& options, const PageSettings& settings,
   planned.job.ownTags = options.tags != kNoTags;
   if (planned.job.ownTags) planned.job.tags = options.tags;
   planned.job.paper = PaperFrom(options);
-  if (options.scalePercent != 0) planned.job.scale = options.scalePercent / 100;
+  planned.job.placing = PlacingFrom(options.placing);
   planned.job.settings = settings;
   planned.job.colorTable = colorTable;
   return planned;
@@ -253,13 +255,31 @@ PlannedPage PlanSeparations(const PrintOptions& options, const PageSettings& set
   return planned;
 }
 
+// Gives a page the sheet that it is made for, which turns with it.
+void TakePaper(PaperSize own, PlannedPage& planned) {
+  if (IsSideways(planned.job.placing.degrees)) std::swap(own.widthMm, own.heightMm);
+  planned.job.paper = std::move(own);
+}
+
+// A page that has no room on its sheet: the command is wrong when it names the sheet.
+void CheckRoom(const PrintOptions& options, PlannedPage& planned) {
+  if (!planned.problem.empty()) return;
+  const ImagePlacing& placing = planned.job.placing;
+  try {
+    AreaOn(SheetOf(planned.job), placing.margins, placing.position);
+  } catch (const UsageFailure& failure) {
+    planned.problem = fmt::format("{}: {}", planned.job.image, failure.what());
+    if (!HasOwnPaper(options)) throw UsageFailure(planned.problem);
+  }
+}
+
 // What a page of a stream asks for: its copies and, where it says that, the sheet it is made for.
 void TakeWishes(const PrintOptions& options, const StreamedPage& page, PlannedPage& planned) {
   planned.copies = page.copies;
   planned.collated = page.collated;
   if (!HasOwnPaper(options) || page.mediaWidthMm <= 0 || page.mediaHeightMm <= 0) return;
   try {
-    planned.job.paper = MakePaperSize(planned.job.image, page.mediaWidthMm, page.mediaHeightMm);
+    TakePaper(MakePaperSize(planned.job.image, page.mediaWidthMm, page.mediaHeightMm), planned);
   } catch (const UsageFailure& failure) {
     planned.problem = failure.what();
   }
@@ -271,6 +291,7 @@ PlannedPage PlanStandardInput(const PrintOptions& options, const PageSettings& s
   PlannedPage planned = PlanPage(options, settings, colorTable, StandardInput::kName, 0);
   planned.streamed = planned.isStandardInput = true;
   TakeWishes(options, options.standardInput->FirstPage(), planned);
+  CheckRoom(options, planned);
   planned.job.title = options.untitled ? "" : StandardInput::kName;
   return planned;
 }
@@ -300,19 +321,40 @@ std::vector<PlannedPage> PlanImage(const PrintOptions& options, const PageSettin
     PlannedPage planned = PlanPage(options, settings, colorTable, input, page);
     planned.streamed = streamed;
     if (streamed) TakeWishes(options, headers[static_cast<std::size_t>(page)], planned);
+    CheckRoom(options, planned);
     planned.job.title = count > 1 ? fmt::format("{}, page {}", input, page + 1) : input;
     pages.push_back(std::move(planned));
   }
   return pages;
 }
 
-// How large a page of a document is drawn, so that its pixels are the sheet's.
-double DrawnScale(const PrintOptions& options, const PaperSize& paper, const PaperSize& page) {
-  if (options.scalePercent != 0) return options.scalePercent / 100;
-  const double fitting = std::min(paper.widthMm / page.widthMm, paper.heightMm / page.heightMm);
+// How large a page just has room on its sheet.
+double FittingScale(const PaperSize& page, const PaperSize& paper, const ImagePlacing& placing) {
+  const Margins& margins = placing.margins;
+  const double wide = paper.widthMm - margins.left - margins.right - placing.position.leftMm;
+  const double high = paper.heightMm - margins.top - margins.bottom - placing.position.topMm;
+  const double fitting = std::min(wide / page.widthMm, high / page.heightMm);
   // What tells the sizes of one paper apart is no reason to scale a page.
   constexpr double kSame = 0.002;
   return std::abs(fitting - 1) < kSame ? 1 : fitting;
+}
+
+// How a page of a document is drawn, so that its pixels are the sheet's.
+void PlaceDrawing(const PaperSize& own, PlannedPage& planned) {
+  ImagePlacing& placing = planned.job.placing;
+  const auto hundredths = [](double millimetres) {
+    return static_cast<std::uint32_t>(std::lround(millimetres * 100));
+  };
+  constexpr double kDpiOfHundredths = kMillimetresPerInch * 100;
+  placing.degrees = DegreesOf(
+      placing,
+      {hundredths(own.widthMm), hundredths(own.heightMm), kDpiOfHundredths, kDpiOfHundredths},
+      SheetOf(planned.job));
+  PaperSize turned = own;
+  if (IsSideways(placing.degrees)) std::swap(turned.widthMm, turned.heightMm);
+  planned.drawnScale =
+      placing.scale ? *placing.scale : FittingScale(turned, planned.job.paper, placing);
+  placing.scale = 1;
 }
 
 std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSettings& settings,
@@ -330,15 +372,16 @@ std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSet
     planned.document = document;
     planned.documentPage = sizes[static_cast<std::size_t>(page)];
     planned.collated = true;
-    planned.job.scale = 1;
     planned.job.title = count > 1 ? fmt::format("{}, page {}", input, page + 1) : input;
+    PaperSize own;
     try {
-      const PaperSize own = PaperOf(planned.documentPage, planned.job.title);
-      if (HasOwnPaper(options)) planned.job.paper = own;
-      planned.drawnScale = DrawnScale(options, planned.job.paper, own);
+      own = PaperOf(planned.documentPage, planned.job.title);
+      if (HasOwnPaper(options)) TakePaper(own, planned);
     } catch (const UsageFailure& failure) {
       planned.problem = failure.what();
     }
+    CheckRoom(options, planned);
+    if (planned.problem.empty()) PlaceDrawing(own, planned);
     pages.push_back(std::move(planned));
   }
   return pages;
@@ -487,13 +530,18 @@ struct PageGroup {
   std::size_t first, count;
 };
 
+bool IsDrawnAlike(const PlannedPage& a, const PlannedPage& b) {
+  return a.drawnScale == b.drawnScale &&
+         IsSideways(a.job.placing.degrees) == IsSideways(b.job.placing.degrees);
+}
+
 // Every page in order. A stream is cut where that gives each of `jobs` threads its share.
 std::vector<PageGroup> GroupPages(const std::vector<PlannedPage>& pages, int jobs) {
   std::vector<PageGroup> groups;
   for (std::size_t first = 0, next = 0; first < pages.size(); first = next) {
     const auto belongs = [&](const PlannedPage& page) {
       return pages[first].streamed && page.streamed && page.job.image == pages[first].job.image &&
-             page.job.page > pages[next - 1].job.page && page.drawnScale == pages[first].drawnScale;
+             page.job.page > pages[next - 1].job.page && IsDrawnAlike(page, pages[first]);
     };
     for (next = first + 1; next < pages.size() && belongs(pages[next]);) ++next;
     const std::size_t most = (next - first + jobs - 1) / jobs;
@@ -693,6 +741,9 @@ class PrintRun {
       Rendering rendering;
       rendering.horizontalDpi = page.job.settings.horizontalDpi;
       rendering.verticalDpi = page.job.settings.verticalDpi;
+      if (IsSideways(page.job.placing.degrees)) {
+        std::swap(rendering.horizontalDpi, rendering.verticalDpi);
+      }
       rendering.scale = page.drawnScale;
       rendering.ahead = options_.jobs == 1;
       for (std::size_t i = index; i < reading.group.first + reading.group.count; ++i) {

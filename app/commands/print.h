@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/commands/placing_options.h"
 #include "app/commands/preview.h"
 #include "app/commands/print_report.h"
 
@@ -38,8 +39,8 @@ struct PrintOptions {
   int copies = 1;              // of each page; 0: as many as it asks for
   std::string paper = "auto";  // a document's own, A4 for images
   bool landscape = false;
-  double scalePercent = 0;  // 0: fit
-  std::string tags;         // a mask; empty: those that the input has; "none": not even those
+  PlacingOptions placing;
+  std::string tags;  // a mask; empty: those that the input has; "none": not even those
 
   std::string password;              // of PDF documents
   std::string passwordFile;          // whose first line it is

@@ -34,7 +34,7 @@ void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOption
     if (!options.overspray.empty()) return;
     report.against = page.image;
     report.againstPage = page.page + 1;
-    report.scalePercent = options.scalePercent;
+    report.placing = options.placing;
   } catch (const Failure&) {
     Add(report, "image profile", "of the document's interpreter");
   }

@@ -14,6 +14,7 @@
 #include "app/image/reader.h"
 #include "app/image/srgb.h"
 #include "app/image/tags.h"
+#include "app/page/placed_image.h"
 #include "app/page/planes.h"
 #include "app/page/queue.h"
 #include "app/support/failure.h"
@@ -36,27 +37,13 @@ std::uint32_t WidthWithOverspray(const PageJob& job, const Sheet& sheet) {
 // ---------------------------------------------------------------------------------------------
 // The reading side: the sheet's rows, from a thread of their own.
 
-std::unique_ptr<RowSource> Upright(std::unique_ptr<ImageReader> image, bool grey) {
-  const int orientation = image->Info().orientation;
-  auto rows = grey ? MakeGreyRows(std::move(image)) : MakeSrgbRows(std::move(image));
-  return MakeUprightRows(std::move(rows), orientation);
-}
-
-// An upright image with its resolution.
-struct OpenedImage {
-  std::unique_ptr<RowSource> rows;
-  double horizontalDpi, verticalDpi;
-};
-
-OpenedImage OpenUpright(const PageJob& job, PageStream* stream) {
+PlacedImage OpenImageOf(const PageJob& job, PageStream* stream, const Sheet& sheet) {
   std::unique_ptr<ImageReader> image =
       stream != nullptr ? ReaderOfPage(*stream) : OpenImage(job.image, job.page);
-  double across = image->Info().horizontalDpi, down = image->Info().verticalDpi;
-  if (image->Info().orientation >= 5) std::swap(across, down);
   const bool tagged = image->Info().form.tagged;
-  std::unique_ptr<RowSource> rows = Upright(std::move(image), false);
-  if (tagged && (!job.ownTags || !job.tags.empty())) rows = DropTags(std::move(rows));
-  return {std::move(rows), across, down};
+  PlacedImage placed = OpenPlaced(std::move(image), sheet, job.placing);
+  if (tagged && (!job.ownTags || !job.tags.empty())) placed.rows = DropTags(std::move(placed.rows));
+  return placed;
 }
 
 class SheetReader {
@@ -103,12 +90,10 @@ class SheetReader {
   }
 
   void OpenColours(const PageJob& job, PageStream* stream) {
-    OpenedImage image = OpenUpright(job, stream);
+    PlacedImage image = OpenImageOf(job, stream, sheet_);
     image_ = std::move(image.rows);
-    placement_ =
-        PlaceImage({image_->Width(), image_->Height(), image.horizontalDpi, image.verticalDpi},
-                   sheet_, job.scale);
-    if (!job.tags.empty()) OpenTags(job);
+    placement_ = image.placement;
+    if (!job.tags.empty()) OpenTags(job, image.degrees);
     tagged_ = tags_ || image_->BytesPerPixel() == 4;
     // Resampling knows colours alone.
     if (image_->BytesPerPixel() == 4 && !placement_.sameSize) {
@@ -118,8 +103,10 @@ class SheetReader {
     }
   }
 
-  void OpenTags(const PageJob& job) {
-    auto tags = Upright(OpenImage(job.tags), true);
+  void OpenTags(const PageJob& job, int degrees) {
+    std::unique_ptr<ImageReader> mask = OpenImage(job.tags);
+    const int orientation = TurnedOrientation(mask->Info().orientation, degrees);
+    auto tags = MakeUprightRows(MakeGreyRows(std::move(mask)), orientation);
     if (tags->Width() != image_->Width() || tags->Height() != image_->Height()) {
       throw Failure(fmt::format("{}: {} x {} tags do not fit {} x {} pixels", job.tags,
                                 tags->Width(), tags->Height(), image_->Width(), image_->Height()));

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +15,7 @@
 #include "app/jobs/form.h"
 #include "app/page/page_sink.h"
 #include "app/page/place.h"
+#include "app/page/placing.h"
 #include "app/page/settings.h"
 
 namespace corvane {
@@ -31,7 +31,7 @@ struct PageJob {
                                   // empty: it has colours
   std::function<std::unique_ptr<RowSource>()> openInks;  // where they are in no file
   PaperSize paper;
-  std::optional<double> scale;  // of the image's natural size; none: as large as the paper allows
+  ImagePlacing placing;  // of the image on it
   PageSettings settings;
   std::string colorTable;  // for messages
 };

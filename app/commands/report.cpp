@@ -68,6 +68,7 @@ class Reporter {
   explicit Reporter(const ReportOptions& options)
       : options_(options),
         settings_(SettingsOf(options)),
+        placing_(PlacingFrom(options.placing)),
         head_(options.head.empty() ? Printhead{} : ReadPrinthead(options.head)) {}
 
   void Report(const std::string& print, StagedFile* page) {
@@ -76,11 +77,8 @@ class Reporter {
     PressCheckSettings settings = settings_;
     std::optional<WantedColours> wanted;
     if (!options_.against.empty()) {
-      const auto scale = options_.scalePercent != 0
-                             ? std::optional<double>(options_.scalePercent / 100)
-                             : std::nullopt;
-      wanted =
-          ReadWantedColours(options_.against, options_.againstPage - 1, JudgedGrid(shape), scale);
+      wanted = ReadWantedColours(options_.against, options_.againstPage - 1, JudgedGrid(shape),
+                                 placing_);
       WarnOfEnlarging(*wanted, shape, settings);
     }
     const CellColours colours(settings.inks, settings.media, *shape.mode);
@@ -96,6 +94,7 @@ class Reporter {
  private:
   const ReportOptions& options_;
   PressCheckSettings settings_;
+  ImagePlacing placing_;
   Printhead head_;
   PluginLibrary library_;
 };

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "app/commands/placing_options.h"
+
 namespace corvane {
 
 struct ReportOptions {
@@ -19,7 +21,7 @@ struct ReportOptions {
   std::vector<std::string> zoomAreas;  // X,Y,W,H in millimetres
   std::string against;                 // image that was wanted; empty: none
   int againstPage = 1;                 // of it, from 1
-  double scalePercent = 0;             // of the image on the sheet; 0: fit
+  PlacingOptions placing;              // of the image on the sheet
   std::string head;                    // description of the printhead; empty: the default one
   bool text = false;
   bool json = false;

@@ -23,4 +23,10 @@ std::unique_ptr<RowSource> MakeGreyRows(std::unique_ptr<ImageReader> image);
 // file.
 std::unique_ptr<RowSource> MakeUprightRows(std::unique_ptr<RowSource> rows, int orientation);
 
+// The orientation of an image that is to stand upright and then turned clockwise by `degrees`, a
+// multiple of 90 from 0 on.
+int TurnedOrientation(int orientation, int degrees);
+// Whether an orientation makes rows of columns.
+bool SwapsSides(int orientation);
+
 }  // namespace corvane

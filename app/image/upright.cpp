@@ -151,4 +151,12 @@ std::unique_ptr<RowSource> MakeUprightRows(std::unique_ptr<RowSource> rows, int 
   return std::make_unique<TurnedRows>(std::move(rows), turn);
 }
 
+int TurnedOrientation(int orientation, int degrees) {
+  constexpr int kTurnedOnce[] = {6, 7, 8, 5, 2, 3, 4, 1};
+  for (; degrees > 0; degrees -= 90) orientation = kTurnedOnce[orientation - 1];
+  return orientation;
+}
+
+bool SwapsSides(int orientation) { return TurnOf(orientation).swap; }
+
 }  // namespace corvane

@@ -30,20 +30,41 @@ struct Span {
   double sourceStart = 0, sourceSize = 0;  // in the image
 };
 
-// An image side of `pixels` drawn with `drawn` sheet pixels, centred on a side of `sheet` pixels.
-Span PlaceSide(std::uint32_t pixels, std::uint64_t drawn, std::uint32_t sheet) {
+// An image side of `pixels` drawn with `drawn` sheet pixels, on a side of `room` pixels that begins
+// at `start`. `before` is the part of what is left over, or cut off, that lies before it.
+Span PlaceSide(std::uint32_t pixels, std::uint64_t drawn, std::uint32_t start, std::uint32_t room,
+               double before) {
   const double perDrawn = static_cast<double>(pixels) / static_cast<double>(drawn);
   Span span;
-  if (drawn <= sheet) {
+  span.start = start;
+  if (drawn <= room) {
     span.size = static_cast<std::uint32_t>(drawn);
-    span.start = (sheet - span.size) / 2;
+    span.start += static_cast<std::uint32_t>((room - span.size) * before);
     span.sourceSize = pixels;
   } else {
-    span.size = sheet;
-    span.sourceStart = static_cast<double>((drawn - sheet) / 2) * perDrawn;
-    span.sourceSize = sheet * perDrawn;
+    span.size = room;
+    span.sourceStart = std::floor(static_cast<double>(drawn - room) * before) * perDrawn;
+    span.sourceSize = room * perDrawn;
   }
   return span;
+}
+
+// An image without a resolution has the sheet's finer one.
+struct Inches {
+  double wide, high;
+};
+
+Inches NaturalSize(const ImageSize& image, const Sheet& sheet) {
+  const bool known = image.horizontalDpi > 0 && image.verticalDpi > 0;
+  const double assumed = std::max(sheet.horizontalDpi, sheet.verticalDpi);
+  return {image.width / (known ? image.horizontalDpi : assumed),
+          image.height / (known ? image.verticalDpi : assumed)};
+}
+
+// The scale at which an image just has room.
+double FittingScale(const Inches& size, const SheetArea& area, const Sheet& sheet) {
+  return std::min(area.width / sheet.horizontalDpi / size.wide,
+                  area.height / sheet.verticalDpi / size.high);
 }
 
 // Within two pixels, or a 2000th of a long side: resampling would soften the image for nothing.
@@ -265,27 +286,59 @@ Sheet MakeSheet(const PaperSize& paper, double horizontalDpi, double verticalDpi
           verticalDpi};
 }
 
-Placement PlaceImage(const ImageSize& image, const Sheet& sheet, std::optional<double> scale) {
-  const bool known = image.horizontalDpi > 0 && image.verticalDpi > 0;
-  const double assumed = std::max(sheet.horizontalDpi, sheet.verticalDpi);
-  const double inchesWide = image.width / (known ? image.horizontalDpi : assumed);
-  const double inchesHigh = image.height / (known ? image.verticalDpi : assumed);
-  const double factor = scale ? *scale
-                              : std::min(sheet.width / sheet.horizontalDpi / inchesWide,
-                                         sheet.height / sheet.verticalDpi / inchesHigh);
+SheetArea AreaOn(const Sheet& sheet, const Margins& margins, const Position& position) {
+  // Nothing is printed in a margin, so it takes whole pixels; what is left over of one by rounding
+  // is none.
+  constexpr double kNothing = 1e-6;
+  const auto bare = [&](double millimetres, double dpi) {
+    return std::ceil(millimetres / kMillimetresPerInch * dpi - kNothing);
+  };
+  const auto offset = [&](double millimetres, double dpi) {
+    return std::round(millimetres / kMillimetresPerInch * dpi);
+  };
+  const double across = sheet.horizontalDpi, down = sheet.verticalDpi;
+  const double left = bare(margins.left, across) + offset(position.leftMm, across);
+  const double top = bare(margins.top, down) + offset(position.topMm, down);
+  const double width = sheet.width - left - bare(margins.right, across);
+  const double height = sheet.height - top - bare(margins.bottom, down);
+  if (width < 1 || height < 1) {
+    throw UsageFailure(fmt::format(
+        "--margins and --position leave nothing of the sheet, which is {:.4g} x {:.4g} mm",
+        sheet.width / across * kMillimetresPerInch, sheet.height / down * kMillimetresPerInch));
+  }
+  return {static_cast<std::uint32_t>(left), static_cast<std::uint32_t>(top),
+          static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+}
+
+int DegreesOf(const ImagePlacing& placing, const ImageSize& image, const Sheet& sheet) {
+  if (placing.degrees != kTurnToFit) return placing.degrees;
+  // A gain that nobody sees is no reason to turn an image.
+  constexpr double kGain = 1.001;
+  const SheetArea area = AreaOn(sheet, placing.margins, placing.position);
+  const Inches size = NaturalSize(image, sheet);
+  const double upright = FittingScale(size, area, sheet);
+  const double turned = FittingScale({size.high, size.wide}, area, sheet);
+  const bool fits = placing.scale && *placing.scale <= upright;
+  return !fits && turned > upright * kGain ? 90 : 0;
+}
+
+Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlacing& placing) {
+  const SheetArea area = AreaOn(sheet, placing.margins, placing.position);
+  const Inches size = NaturalSize(image, sheet);
+  const double factor = placing.scale ? *placing.scale : FittingScale(size, area, sheet);
   const auto drawn = [&](double inches, double dpi) {
     return static_cast<std::uint64_t>(std::clamp(std::round(inches * factor * dpi), 1.0, 1e9));
   };
-  std::uint64_t width = drawn(inchesWide, sheet.horizontalDpi);
-  std::uint64_t height = drawn(inchesHigh, sheet.verticalDpi);
+  std::uint64_t width = drawn(size.wide, sheet.horizontalDpi);
+  std::uint64_t height = drawn(size.high, sheet.verticalDpi);
   Placement placement;
   placement.sameSize = NearlyEqual(width, image.width) && NearlyEqual(height, image.height);
   if (placement.sameSize) {
     width = image.width;
     height = image.height;
   }
-  const Span across = PlaceSide(image.width, width, sheet.width);
-  const Span down = PlaceSide(image.height, height, sheet.height);
+  const Span across = PlaceSide(image.width, width, area.left, area.width, placing.position.across);
+  const Span down = PlaceSide(image.height, height, area.top, area.height, placing.position.down);
   placement.left = across.start;
   placement.width = across.size;
   placement.sourceLeft = across.sourceStart;

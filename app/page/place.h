@@ -10,6 +10,7 @@
 
 #include "app/image/row_source.h"
 #include "app/page/paper.h"
+#include "app/page/placing.h"
 
 namespace corvane {
 
@@ -41,10 +42,23 @@ struct Placement {
   bool sameSize = false;  // pixels are copied; the source figures are whole numbers
 };
 
-// Centres the image. `scale` multiplies its natural size; without it the image is made as large as
-// the sheet allows. What does not fit is cut off alike on both sides. An image that would change
-// its size by no more than two pixels, or a 2000th, keeps it.
-Placement PlaceImage(const ImageSize& image, const Sheet& sheet, std::optional<double> scale);
+// What of a sheet an image may take, in pixels.
+struct SheetArea {
+  std::uint32_t left = 0, top = 0, width = 0, height = 0;
+};
+
+// The area within the margins, and behind what a position keeps bare. Throws UsageFailure when
+// nothing is left.
+SheetArea AreaOn(const Sheet& sheet, const Margins& margins, const Position& position = {});
+
+// Places an image, which is turned already, in that area. `scale` multiplies its natural size;
+// without it the image is made as large as the area allows. What does not fit is cut off, alike on
+// both sides of an image in the centre. An image that would change its size by no more than two
+// pixels, or a 2000th, keeps it.
+Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlacing& placing);
+
+// How far clockwise the image is to be turned: kTurnToFit asks whether it gets larger by that.
+int DegreesOf(const ImagePlacing& placing, const ImageSize& image, const Sheet& sheet);
 
 // Delivers every row of the sheet, from the top, as three bytes a pixel: white outside the image.
 // An image with a tag behind each pixel keeps it, where pixels are copied; others are not taken.

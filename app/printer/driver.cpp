@@ -382,7 +382,7 @@ bool PrintImage(pappl_job_t* job, pappl_device_t* device, void* data) {
                      page.image = file;
                      page.paper = PaperOf(options);
                      // A picture without words on its size fills what the paper allows.
-                     if (options.print_scaling == PAPPL_SCALING_NONE) page.scale = 1;
+                     if (options.print_scaling == PAPPL_SCALING_NONE) page.placing.scale = 1;
                      output.Output().SetConverter("image reader");
                      output.Print(page, nullptr);
                      papplJobSetImpressionsCompleted(job, 1);
@@ -415,7 +415,7 @@ void PrintPages(pappl_job_t* job, DeviceJob& output, const pappl_pr_options_t& o
     page.image = fmt::format("page {} of the document", i);
     page.page = static_cast<int>(i - 1);
     page.paper = paper;
-    page.scale = 1;
+    page.placing.scale = 1;
     output.Print(page, stream.get());
     papplJobSetImpressionsCompleted(job, 1);
   }

@@ -11,7 +11,8 @@
 #include <utility>
 
 #include "app/image/reader.h"
-#include "app/image/srgb.h"
+#include "app/page/place.h"
+#include "app/page/placed_image.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 #include "app/tables/best_inks.h"
@@ -228,26 +229,19 @@ void JudgeRegions(const CellGrid& grid, WantedCheck& check) {
 }  // namespace
 
 WantedColours ReadWantedColours(const std::string& image, int page, const CellGrid& grid,
-                                std::optional<double> scale) {
-  std::unique_ptr<ImageReader> reader = OpenImage(image, page);
-  const ImageInfo info = reader->Info();
-  const std::unique_ptr<RowSource> rows =
-      MakeUprightRows(MakeSrgbRows(std::move(reader)), info.orientation);
+                                const ImagePlacing& placing) {
   const auto pixels = [&](double inches) {
     return static_cast<std::uint32_t>(std::max(1L, std::lround(inches * kSheetDpi)));
   };
   const Sheet sheet = {pixels(grid.pageWidth), pixels(grid.pageHeight), kSheetDpi, kSheetDpi};
-  const bool turned = info.orientation >= 5;
-  const Placement placement =
-      PlaceImage({rows->Width(), rows->Height(), turned ? info.verticalDpi : info.horizontalDpi,
-                  turned ? info.horizontalDpi : info.verticalDpi},
-                 sheet, scale);
+  const PlacedImage placed = OpenPlaced(OpenImage(image, page), sheet, placing);
+  const Placement& placement = placed.placement;
   WantedColours wanted;
   wanted.image = image;
   wanted.pixelsPerInch =
       placement.width > 0 ? placement.sourceWidth / placement.width * kSheetDpi : 0;
   LightSums sums(grid, sheet);
-  PlaceRows(*rows, placement, sheet, [&](const std::uint8_t* row) { sums.AddRow(row); });
+  PlaceRows(*placed.rows, placement, sheet, [&](const std::uint8_t* row) { sums.AddRow(row); });
   sums.Finish(wanted);
   return wanted;
 }

@@ -5,11 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "app/page/place.h"
+#include "app/page/placing.h"
 #include "app/preview/dots.h"
 #include "app/report/cells.h"
 
@@ -24,10 +23,10 @@ struct WantedColours {
   std::vector<std::uint8_t> darkest, lightest;
 };
 
-// Places the image on the sheet as `print` does and averages its light over the cells. `scale`
-// multiplies its natural size; without it it is as large as the sheet allows.
+// Places the image on the sheet as `print` does and averages its light over the cells. Throws
+// UsageFailure when the sheet has no room for it.
 WantedColours ReadWantedColours(const std::string& image, int page, const CellGrid& grid,
-                                std::optional<double> scale);
+                                const ImagePlacing& placing);
 
 enum class Verdict : std::uint8_t {
   Close,    // to what is wanted

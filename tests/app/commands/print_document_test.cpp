@@ -80,6 +80,23 @@ TEST_F(PrintDocumentTest, PrintsAPageAlikeInEveryRun) {
 
 // Text on a page with a photograph takes black ink alone, as a page of text does; with the tags off
 // it takes the photograph's mixture.
+// A sheet turns with its page, and a page on a sheet that is named where that makes it larger.
+TEST_F(PrintDocumentTest, TurnsPages) {
+  const std::string paper = TwentyPages();
+  const auto upright = Printed(paper, {"--pages", "4,5"});
+  const auto turned = Printed(paper, {"--pages", "4,5", "--rotate", "270"});
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(turned["pages"][i]["planes"][0]["width"].get<int>(), upright["pages"][i]["rows"]);
+  }
+  const auto printed = [&](const char* pages, const char* turn, const std::string& output) {
+    Printed(paper, {"--pages", pages, "--paper", "40x30mm", "--resolution", "300,600", "--rotate",
+                    turn, "-o", output});
+  };
+  printed("4,5", "auto", out_);
+  printed("4", "90", folder_.File("turned.tif"));
+  EXPECT_TRUE(ReadFile(folder_.File("turned.tif")) == ReadFile(out_ + "paper-001.tif"));
+}
+
 TEST_F(PrintDocumentTest, KeepsTheBlackOfText) {
   const std::string paper = folder_.File("text.ps");
   const auto drops = [&](const std::string& photo, const std::vector<std::string>& more) {

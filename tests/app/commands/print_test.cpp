@@ -233,6 +233,37 @@ TEST_F(PrintTest, TakesTheTagsOfAPage) {
   EXPECT_TRUE(contone(kImage, {"--jobs", "2"}, 1) == contone(kImage, {}, 1));
 }
 
+// A turned page has the dots of an image that was stored so, and its tags lie under it.
+TEST_F(PrintTest, TurnsImagesAndTheirTags) {
+  const auto level = [](int x, int y, int c) { return 250 - (x * (c + 1) + y * (3 - c)) / 2; };
+  const auto tag = [](int x, int y, int) { return x < 40 && y < 70 ? 0 : 2; };
+  const std::string mask = folder_.File("mask.png"), turnedMask = folder_.File("turned.png");
+  WritePng(mask, MakeImage(90, 120, 1, 8, tag), {.colourType = 0});
+  WritePng(turnedMask,
+           MakeImage(120, 90, 1, 8, [&](int x, int y, int) { return tag(y, 119 - x, 0); }),
+           {.colourType = 0});
+  const std::string upright = photo_;
+  const auto printed = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = Arguments({"-m", "53", "--resolution", "300,600"});
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    RunCorvane(arguments);
+    return ReadFile(out_ + "photo.tif");
+  };
+  const std::string plain = printed({});
+  const std::string turned = printed({"--rotate", "90", "--margins", "1,0.5,2,3", "--tags", mask});
+  EXPECT_TRUE(printed({"--rotate", "auto"}) == plain);
+  EXPECT_TRUE(printed({"--margins", "head", "--borderless"}) == plain);
+  const std::string head = printed({"--margins", "head"});
+  EXPECT_FALSE(head == plain);
+  EXPECT_TRUE(printed({"--margins", "3,3,3,5"}) == head);
+  WritePng(photo_,
+           MakeImage(120, 90, 3, 8, [&](int x, int y, int c) { return level(y, 119 - x, c); }),
+           {.colourType = 2});
+  EXPECT_TRUE(printed({"--margins", "1,0.5,2,3", "--tags", turnedMask}) == turned);
+  EXPECT_TRUE(printed({"--rotate", "auto", "--position", "top"}) ==
+              printed({"--rotate", "90", "--position", "top"}));
+}
+
 TEST_F(PrintTest, RecordsWhatReplaySends) {
   RunCorvane(Arguments({"-m", "8", "--format", "raw", "--record", folder_.File("page.jsonl")}));
   const auto sidecar = nlohmann::json::parse(ReadFile(out_ + "photo.json"));
@@ -319,6 +350,8 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--diagnostics", folder_.File("none")}, folder_.File("none") + ": is not a folder"},
       {{"--jobs", "0"}, "0: pages at a time"},
       {{"--fit", "--scale", "50"}, "--fit excludes --scale"},
+      {{"--margins", "6"}, photo_ + ": --margins and --position leave nothing"},
+      {{"--rotate", "45"}, "--rotate: "},
       {{"--mode", "8", "--mode", "12"}, "--mode: is given more than once"},
       {{"--preview-zoom", "1,1,5,5"}, "--preview-dpi, --preview-zoom and --preview-only need"},
       {{"--preview-dpi", "99"}, "--preview-dpi, --preview-zoom and --preview-only need"},

@@ -86,7 +86,7 @@ TEST(PagePlace, FitsScalesAndCentres) {
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);
-    const Placement placement = PlaceImage(test.image, sheet, test.scale);
+    const Placement placement = PlaceImage(test.image, sheet, {.scale = test.scale});
     EXPECT_EQ(placement.left, test.left);
     EXPECT_EQ(placement.top, test.top);
     EXPECT_EQ(placement.width, test.width);
@@ -102,7 +102,7 @@ TEST(PagePlace, FitsScalesAndCentres) {
 TEST(PagePlace, CopiesPixelsThatKeepTheirSize) {
   const Sheet sheet = {9, 8, 100, 100};
   DrawnRows image(5, 4, 3, Ramp);
-  const Rows rows = Place(image, PlaceImage({5, 4, 100, 100}, sheet, 1.0), sheet);
+  const Rows rows = Place(image, PlaceImage({5, 4, 100, 100}, sheet, {.scale = 1.0}), sheet);
   ASSERT_EQ(rows.size(), 8u);
   for (std::uint32_t y = 0; y < 8; ++y) {
     for (std::uint32_t x = 0; x < 9; ++x) {
@@ -124,7 +124,7 @@ TEST(PagePlace, ResamplesInRows) {
   for (const auto& image : kImages) {
     SCOPED_TRACE(testing::Message() << image.width << " x " << image.height);
     const Placement placement =
-        PlaceImage({image.width, image.height, 100, 100}, sheet, image.scale);
+        PlaceImage({image.width, image.height, 100, 100}, sheet, {.scale = image.scale});
     // A flat colour stays flat, channels do not mix, everything else is white.
     DrawnRows flat(image.width, image.height, 3, [](std::uint32_t, std::uint32_t, std::size_t c) {
       return static_cast<std::uint8_t>(50 + 60 * c);
@@ -187,7 +187,7 @@ TEST(PagePlace, TagsLieUnderTheirPixels) {
     return static_cast<std::uint8_t>(x < 5 ? 7 : 9);
   };
   for (const double scale : {0.5, 1.0, 2.0, 7.0}) {
-    const Placement placement = PlaceImage({10, 10, 100, 100}, sheet, scale);
+    const Placement placement = PlaceImage({10, 10, 100, 100}, sheet, {.scale = scale});
     PlacedTags tags(std::make_unique<DrawnRows>(10u, 10u, std::size_t{1}, tag), placement, sheet);
     std::vector<std::uint8_t> row(sheet.width);
     for (std::uint32_t y = 0; y < sheet.height; ++y) {
