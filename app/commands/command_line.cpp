@@ -879,7 +879,7 @@ namespace {
 std::string ProblemOf(const CLI::ParseError& error) {
   const std::string text = error.what();
   const std::size_t place = text.find(": At Most 1 ");
-  return place == std::string::npos ? text : text.substr(0, place) + ": is given more than once";
+  return place == std::string::npos ? text : text.substr(0, place) + ": can be given only once";
 }
 
 // A line to type for every command, below its options.

@@ -522,7 +522,11 @@ void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pag
   }
   CheckEnding(options.preview.picture, kPngEndings);
   CheckEnding(options.preview.inkMap, kPngEndings);
-  if (options.noClobber) CheckAbsence(outputs);
+  if (!options.noClobber) return;
+  for (std::size_t i = 0; !options.report.empty() && i < pages.size(); ++i) {
+    outputs.push_back(ReportPathOf(options, i, pages.size()));
+  }
+  CheckAbsence(outputs);
 }
 
 // Pages that are printed one after the other: those of a stream, or a single one.

@@ -55,12 +55,6 @@ void AddSettings(const PrintOptions& options, ReportOptions& report) {
   Add(report, "program", "Corvane " CORVANE_VERSION);
 }
 
-std::string Numbered(const std::string& file, std::size_t number) {
-  const std::filesystem::path path = file;
-  return fmt::format("{}-{:03}{}", (path.parent_path() / path.stem()).string(), number,
-                     path.extension().string());
-}
-
 }  // namespace
 
 void CheckReportOptions(const PrintOptions& options) {
@@ -72,14 +66,21 @@ void CheckReportOptions(const PrintOptions& options) {
   CheckOutputNames({options.report, options.output}, {});
 }
 
+std::filesystem::path ReportPathOf(const PrintOptions& options, std::size_t index,
+                                   std::size_t count) {
+  const std::filesystem::path path = options.report;
+  if (count == 1) return path;
+  return fmt::format("{}-{:03}{}", (path.parent_path() / path.stem()).string(), index + 1,
+                     path.extension().string());
+}
+
 void WriteReports(const PrintOptions& options, const PrintReport& report) {
   if (options.report.empty()) return;
-  std::size_t number = 0;
-  for (const PrintedPage& page : report.pages) {
-    ++number;
+  for (std::size_t i = 0; i < report.pages.size(); ++i) {
+    const PrintedPage& page = report.pages[i];
     ReportOptions made;
     made.prints = {page.files[0]};
-    made.output = report.pages.size() > 1 ? Numbered(options.report, number) : options.report;
+    made.output = ReportPathOf(options, i, report.pages.size()).string();
     made.media = options.media;
     made.inks = options.preview.inks;
     made.warnings = report.remarks;

@@ -352,7 +352,7 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--fit", "--scale", "50"}, "--fit excludes --scale"},
       {{"--margins", "6"}, photo_ + ": --margins and --position leave nothing"},
       {{"--rotate", "45"}, "--rotate: "},
-      {{"--mode", "8", "--mode", "12"}, "--mode: is given more than once"},
+      {{"--mode", "8", "--mode", "12"}, "--mode: can be given only once"},
       {{"--preview-zoom", "1,1,5,5"}, "--preview-dpi, --preview-zoom and --preview-only need"},
       {{"--preview-dpi", "99"}, "--preview-dpi, --preview-zoom and --preview-only need"},
       {{"--preview", folder_.File("x.jpg")},
@@ -424,6 +424,10 @@ TEST(Modes, ListsEveryModeOnce) {
   const std::string table = Output({"modes"});
   for (const auto& mode : modes) {
     EXPECT_THAT(table, HasSubstr(mode["name"].get<std::string>()));
+  const std::string report = folder_.Write("report.html", "mine");
+  EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("new.tif"), "-m", "8", "--no-clobber",
+                         "--report", report}),
+              HasSubstr("report.html: is there already"));
     ASSERT_EQ(mode["alternateModes"].size(), 3u);
   }
   EXPECT_THAT(table, HasSubstr("no black plane"));
