@@ -595,7 +595,9 @@ void AddPrint(CLI::App& app, Command* chosen) {
   CLI::App* command = app.add_subcommand("print", "Prints images and documents to printhead data");
   command
       ->add_option("INPUT", options->inputs,
-                   "Images and documents; each page of each is a page; - is the standard input")
+                   "Images and documents, or folders of them; each page of each is a page; - is "
+                   "the standard "
+                   "input")
       ->required()
       ->type_name("");
   command
@@ -652,11 +654,11 @@ void AddJobMake(CLI::App& job, Command* chosen) {
   JobMakeOptions* options = &arguments->job;
   CLI::App* command = job.add_subcommand("make", "Lists the pages of a job and how to print them");
   command->add_option("JOB", options->manifest, "File to make")->required()->type_name("");
-  CLI::Option* inputs =
-      command
-          ->add_option("PAGES", options->inputs,
-                       "Images, or patterns such as 'queue/*.tif'; - reads a list of images")
-          ->type_name("");
+  CLI::Option* inputs = command
+                            ->add_option("PAGES", options->inputs,
+                                         "Images, folders of them, or patterns such as "
+                                         "'queue/*.tif'; - reads a list of images")
+                            ->type_name("");
   command
       ->add_option("--csv", options->csv,
                    "Reads a page a line; the columns are \"input\" and long names of options")

@@ -14,6 +14,7 @@
 #include "app/commands/job.h"
 #include "app/commands/print.h"
 #include "app/commands/print_settings.h"
+#include "app/image/folder.h"
 #include "app/jobs/csv.h"
 #include "app/jobs/digest.h"
 #include "app/support/failure.h"
@@ -57,10 +58,13 @@ void TakeList(std::istream& list, const PrintSettings& settings, const RequestRe
 
 void TakeInputs(const JobMakeOptions& options, const RequestReceiver& receiver) {
   for (const std::string& input : options.inputs) {
+    std::error_code ignored;
     if (input == "-") {
       TakeList(std::cin, options.settings, receiver);
     } else if (IsPattern(input)) {
       for (const std::string& file : FilesOf(input)) receiver(file, options.settings);
+    } else if (fs::is_directory(input, ignored)) {
+      for (const std::string& file : PrintableFilesIn(input)) receiver(file, options.settings);
     } else {
       receiver(input, options.settings);
     }

@@ -25,6 +25,7 @@
 #include "app/commands/print_report.h"
 #include "app/commands/standard_input.h"
 #include "app/document/renderer.h"
+#include "app/image/folder.h"
 #include "app/image/ink_planes.h"
 #include "app/image/kind.h"
 #include "app/image/page_stream.h"
@@ -850,6 +851,19 @@ void ComplainOf(const PrintReport& report) {
       fmt::format("{} of {} pages not printed: {}", titles.size(), pages, fmt::join(titles, "; ")));
 }
 
+// Puts the files of a folder in its place.
+void OpenFolders(PrintOptions& options) {
+  std::vector<std::string> inputs;
+  for (const std::string& input : options.inputs) {
+    std::error_code ignored;
+    const bool folder = !options.separations && fs::is_directory(input, ignored);
+    const std::vector<std::string> files =
+        folder ? PrintableFilesIn(input) : std::vector<std::string>{input};
+    inputs.insert(inputs.end(), files.begin(), files.end());
+  }
+  options.inputs = std::move(inputs);
+}
+
 // Opens the standard input where it is named. A stream of which one page is wanted is read as it
 // comes; everything else is stored first, and its path stands for it.
 void OpenStandardInput(PrintOptions& options) {
@@ -881,8 +895,9 @@ PrintReport PrintOpened(const PrintOptions& options) {
 }  // namespace
 
 PrintReport Print(const PrintOptions& options) {
-  CheckTogether(options);
   PrintOptions opened = options;
+  OpenFolders(opened);
+  CheckTogether(opened);
   OpenStandardInput(opened);
   try {
     return PrintOpened(opened);

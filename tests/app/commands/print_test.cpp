@@ -264,6 +264,24 @@ TEST_F(PrintTest, TurnsImagesAndTheirTags) {
               printed({"--rotate", "90", "--position", "top"}));
 }
 
+TEST_F(PrintTest, TakesTheFilesOfAFolder) {
+  const std::string good = ReadFile(photo_), queue = folder_.File("queue");
+  std::filesystem::create_directories(queue + "/below");
+  for (const char* name : {"10.png", "9.png", "b.png", ".hidden.png", "below/c.png"}) {
+    WriteFile(queue + "/" + name, good);
+  }
+  WriteFile(queue + "/notes.txt", "no image");
+  const auto report = nlohmann::json::parse(
+      Output({"print", queue, "-o", out_, "-m", "8", "--paper", "12x17mm", "--json", "-q"}));
+  std::vector<std::string> images;
+  for (const auto& page : report["pages"]) images.push_back(page["image"]);
+  EXPECT_EQ(images, (std::vector{queue + "/9.png", queue + "/10.png", queue + "/b.png"}));
+  EXPECT_THAT(Output({"job", "make", folder_.File("day.job"), queue}), HasSubstr("3 pages"));
+  std::filesystem::create_directory(folder_.File("none"));
+  EXPECT_THAT(Complaint({"print", photo_, folder_.File("none"), "-o", out_}),
+              HasSubstr("none: holds no picture or document"));
+}
+
 TEST_F(PrintTest, RecordsWhatReplaySends) {
   RunCorvane(Arguments({"-m", "8", "--format", "raw", "--record", folder_.File("page.jsonl")}));
   const auto sidecar = nlohmann::json::parse(ReadFile(out_ + "photo.json"));
@@ -406,6 +424,10 @@ TEST_F(PrintTest, KeepsOlderFilesWhenAsked) {
   EXPECT_THAT(Complaint(Arguments({"-m", "8", "--no-clobber"})),
               HasSubstr("photo.tif: is there already"));
   EXPECT_EQ(ReadFile(out_ + "photo.tif"), "mine");
+  const std::string report = folder_.Write("report.html", "mine");
+  EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("new.tif"), "-m", "8", "--no-clobber",
+                         "--report", report}),
+              HasSubstr("report.html: is there already"));
   RunCorvane(Arguments({"-m", "8"}));
   EXPECT_NE(ReadFile(out_ + "photo.tif"), "mine");
 }
@@ -424,10 +446,6 @@ TEST(Modes, ListsEveryModeOnce) {
   const std::string table = Output({"modes"});
   for (const auto& mode : modes) {
     EXPECT_THAT(table, HasSubstr(mode["name"].get<std::string>()));
-  const std::string report = folder_.Write("report.html", "mine");
-  EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("new.tif"), "-m", "8", "--no-clobber",
-                         "--report", report}),
-              HasSubstr("report.html: is there already"));
     ASSERT_EQ(mode["alternateModes"].size(), 3u);
   }
   EXPECT_THAT(table, HasSubstr("no black plane"));
