@@ -87,7 +87,7 @@ PageJob JobOf(const InkPage& page, const std::string& name, const PaperSize& pap
     inks.push_back(plane.ink);
     job.inks.push_back(plane.name);
   }
-  job.openInks = [page, inks] { return std::make_unique<InkPageRows>(page, inks); };
+  job.openRows = [page, inks] { return std::make_unique<InkPageRows>(page, inks); };
   return job;
 }
 

@@ -617,12 +617,18 @@ void AddPrint(CLI::App& app, Command* chosen) {
   AddProgress(*command, options->progress);
   command->add_flag("--json", options->json, "The summary as JSON");
   AddPrintSettings(*command, *options, *fit);
+  command
+      ->add_option("--nup", options->nup,
+                   "Pages on a sheet, in reading order: 2, 4, 6, 9, 16, or COLUMNSxROWS")
+      ->type_name("N|CxR")
+      ->group("Placing");
   CLI::Option* separations = command->add_flag(
       "--separations", options->separations,
       "The inputs are ink planes: files of --contone, or raw ones with their JSON");
-  for (const char* unused : {"--paper", "--landscape", "--fit", "--scale", "--margins",
-                             "--borderless", "--rotate", "--position", "--tags", "--color-table",
-                             "--quality", "--intent", "--preference", "--paper-characteristics"}) {
+  for (const char* unused :
+       {"--paper", "--landscape", "--fit", "--scale", "--margins", "--borderless", "--rotate",
+        "--position", "--nup", "--tags", "--color-table", "--quality", "--intent", "--preference",
+        "--paper-characteristics"}) {
     separations->excludes(command->get_option(unused));
   }
   command

@@ -15,11 +15,13 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "app/chain/message_recorder.h"
+#include "app/commands/placed_page.h"
 #include "app/commands/print_check.h"
 #include "app/commands/print_page.h"
 #include "app/commands/print_report.h"
@@ -33,6 +35,7 @@
 #include "app/inks/drop_counter.h"
 #include "app/output/raw.h"
 #include "app/output/tiff.h"
+#include "app/page/cells.h"
 #include "app/page/page_ranges.h"
 #include "app/page/paper.h"
 #include "app/page/place.h"
@@ -149,8 +152,8 @@ void CheckTogether(const PrintOptions& options) {
   if (options.diagnostics.empty() && (options.saveRgb || options.points)) {
     throw UsageFailure("--save-rgb and --points need the folder of --diagnostics");
   }
-  if (NamesMask(options) && options.inputs.size() > 1) {
-    throw UsageFailure("--tags belong to one input");
+  if (NamesMask(options) && (options.inputs.size() > 1 || !options.nup.empty())) {
+    throw UsageFailure("--tags belong to one input, on a sheet of its own");
   }
   const PreviewOptions& preview = options.preview;
   const bool draws = !preview.picture.empty() || !preview.inkMap.empty();
@@ -227,6 +230,10 @@ struct PlannedPage {
   std::shared_ptr<Document> document;  // that it is rendered from; null: none
   DocumentPage documentPage;
   double drawnScale = 1;  // of that page
+  PaperSize drawnSize = {};
+  bool tagged = false;             // its pixels say what they show
+  std::vector<PlannedPage> cells;  // pages that share this sheet, each on one of its cell's size
+  std::vector<SheetArea> areas;    // where those may lie
   std::string problem;  // why it cannot be printed, if that is known; a place among the names stays
 };
 
@@ -256,9 +263,11 @@ PlannedPage PlanSeparations(const PrintOptions& options, const PageSettings& set
   return planned;
 }
 
-// Gives a page the sheet that it is made for, which turns with it.
-void TakePaper(PaperSize own, PlannedPage& planned) {
-  if (IsSideways(planned.job.placing.degrees)) std::swap(own.widthMm, own.heightMm);
+// Gives a page the sheet that it is made for, which turns with it unless it is shared.
+void TakePaper(const PrintOptions& options, PaperSize own, PlannedPage& planned) {
+  if (IsSideways(planned.job.placing.degrees) && options.nup.empty()) {
+    std::swap(own.widthMm, own.heightMm);
+  }
   planned.job.paper = std::move(own);
 }
 
@@ -280,7 +289,8 @@ void TakeWishes(const PrintOptions& options, const StreamedPage& page, PlannedPa
   planned.collated = page.collated;
   if (!HasOwnPaper(options) || page.mediaWidthMm <= 0 || page.mediaHeightMm <= 0) return;
   try {
-    TakePaper(MakePaperSize(planned.job.image, page.mediaWidthMm, page.mediaHeightMm), planned);
+    TakePaper(options, MakePaperSize(planned.job.image, page.mediaWidthMm, page.mediaHeightMm),
+              planned);
   } catch (const UsageFailure& failure) {
     planned.problem = failure.what();
   }
@@ -292,7 +302,6 @@ PlannedPage PlanStandardInput(const PrintOptions& options, const PageSettings& s
   PlannedPage planned = PlanPage(options, settings, colorTable, StandardInput::kName, 0);
   planned.streamed = planned.isStandardInput = true;
   TakeWishes(options, options.standardInput->FirstPage(), planned);
-  CheckRoom(options, planned);
   planned.job.title = options.untitled ? "" : StandardInput::kName;
   return planned;
 }
@@ -321,8 +330,11 @@ std::vector<PlannedPage> PlanImage(const PrintOptions& options, const PageSettin
   for (const int page : WantedPages(options, input, count)) {
     PlannedPage planned = PlanPage(options, settings, colorTable, input, page);
     planned.streamed = streamed;
-    if (streamed) TakeWishes(options, headers[static_cast<std::size_t>(page)], planned);
-    CheckRoom(options, planned);
+    if (streamed) {
+      const StreamedPage& header = headers[static_cast<std::size_t>(page)];
+      TakeWishes(options, header, planned);
+      planned.tagged = planned.job.ownTags && header.image.form.tagged;
+    }
     planned.job.title = count > 1 ? fmt::format("{}, page {}", input, page + 1) : input;
     pages.push_back(std::move(planned));
   }
@@ -341,21 +353,26 @@ double FittingScale(const PaperSize& page, const PaperSize& paper, const ImagePl
 }
 
 // How a page of a document is drawn, so that its pixels are the sheet's.
-void PlaceDrawing(const PaperSize& own, PlannedPage& planned) {
+void PlaceDrawing(PlannedPage& planned) {
   ImagePlacing& placing = planned.job.placing;
+  constexpr double kPerInch = 100 * kMillimetresPerInch;
   const auto hundredths = [](double millimetres) {
     return static_cast<std::uint32_t>(std::lround(millimetres * 100));
   };
-  constexpr double kDpiOfHundredths = kMillimetresPerInch * 100;
-  placing.degrees = DegreesOf(
-      placing,
-      {hundredths(own.widthMm), hundredths(own.heightMm), kDpiOfHundredths, kDpiOfHundredths},
-      SheetOf(planned.job));
-  PaperSize turned = own;
-  if (IsSideways(placing.degrees)) std::swap(turned.widthMm, turned.heightMm);
+  PaperSize size = planned.drawnSize;
+  placing.degrees =
+      DegreesOf(placing, {hundredths(size.widthMm), hundredths(size.heightMm), kPerInch, kPerInch},
+                SheetOf(planned.job));
+  if (IsSideways(placing.degrees)) std::swap(size.widthMm, size.heightMm);
   planned.drawnScale =
-      placing.scale ? *placing.scale : FittingScale(turned, planned.job.paper, placing);
+      placing.scale ? *placing.scale : FittingScale(size, planned.job.paper, placing);
   placing.scale = 1;
+}
+
+// When its sheet is known.
+void Place(const PrintOptions& options, PlannedPage& planned) {
+  CheckRoom(options, planned);
+  if (planned.document && planned.problem.empty()) PlaceDrawing(planned);
 }
 
 std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSettings& settings,
@@ -374,15 +391,13 @@ std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSet
     planned.documentPage = sizes[static_cast<std::size_t>(page)];
     planned.collated = true;
     planned.job.title = count > 1 ? fmt::format("{}, page {}", input, page + 1) : input;
-    PaperSize own;
+    planned.tagged = planned.job.ownTags;
     try {
-      own = PaperOf(planned.documentPage, planned.job.title);
-      if (HasOwnPaper(options)) TakePaper(own, planned);
+      planned.drawnSize = PaperOf(planned.documentPage, planned.job.title);
+      if (HasOwnPaper(options)) TakePaper(options, planned.drawnSize, planned);
     } catch (const UsageFailure& failure) {
       planned.problem = failure.what();
     }
-    CheckRoom(options, planned);
-    if (planned.problem.empty()) PlaceDrawing(own, planned);
     pages.push_back(std::move(planned));
   }
   return pages;
@@ -425,7 +440,7 @@ std::vector<PlannedPage> PlanInput(const PrintOptions& options, const PageSettin
     return {PlanStandardInput(options, settings, colorTable)};
   }
   if (options.separations) {
-    return WithCopies(options, {PlanSeparations(options, settings, input)});
+    return {PlanSeparations(options, settings, input)};
   }
   std::vector<PlannedPage> pages = IsDocument(KindOfFile(input))
                                        ? PlanDocument(options, settings, colorTable, input)
@@ -436,7 +451,47 @@ std::vector<PlannedPage> PlanInput(const PrintOptions& options, const PageSettin
   for (PlannedPage& page : pages) {
     if (options.untitled) page.job.title.clear();
   }
-  return WithCopies(options, std::move(pages));
+  return pages;
+}
+
+// The sheet that these pages share. It is of the first one's size.
+PlannedPage ShareSheet(const PrintOptions& options, std::span<const PlannedPage> pages) {
+  const PageJob& first = pages[0].job;
+  PlannedPage sheet = PlanPage(options, first.settings, first.colorTable, first.image, first.page);
+  sheet.collated = true;
+  sheet.job.paper = first.paper;
+  sheet.job.placing = {.margins = sheet.job.placing.margins};
+  sheet.job.title =
+      pages.size() > 1 ? fmt::format("{} and {} more", first.title, pages.size() - 1) : first.title;
+  CheckRoom(options, sheet);
+  if (!sheet.problem.empty()) return sheet;
+  const Sheet size = SheetOf(sheet.job);
+  const SheetArea area = AreaOn(size, sheet.job.placing.margins);
+  const bool wide = area.width / size.horizontalDpi > area.height / size.verticalDpi;
+  sheet.areas = CellsOf(area, ParseGrid(options.nup, wide));
+  for (const PlannedPage& page : pages) {
+    PlannedPage& cell = sheet.cells.emplace_back(page);
+    const SheetArea& own = sheet.areas[sheet.cells.size() - 1];
+    cell.job.paper.widthMm = own.width / size.horizontalDpi * kMillimetresPerInch;
+    cell.job.paper.heightMm = own.height / size.verticalDpi * kMillimetresPerInch;
+    cell.job.placing.margins = {};
+    Place(options, cell);
+    if (sheet.problem.empty()) sheet.problem = cell.problem;
+    if (cell.document) sheet.document = cell.document;
+    sheet.tagged = sheet.tagged || cell.tagged;
+  }
+  return sheet;
+}
+
+std::vector<PlannedPage> ShareSheets(const PrintOptions& options,
+                                     const std::vector<PlannedPage>& pages) {
+  const std::size_t most = ParseGrid(options.nup, false).Cells();
+  std::vector<PlannedPage> sheets;
+  for (std::size_t at = 0; at < pages.size(); at += most) {
+    sheets.push_back(
+        ShareSheet(options, std::span(pages).subspan(at, std::min(most, pages.size() - at))));
+  }
+  return WithCopies(options, std::move(sheets));
 }
 
 std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettings& settings,
@@ -446,6 +501,7 @@ std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettin
     try {
       std::vector<PlannedPage> more =
           NamingMemory(input, [&] { return PlanInput(options, settings, colorTable, input); });
+      if (options.nup.empty()) more = WithCopies(options, std::move(more));
       std::move(more.begin(), more.end(), std::back_inserter(pages));
     } catch (const UsageFailure&) {
       throw;
@@ -456,6 +512,8 @@ std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettin
       pages.back().problem = failure.what();
     }
   }
+  if (!options.nup.empty()) return ShareSheets(options, pages);
+  for (PlannedPage& page : pages) Place(options, page);
   return pages;
 }
 
@@ -559,6 +617,23 @@ std::vector<PageGroup> GroupPages(const std::vector<PlannedPage>& pages, int job
 
 // ---------------------------------------------------------------------------------------------
 // One page with its files.
+
+// What a page is among those that say it pixel by pixel.
+std::uint8_t TagOf(const PageJob& job) {
+  const bool graphic = job.settings.pageIntent == SettingValue(kPageIntent, "graphic");
+  return graphic ? kGraphicsTag : kPhotoTag;
+}
+
+// Reads a page with a tag for each pixel where `bytesPerPixel` is 4: `tag` where it has none.
+void ReadTagged(PlacedPage& page, std::uint32_t width, std::size_t bytesPerPixel, std::uint8_t tag,
+                const CellRows::RowReceiver& receiver) {
+  if (page.BytesPerPixel() == bytesPerPixel) return page.Read(receiver);
+  std::vector<std::uint8_t> tagged(bytesPerPixel * width, tag);
+  page.Read([&](const std::uint8_t* row) {
+    for (std::size_t x = 0; x < width; ++x) std::copy_n(row + 3 * x, 3, &tagged[bytesPerPixel * x]);
+    receiver(tagged.data());
+  });
+}
 
 int EncoderThreads(const PrintOptions& options) {
   constexpr int kMost = 8;
@@ -720,15 +795,20 @@ class PrintRun {
 
   // A group while it is printed.
   struct GroupReading {
-    const PageGroup& group;
-    std::unique_ptr<PageStream> stream;  // null: not opened yet
+    const std::vector<PlannedPage>& pages;
+    PageGroup group;
+    std::unique_ptr<PageStream> stream = nullptr;  // null: not opened yet
   };
 
   void PrintGroup(const PageGroup& group) {
-    GroupReading reading = {group, nullptr};
+    GroupReading reading = {pages_, group};
     for (std::size_t i = group.first; i < group.first + group.count && !failed_; ++i) {
       keepsPages_ ? PrintAndKeep(i, reading) : PrintOne(i, staged_[i], reading);
     }
+    TakeRemarks(reading);
+  }
+
+  void TakeRemarks(GroupReading& reading) {
     const std::string remarks = reading.stream && !failed_ ? reading.stream->Remarks() : "";
     if (remarks.empty()) return;
     const std::lock_guard lock(mutex_);
@@ -737,7 +817,7 @@ class PrintRun {
 
   // Goes to a page, from where the group has been read to.
   void GoTo(std::size_t index, GroupReading& reading) {
-    const PlannedPage& page = pages_[index];
+    const PlannedPage& page = reading.pages[index];
     if (page.isStandardInput) {
       reading.stream = options_.standardInput->TakeStream();
       return;
@@ -752,13 +832,39 @@ class PrintRun {
       rendering.scale = page.drawnScale;
       rendering.ahead = options_.jobs == 1;
       for (std::size_t i = index; i < reading.group.first + reading.group.count; ++i) {
-        rendering.pages.push_back({pages_[i].job.page, pages_[i].documentPage});
+        rendering.pages.push_back({reading.pages[i].job.page, reading.pages[i].documentPage});
       }
       reading.stream = page.document->Render(rendering);
     } else if (!reading.stream) {
       reading.stream = OpenPageStream(page.job.image);
     }
     reading.stream->GoTo(page.job.page);
+  }
+
+  // The rows of a sheet that pages share.
+  std::unique_ptr<RowSource> RowsOfCells(const PlannedPage& sheet) {
+    const std::size_t bytesPerPixel = sheet.tagged ? 4 : 3;
+    auto reading = std::make_shared<GroupReading>(sheet.cells, PageGroup{0, 0});
+    const auto read = [=, this, &sheet](std::size_t index, const CellRows::RowReceiver& receiver) {
+      const PageJob& job = sheet.cells[index].job;
+      NamingMemory(job.image, [&] {
+        GoToCell(index, *reading);
+        PlacedPage page(job, reading->stream.get(), SheetOf(job));
+        ReadTagged(page, SheetOf(job).width, bytesPerPixel, TagOf(job), receiver);
+      });
+      if (index + 1 == reading->group.first + reading->group.count) TakeRemarks(*reading);
+    };
+    return std::make_unique<CellRows>(SheetOf(sheet.job), sheet.areas, sheet.cells.size(),
+                                      bytesPerPixel, read);
+  }
+
+  void GoToCell(std::size_t index, GroupReading& reading) {
+    for (const PageGroup& group : GroupPages(reading.pages, 1)) {
+      if (index != group.first) continue;
+      reading.group = group;
+      reading.stream.reset();
+    }
+    if (reading.pages[index].streamed) GoTo(index, reading);
   }
 
   // A page whose files have their names as soon as they are done; one that fails is reported.
@@ -803,7 +909,9 @@ class PrintRun {
       receivers.beforeSend = [this](ZCOM::QObject& message) { recorder_->Record(message); };
     }
     Chain chain(library_, setup_);
-    PrintPage(page.job, reading.stream.get(), chain, receivers);
+    PageJob job = page.job;
+    if (!page.cells.empty()) job.openRows = [&] { return RowsOfCells(page); };
+    PrintPage(job, reading.stream.get(), chain, receivers);
     CheckDiagnostics(options_.diagnostics);
     if (page.isStandardInput && reading.stream->Next()) {
       throw Failure(std::string(StandardInput::kName) +
@@ -813,6 +921,9 @@ class PrintRun {
     PrintedPage& printed = report_.pages[index];
     printed.image = NameOf(options_, page.job.image);
     printed.page = page.job.page;
+    for (const PlannedPage& cell : page.cells) {
+      printed.cells.emplace_back(NameOf(options_, cell.job.image), cell.job.page);
+    }
     printed.copies = page.copies;
     printed.copy = page.copy;
     printed.files = files.Names();
@@ -873,7 +984,7 @@ void OpenStandardInput(PrintOptions& options) {
   options.standardInput = std::make_shared<StandardInput>();
   const bool onePage = options.inputs.size() == 1 && !IsFolder(options.output) &&
                        options.onlyPage == 0 && options.pages.empty() && options.copies <= 1 &&
-                       !options.separations;
+                       !options.separations && options.nup.empty();
   if (onePage && options.standardInput->IsPageStream()) return;
   *named = options.standardInput->Store();
 }

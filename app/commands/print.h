@@ -40,6 +40,7 @@ struct PrintOptions {
   std::string paper = "auto";  // a document's own, A4 for images
   bool landscape = false;
   PlacingOptions placing;
+  std::string nup;   // pages on a sheet; empty: each has its own
   std::string tags;  // a mask; empty: those that the input has; "none": not even those
 
   std::string password;              // of PDF documents

@@ -21,9 +21,13 @@ void Add(ReportOptions& report, const char* name, const std::string& value) {
   if (!value.empty()) report.facts.emplace_back(name, value);
 }
 
-// What the image asks for, if it is one: a document or ink planes have no colours to hold the print
-// against, and overspray moves the sheet.
+// What the image asks for, if it is one: a document, ink planes and several pages on a sheet have
+// no colours to hold the print against, and overspray moves the sheet.
 void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOptions& report) {
+  for (const auto& [image, number] : page.cells) {
+    Add(report, "image", fmt::format("{}, page {}", image, number + 1));
+  }
+  if (!page.cells.empty()) return;
   Add(report, "image", fmt::format("{}, page {}", page.image, page.page + 1));
   if (options.separations || page.image == "-") return;
   try {

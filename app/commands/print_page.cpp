@@ -10,11 +10,7 @@
 #include <thread>
 #include <utility>
 
-#include "app/image/ink_planes.h"
-#include "app/image/reader.h"
-#include "app/image/srgb.h"
-#include "app/image/tags.h"
-#include "app/page/placed_image.h"
+#include "app/commands/placed_page.h"
 #include "app/page/planes.h"
 #include "app/page/queue.h"
 #include "app/support/failure.h"
@@ -37,26 +33,11 @@ std::uint32_t WidthWithOverspray(const PageJob& job, const Sheet& sheet) {
 // ---------------------------------------------------------------------------------------------
 // The reading side: the sheet's rows, from a thread of their own.
 
-PlacedImage OpenImageOf(const PageJob& job, PageStream* stream, const Sheet& sheet) {
-  std::unique_ptr<ImageReader> image =
-      stream != nullptr ? ReaderOfPage(*stream) : OpenImage(job.image, job.page);
-  const bool tagged = image->Info().form.tagged;
-  PlacedImage placed = OpenPlaced(std::move(image), sheet, job.placing);
-  if (tagged && (!job.ownTags || !job.tags.empty())) placed.rows = DropTags(std::move(placed.rows));
-  return placed;
-}
-
 class SheetReader {
  public:
   // A prompt reader lets rows go on as they come, in groups that differ from time to time.
   SheetReader(const PageJob& job, PageStream* stream, const Sheet& sheet, bool prompt)
-      : sheet_(sheet) {
-    if (IsSeparated(job)) {
-      OpenInks(job);
-    } else {
-      OpenColours(job, stream);
-    }
-    queue_ = std::make_unique<RowQueue>(BytesPerPixel() * sheet.width, prompt);
+      : page_(job, stream, sheet), queue_(page_.BytesPerPixel() * sheet.width, prompt) {
     try {
       thread_ = std::thread([this] { Read(); });
     } catch (const std::system_error&) {
@@ -65,89 +46,32 @@ class SheetReader {
   }
 
   ~SheetReader() {
-    queue_->GiveUp();
+    queue_.GiveUp();
     thread_.join();
   }
 
-  bool Tagged() const { return tagged_; }
-  // Of inks a byte each, plane after plane in a row.
-  std::size_t BytesPerPixel() const { return tags_ ? 4 : image_->BytesPerPixel(); }
+  const PlacedPage& Page() const { return page_; }
 
   // The sheet's next rows; none behind the last.
-  RowQueue::Rows NextRows() { return queue_->Pop(); }
+  RowQueue::Rows NextRows() { return queue_.Pop(); }
 
  private:
   struct GaveUp {};
 
-  void OpenInks(const PageJob& job) {
-    image_ = job.openInks ? job.openInks() : MakeInkRows(OpenInkPlanes(job.image), job.inks);
-    if (image_->Width() != sheet_.width || image_->Height() != sheet_.height) {
-      throw Failure(job.image + ": has changed while it was printed");
-    }
-    placement_.width = sheet_.width;
-    placement_.height = sheet_.height;
-    placement_.sameSize = true;
-  }
-
-  void OpenColours(const PageJob& job, PageStream* stream) {
-    PlacedImage image = OpenImageOf(job, stream, sheet_);
-    image_ = std::move(image.rows);
-    placement_ = image.placement;
-    if (!job.tags.empty()) OpenTags(job, image.degrees);
-    tagged_ = tags_ || image_->BytesPerPixel() == 4;
-    // Resampling knows colours alone.
-    if (image_->BytesPerPixel() == 4 && !placement_.sameSize) {
-      ColoursAndTags split = SplitTags(std::move(image_));
-      image_ = std::move(split.colours);
-      TakeTags(std::move(split.tags));
-    }
-  }
-
-  void OpenTags(const PageJob& job, int degrees) {
-    std::unique_ptr<ImageReader> mask = OpenImage(job.tags);
-    const int orientation = TurnedOrientation(mask->Info().orientation, degrees);
-    auto tags = MakeUprightRows(MakeGreyRows(std::move(mask)), orientation);
-    if (tags->Width() != image_->Width() || tags->Height() != image_->Height()) {
-      throw Failure(fmt::format("{}: {} x {} tags do not fit {} x {} pixels", job.tags,
-                                tags->Width(), tags->Height(), image_->Width(), image_->Height()));
-    }
-    TakeTags(std::move(tags));
-  }
-
-  void TakeTags(std::unique_ptr<RowSource> tags) {
-    tags_ = std::make_unique<PlacedTags>(std::move(tags), placement_, sheet_);
-    tagRow_.resize(sheet_.width);
-    taggedRow_.resize(std::size_t{4} * sheet_.width);
-  }
-
   void Read() {
     try {
-      PlaceRows(*image_, placement_, sheet_, [this](const std::uint8_t* row) {
-        if (!queue_->Push(tags_ ? WithTags(row) : row)) throw GaveUp();
+      page_.Read([this](const std::uint8_t* row) {
+        if (!queue_.Push(row)) throw GaveUp();
       });
-      queue_->Close();
+      queue_.Close();
     } catch (const GaveUp&) {
     } catch (...) {
-      queue_->Close(std::current_exception());
+      queue_.Close(std::current_exception());
     }
   }
 
-  const std::uint8_t* WithTags(const std::uint8_t* row) {
-    tags_->ReadRow(tagRow_.data());
-    for (std::size_t x = 0; x < sheet_.width; ++x) {
-      for (std::size_t i = 0; i < 3; ++i) taggedRow_[4 * x + i] = row[3 * x + i];
-      taggedRow_[4 * x + 3] = tagRow_[x];
-    }
-    return taggedRow_.data();
-  }
-
-  Sheet sheet_;
-  Placement placement_;
-  std::unique_ptr<RowSource> image_;
-  std::unique_ptr<PlacedTags> tags_;  // where they do not come with the pixels
-  bool tagged_ = false;
-  std::vector<std::uint8_t> tagRow_, taggedRow_;
-  std::unique_ptr<RowQueue> queue_;
+  PlacedPage page_;
+  RowQueue queue_;
   std::thread thread_;
 };
 
@@ -285,14 +209,14 @@ class PageDrive {
 
   void Run() {
     PageSettings settings = job_.settings;
-    settings.tagged = reader_.Tagged();
+    settings.tagged = reader_.Page().Tagged();
     QStartPage start = MakeStartPage(settings, sheet_.width);
     if (Send(start) == 0) throw Failure(job_.image + ": the chain refused the page");
     colours_.RasterFormat = settings.tagged ? kTaggedRgbLayout : kRgbLayout;
     inks_.RasterFormat = kContoneLayout;
     raster_.EndPixel = sheet_.width;
     raster_.Width = sheet_.width;
-    raster_.RowBytes = static_cast<std::uint32_t>(reader_.BytesPerPixel() * sheet_.width);
+    raster_.RowBytes = static_cast<std::uint32_t>(reader_.Page().BytesPerPixel() * sheet_.width);
     reuses_ ? SendChangedRows() : SendAllRows();
     ZCOM::QObject end(kEndPageMessage);
     Send(end);
@@ -339,7 +263,8 @@ class PageDrive {
 
   void SendChangedRows() {
     // Whether an input has tags of its own shows when it is opened, and not in the key.
-    matcher_.emplace(*receivers_.forms, receivers_.formKey + (reader_.Tagged() ? "+tags" : ""));
+    matcher_.emplace(*receivers_.forms,
+                     receivers_.formKey + (reader_.Page().Tagged() ? "+tags" : ""));
     matcher_->Start(chain_.State());
     for (RowQueue::Rows rows; (rows = reader_.NextRows()).count > 0;) {
       const PrintedForm* form = matcher_->Next(rows.data, rows.count * raster_.RowBytes);

@@ -29,7 +29,7 @@ struct PageJob {
   bool ownTags = true;            // takes those that the image has
   std::vector<std::string> inks;  // that the image is separated into, in the order of the mode;
                                   // empty: it has colours
-  std::function<std::unique_ptr<RowSource>()> openInks;  // where they are in no file
+  std::function<std::unique_ptr<RowSource>()> openRows;  // of the sheet, where they are in no file
   PaperSize paper;
   ImagePlacing placing;  // of the image on it
   PageSettings settings;

@@ -69,19 +69,23 @@ Json PageJson(const PrintedPage& page) {
     drops[ink] = use.drops;
     inks[ink] = {{"drops", use.drops}, {"percent", use.percent}, {"nanolitres", use.nanolitres}};
   }
-  return {{"image", page.image},
-          {"page", page.page + 1},
-          {"copy", page.copy},
-          {"copies", page.copies},
-          {"files", page.files},
-          {"mode", static_cast<int>(page.shape.mode->descriptor)},
-          {"modeName", page.shape.mode->name},
-          {"useAlternateModes", page.shape.alternateMode},
-          {"rows", page.shape.rows},
-          {"verticalDpi", page.shape.verticalDpi},
-          {"planes", planes},
-          {"drops", drops},
-          {"inks", inks}};
+  Json json = {{"image", page.image},
+               {"page", page.page + 1},
+               {"copy", page.copy},
+               {"copies", page.copies},
+               {"files", page.files},
+               {"mode", static_cast<int>(page.shape.mode->descriptor)},
+               {"modeName", page.shape.mode->name},
+               {"useAlternateModes", page.shape.alternateMode},
+               {"rows", page.shape.rows},
+               {"verticalDpi", page.shape.verticalDpi},
+               {"planes", planes},
+               {"drops", drops},
+               {"inks", inks}};
+  for (const auto& [image, number] : page.cells) {
+    json["cells"].push_back({{"image", image}, {"page", number + 1}});
+  }
+  return json;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "app/inks/ink_use.h"
@@ -15,7 +16,9 @@ namespace corvane {
 
 struct PrintedPage {
   std::string image;
-  int page = 0;    // of the image, from 0
+  int page = 0;  // of the image, from 0
+  std::vector<std::pair<std::string, int>>
+      cells;       // the same of pages that share the sheet; else none
   int copies = 1;  // that the page asks for
   int copy = 1;    // which of those that are printed this one is
   std::vector<std::string> files;

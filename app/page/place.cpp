@@ -266,15 +266,6 @@ void CopyRows(RowSource& image, const Placement& placement,
   }
 }
 
-// Bare paper: with tags, it is no photograph.
-std::vector<std::uint8_t> WhiteRow(std::uint32_t width, std::size_t bytesPerPixel) {
-  std::vector<std::uint8_t> row(bytesPerPixel * width, kWhite);
-  for (std::size_t tag = 3; bytesPerPixel == 4 && tag < row.size(); tag += 4) {
-    row[tag] = kGraphicsTag;
-  }
-  return row;
-}
-
 }  // namespace
 
 Sheet MakeSheet(const PaperSize& paper, double horizontalDpi, double verticalDpi) {
@@ -348,6 +339,14 @@ Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlac
   placement.sourceTop = down.sourceStart;
   placement.sourceHeight = down.sourceSize;
   return placement;
+}
+
+std::vector<std::uint8_t> WhiteRow(std::uint32_t width, std::size_t bytesPerPixel) {
+  std::vector<std::uint8_t> row(bytesPerPixel * width, kWhite);
+  for (std::size_t tag = 3; bytesPerPixel == 4 && tag < row.size(); tag += 4) {
+    row[tag] = kGraphicsTag;
+  }
+  return row;
 }
 
 void PlaceRows(RowSource& image, const Placement& placement, const Sheet& sheet,

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "app/image/row_source.h"
 #include "app/page/paper.h"
@@ -59,6 +60,9 @@ Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlac
 
 // How far clockwise the image is to be turned: kTurnToFit asks whether it gets larger by that.
 int DegreesOf(const ImagePlacing& placing, const ImageSize& image, const Sheet& sheet);
+
+// A row of bare paper: with a tag as the fourth byte of a pixel it is no photograph.
+std::vector<std::uint8_t> WhiteRow(std::uint32_t width, std::size_t bytesPerPixel);
 
 // Delivers every row of the sheet, from the top, as three bytes a pixel: white outside the image.
 // An image with a tag behind each pixel keeps it, where pixels are copied; others are not taken.

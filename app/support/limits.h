@@ -24,6 +24,8 @@ inline constexpr int kDrawingSide = 20000;       // pixels
 inline constexpr double kPreviewSide = 30000.0;  // pixels
 inline constexpr double kPreviewDpi = 4800.0;
 
+inline constexpr std::uint32_t kCellsAlongSide = 20;  // of a sheet
+
 // Texts and scripts.
 inline constexpr int kJsonLevels = 64;  // what reads a value goes down as deep as it is nested
 inline constexpr std::uint64_t kRasterBytes = std::uint64_t{1} << 30;  // that a row stands for

@@ -264,6 +264,60 @@ TEST_F(PrintTest, TurnsImagesAndTheirTags) {
               printed({"--rotate", "90", "--position", "top"}));
 }
 
+// Pages that share a sheet have the dots of one image that was put together of them.
+TEST_F(PrintTest, PutsPagesOnASheet) {
+  const auto level = [](int x, int y, int c) { return 250 - (x * (c + 1) + y * (3 - c)) / 2; };
+  constexpr int kWidth = 567, kHeight = 401, kLeft[] = {96, 380}, kTop = 140;
+  const std::string whole = folder_.File("whole.png");
+  WritePng(whole,
+           MakeImage(kWidth, kHeight, 3, 8,
+                     [&](int x, int y, int c) {
+                       for (const int left : kLeft) {
+                         if (x >= left && x < left + 90 && y >= kTop && y < kTop + 120) {
+                           return level(x - left, y - kTop, c);
+                         }
+                       }
+                       return 255;
+                     }),
+           {.colourType = 2});
+  const auto printed = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"print", "--json", "-q", "-m", "53", "--scale", "100",
+                                         "--paper", "24x17mm", "-o"});
+    return nlohmann::json::parse(Output(arguments));
+  };
+  const std::string one = folder_.File("one.tif"), shared = folder_.File("shared.tif");
+  printed({one, whole});
+  const auto report = printed({shared, photo_, photo_, "--nup", "2"});
+  EXPECT_EQ(report["pages"][0]["cells"].size(), 2u);
+  EXPECT_EQ(RunCorvane({"compare", one, shared, "-q"}), 0);
+  const auto sheets = printed({out_, photo_, photo_, photo_, "--nup", "2x1", "--copies", "2"});
+  ASSERT_EQ(sheets["pages"].size(), 4u);
+  EXPECT_EQ(sheets["pages"][1]["cells"].size(), 1u);
+  EXPECT_EQ(RunCorvane({"compare", one, out_ + "photo-003.tif", "-q"}), 0);
+}
+
+// Beside a page that says what its pixels show, one that does not is what the settings say.
+TEST_F(PrintTest, PutsTaggedPagesBesideOthers) {
+  const auto contone = [&](char tag, const std::vector<std::string>& more) {
+    std::ofstream file(folder_.File("page.pam"), std::ios::binary);
+    file << "P7 WIDTH 90 HEIGHT 120 MAXVAL 255 DEPTH 4 TUPLTYPE RGB_TAG ENDHDR\n";
+    for (int i = 0; i < 90 * 120; ++i) file << tag << std::string(3, static_cast<char>(i % 90));
+    file.close();
+    std::vector<std::string> arguments = Arguments({"-m", "53", "--contone", "--nup", "2"});
+    arguments.insert(arguments.begin() + 1, folder_.File("page.pam"));
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    RunCorvane(arguments);
+    return ReadFile(out_ + "page-contone.tif");
+  };
+  constexpr char kText = 1, kImage = 2;
+  const std::string photo = contone(kText, {"--tags", "none"});
+  const std::string graphic = contone(kText, {"--tags", "none", "--intent", "graphic"});
+  EXPECT_TRUE(contone(kImage, {}) == photo);
+  EXPECT_TRUE(contone(kText, {"--intent", "graphic"}) == graphic);
+  const std::string mixed = contone(kText, {});
+  EXPECT_TRUE(mixed != photo && mixed != graphic);
+}
+
 TEST_F(PrintTest, TakesTheFilesOfAFolder) {
   const std::string good = ReadFile(photo_), queue = folder_.File("queue");
   std::filesystem::create_directories(queue + "/below");
@@ -370,6 +424,8 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--fit", "--scale", "50"}, "--fit excludes --scale"},
       {{"--margins", "6"}, photo_ + ": --margins and --position leave nothing"},
       {{"--rotate", "45"}, "--rotate: "},
+      {{"--nup", "5"}, "5: no number of pages on a sheet"},
+      {{"--nup", "2", "--tags", photo_}, "--tags belong to one input"},
       {{"--mode", "8", "--mode", "12"}, "--mode: can be given only once"},
       {{"--preview-zoom", "1,1,5,5"}, "--preview-dpi, --preview-zoom and --preview-only need"},
       {{"--preview-dpi", "99"}, "--preview-dpi, --preview-zoom and --preview-only need"},
