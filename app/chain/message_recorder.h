@@ -16,6 +16,9 @@
 
 namespace corvane {
 
+// Of files with such lines, for CheckEnding.
+inline constexpr std::string_view kMessageEndings[] = {".jsonl", ".json"};
+
 // Writes the script that sends a chain's messages again.
 class ScriptRecorder {
  public:

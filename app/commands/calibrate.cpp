@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <vector>
 
 #include "app/calibration/agreement.h"
@@ -14,6 +15,7 @@
 #include "app/calibration/fit.h"
 #include "app/calibration/reference.h"
 #include "app/page/settings.h"
+#include "app/report/report_page.h"
 #include "app/support/failure.h"
 #include "app/support/json.h"
 #include "app/support/message.h"
@@ -22,6 +24,7 @@
 namespace corvane {
 namespace {
 
+constexpr std::string_view kInkEndings[] = {".json"};
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
@@ -39,6 +42,8 @@ void CheckTogether(const CalibrateOptions& options) {
     throw UsageFailure("--verify writes no inks: -o is not taken");
   }
   CheckOutputNames({options.output, options.report}, {options.measurement, options.inks});
+  CheckEnding(options.output, kInkEndings);
+  CheckEnding(options.report, kHtmlEndings);
 }
 
 // The medium that was printed on: a chart goes as far as its medium's limit unless told otherwise.

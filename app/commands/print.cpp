@@ -581,6 +581,7 @@ void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pag
   }
   CheckEnding(options.preview.picture, kPngEndings);
   CheckEnding(options.preview.inkMap, kPngEndings);
+  CheckEnding(options.record, kMessageEndings);
   if (!options.noClobber) return;
   for (std::size_t i = 0; !options.report.empty() && i < pages.size(); ++i) {
     outputs.push_back(ReportPathOf(options, i, pages.size()));

@@ -90,6 +90,7 @@ void AddDefaultColorTable(ChainSetup* setup) {
 
 int RunReplay(const ReplayOptions& options) {
   CheckOutputNames({options.output}, {options.script});
+  CheckEnding(options.output, kMessageEndings);
   UseDiagnosticsFolder(options.diagnostics);
   ScriptReader script(options.script);
   auto line = script.Next();

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
 #include <vector>
 
 #include "app/calibration/profile.h"
@@ -15,6 +16,8 @@
 
 namespace corvane {
 namespace {
+
+constexpr std::string_view kProfileEndings[] = {".icc", ".icm"};
 
 constexpr std::uint32_t kBlackOnly = 0;
 
@@ -38,6 +41,7 @@ TableIndices IndicesFrom(const TableProfileOptions& options) {
 
 int RunTableProfile(const TableProfileOptions& options) {
   CheckOutputNames({options.output}, {options.inks, options.table});
+  CheckEnding(options.output, kProfileEndings);
   const TableIndices indices = IndicesFrom(options);
   const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
   TableFile file(options.table);

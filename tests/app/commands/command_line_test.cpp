@@ -38,6 +38,19 @@ TEST(CommandLine, TakesNoInstructionLevelThatIsNone) {
   before.empty() ? unsetenv("CORVANE_CPU") : setenv("CORVANE_CPU", before.c_str(), 1);
 }
 
+TEST(CommandLine, TakesNoNameOfAnotherFormat) {
+  const std::vector<std::vector<std::string>> kCommands = {
+      {"replay", "page.jsonl", "-o", "out.tif"},
+      {"table", "profile", "-o", "printer.png"},
+      {"calibrate", "measured.ti3", "-o", "inks.html"},
+      {"calibrate", "measured.ti3", "-o", "inks.json", "--report", "fit.pdf"},
+      {"swaths", "--mode", "8", "--png", "plan.svg"},
+      {"report", "print.tif", "-o", "print.pdf"}};
+  for (const auto& command : kCommands) {
+    EXPECT_THAT(Complaint(command), HasSubstr("what is written there is no ")) << command.back();
+  }
+}
+
 // Puts the standard output into a file for as long as it lives.
 class StandardOutputInto {
  public:

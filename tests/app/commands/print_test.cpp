@@ -431,6 +431,8 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--preview-dpi", "99"}, "--preview-dpi, --preview-zoom and --preview-only need"},
       {{"--preview", folder_.File("x.jpg")},
        folder_.File("x.jpg") + ": what is written there is no .jpg file; end its name in .png"},
+      {{"--record", folder_.File("x.png")},
+       folder_.File("x.png") + ": what is written there is no"},
       {{"--points", "--diagnostics", folder_.File("")},
        folder_.File("points.bin") + ": No such file"},
   };

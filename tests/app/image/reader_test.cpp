@@ -228,6 +228,7 @@ TEST(ImageReader, TurnsAnImageAsItsOrientationSays) {
     const auto upright = MakeUprightRows(MakeSrgbRows(std::move(reader)), orientation);
     const Pixels pixels = ReadAll(*upright);
     ASSERT_EQ(static_cast<int>(upright->Width()), orientation < 5 ? kWide : kHigh);
+    EXPECT_EQ(SwapsSides(orientation), orientation >= 5);
     for (int y = 0; y < kHigh; ++y) {
       for (int x = 0; x < kWide; ++x) {
         const auto [column, row] = place(orientation, x, y);
@@ -235,6 +236,14 @@ TEST(ImageReader, TurnsAnImageAsItsOrientationSays) {
                                     static_cast<std::size_t>(column));
         ASSERT_EQ(pixels[at], image.At(x, y, 0)) << x << ", " << y;
       }
+    }
+    // Turning it further is turning what stands upright.
+    for (const int degrees : {90, 180, 270}) {
+      const auto rows = [&] { return MakeSrgbRows(OpenImage(folder.File("image.tif"))); };
+      const auto once = MakeUprightRows(rows(), TurnedOrientation(orientation, degrees));
+      const auto twice =
+          MakeUprightRows(MakeUprightRows(rows(), orientation), TurnedOrientation(1, degrees));
+      EXPECT_EQ(ReadAll(*once), ReadAll(*twice)) << degrees;
     }
   }
 }
