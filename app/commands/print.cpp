@@ -845,7 +845,7 @@ class PrintRun {
   // The rows of a sheet that pages share.
   std::unique_ptr<RowSource> RowsOfCells(const PlannedPage& sheet) {
     const std::size_t bytesPerPixel = sheet.tagged ? 4 : 3;
-    auto reading = std::make_shared<GroupReading>(sheet.cells, PageGroup{0, 0});
+    auto reading = std::make_shared<GroupReading>(GroupReading{sheet.cells, {0, 0}});
     const auto read = [=, this, &sheet](std::size_t index, const CellRows::RowReceiver& receiver) {
       const PageJob& job = sheet.cells[index].job;
       NamingMemory(job.image, [&] {

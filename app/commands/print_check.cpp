@@ -72,7 +72,7 @@ void CheckReportOptions(const PrintOptions& options) {
 
 std::filesystem::path ReportPathOf(const PrintOptions& options, std::size_t index,
                                    std::size_t count) {
-  const std::filesystem::path path = options.report;
+  std::filesystem::path path = options.report;
   if (count == 1) return path;
   return fmt::format("{}-{:03}{}", (path.parent_path() / path.stem()).string(), index + 1,
                      path.extension().string());

@@ -22,8 +22,6 @@
 #include "app/support/failure.h"
 #include "app/support/message.h"
 
-extern char** environ;
-
 namespace corvane {
 namespace {
 
@@ -158,7 +156,8 @@ fs::path FolderOfDevice(const std::string& uri, const DeviceRights& allowed) {
   if (!IsFolderDevice(uri) || !path.is_absolute()) throw Failure(uri + ": is not folder:///PATH");
   if (allowed.folder.empty()) throw Failure(uri + ": the server was started without a folder");
   // Links count for what they lead to, so that nothing leads out.
-  const fs::path root = fs::weakly_canonical(allowed.folder), folder = fs::weakly_canonical(path);
+  const fs::path root = fs::weakly_canonical(allowed.folder);
+  fs::path folder = fs::weakly_canonical(path);
   const auto [end, at] = std::mismatch(root.begin(), root.end(), folder.begin(), folder.end());
   if (end != root.end()) {
     throw Failure(uri + ": is not below the server's folder " + allowed.folder.string());

@@ -13,7 +13,6 @@
 namespace corvane {
 namespace {
 
-constexpr double kFinest = 100;     // cells per inch
 constexpr double kRounding = 1e-6;  // of a cell: sizes are quotients
 
 CellGrid GridOf(double width, double height, double perInch) {
@@ -59,7 +58,7 @@ std::vector<Ink> InksOf(const PageShape& page) {
   std::vector<Ink> inks;
   for (const PlaneShape& plane : page.planes) inks.push_back(plane.ink);
   std::ranges::sort(inks);
-  inks.erase(std::ranges::unique(inks).begin(), inks.end());
+  inks.erase(std::unique(inks.begin(), inks.end()), inks.end());
   return inks;
 }
 
