@@ -13,7 +13,7 @@ namespace {
 
 TEST(Folder, OrdersNamesNaturally) {
   const std::vector<std::string> kNames = {
-      "",   "01", "1",     "2",      "2a",      "10",
+      "",   "01", "1",      "2",      "2a",      "10",
       "a",  "a1", "a2",     "a02b",   "a10",     "a99999999999999999999",
       "aa", "b",  "p1-s10", "p10-s2", "\xc3\xa4"};
   std::vector<std::string> names = kNames;
