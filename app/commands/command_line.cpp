@@ -120,6 +120,25 @@ void AddReference(CLI::App& app, Command* chosen) {
 
 #if defined(CORVANE_IMAGES)
 
+CLI::Option* AddInks(CLI::App& command, std::string& inks) {
+  return command
+      .add_option("--inks", inks, "Ink data (examples/inks.json); without it the built-in set")
+      ->type_name("FILE");
+}
+
+CLI::Option* AddMedia(CLI::App& command, std::string& media) {
+  return command.add_option("--media", media, "Media type: " + SettingChoices(kMediaType))
+      ->type_name("WORD")
+      ->capture_default_str();
+}
+
+CLI::Option* AddAlternateMode(CLI::App& command, int& alternateMode) {
+  return command.add_option("--uam", alternateMode, "Alternate mode: 0, 1 or 2")
+      ->check(CLI::Range(0, 2))
+      ->type_name("N")
+      ->capture_default_str();
+}
+
 void AddBench(CLI::App& app, Command* chosen) {
   auto options = std::make_shared<BenchOptions>();
   CLI::App* command = app.add_subcommand(
@@ -174,8 +193,7 @@ void AddTableShow(CLI::App& table, Command* chosen) {
       ->type_name("R,G,B");
   command->add_option("--chart", options->chart, "Draws the inks along ramps of colours")
       ->type_name("FILE.svg|.png");
-  command->add_option("--inks", options->inks, "Ink data, in place of the built-in set")
-      ->type_name("FILE");
+  AddInks(*command, options->inks);
   command->callback([=] {
     const bool lists = options->rgb.empty() && options->chart.empty();
     if (lists && !options->inks.empty()) throw UsageFailure("--inks needs --rgb or --chart");
@@ -202,8 +220,7 @@ void AddTableCheck(CLI::App& table, Command* chosen) {
   command
       ->add_option("--chart", options->picture, "Draws what a table prints beside what was wanted")
       ->type_name("FILE.svg|.png");
-  command->add_option("--inks", options->inks, "Ink data, in place of the built-in set")
-      ->type_name("FILE");
+  AddInks(*command, options->inks);
   command->add_option("-j,--jobs", options->jobs, "Tables checked at a time; 0: one a processor")
       ->check(CLI::Range(0, limits::kTasksAtATime))
       ->type_name("N")
@@ -222,14 +239,11 @@ void AddTableProfile(CLI::App& table, Command* chosen) {
       "profile", "Writes an ICC profile of what a page's colours become, for soft proofs");
   command->add_option("-o,--output", options->output, "ICC profile")->required()->type_name("FILE");
   AddTableFile(*command, options->table);
-  command->add_option("--inks", options->inks, "Ink data, in place of the built-in set")
-      ->type_name("FILE");
+  AddInks(*command, options->inks);
   command->add_option("-m,--mode", options->mode, "Print mode, by value or name")
       ->type_name("MODE")
       ->capture_default_str();
-  command->add_option("--media", options->media, "Media type: " + SettingChoices(kMediaType))
-      ->type_name("WORD")
-      ->capture_default_str();
+  AddMedia(*command, options->media);
   command
       ->add_option("--quality", options->quality,
                    "Print quality: " + SettingChoices(kPrintQuality) + "; without it the mode's")
@@ -256,8 +270,7 @@ void AddTable(CLI::App& app, Command* chosen) {
   build->add_option("-o,--output", options->output, "Colour-table file")
       ->required()
       ->type_name("FILE");
-  build->add_option("--inks", options->inks, "Ink data, in place of the built-in set")
-      ->type_name("FILE");
+  AddInks(*build, options->inks);
   build->add_option("--curves", options->curves, "Linearisation of the inks")->type_name("FILE");
   build->add_option("--icc", options->iccProfile, "Printer profile that separates the colours")
       ->type_name("PROFILE");
@@ -296,11 +309,7 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
       ->type_name("MODE")
       ->capture_default_str()
       ->group("Page");
-  command.add_option("--uam", options.alternateMode, "Alternate mode: 0, 1 or 2")
-      ->check(CLI::Range(0, 2))
-      ->type_name("N")
-      ->capture_default_str()
-      ->group("Page");
+  AddAlternateMode(command, options.alternateMode)->group("Page");
   setting("--media", options.media, kMediaType, "Media type");
   setting("--quality", options.quality, kPrintQuality,
           "Print quality; without it normal, or best where a nine-ink mode prints no black");
@@ -457,11 +466,7 @@ void AddPreviewOptions(CLI::App& command, PreviewOptions& options, const std::st
                   "Shows a part of the page dot by dot, in millimetres")
       ->type_name("X,Y,W,H")
       ->group("Preview");
-  command
-      .add_option("--inks", options.inks,
-                  "Ink data (examples/inks.json); without it the built-in set")
-      ->type_name("FILE")
-      ->group("Preview");
+  AddInks(command, options.inks)->group("Preview");
   command.add_option("--" + prefix + "only", options.only, "Shows these inks alone, as C,c,K")
       ->type_name("INKS")
       ->group("Preview");
@@ -501,13 +506,8 @@ void AddReport(CLI::App& app, Command* chosen) {
       ->type_name("OUT");
   command->add_flag("--text", options->text, "The numbers at the terminal, and no page unless -o");
   command->add_flag("--json", options->json, "The same as JSON");
-  command->add_option("--media", options->media, "Media type: " + SettingChoices(kMediaType))
-      ->type_name("WORD")
-      ->capture_default_str();
-  command
-      ->add_option("--inks", options->inks,
-                   "Ink data (examples/inks.json); without it the built-in set")
-      ->type_name("FILE");
+  AddMedia(*command, options->media);
+  AddInks(*command, options->inks);
   command->add_option("--prices", options->prices, "What a litre of each ink costs")
       ->type_name("FILE.json");
   command
@@ -540,13 +540,8 @@ void AddCompare(CLI::App& app, Command* chosen) {
   command->add_option("SECOND", options->second, "TIFF file of corvane print")
       ->required()
       ->type_name("");
-  command->add_option("--media", options->media, "Media type: " + SettingChoices(kMediaType))
-      ->type_name("WORD")
-      ->capture_default_str();
-  command
-      ->add_option("--inks", options->inks,
-                   "Ink data (examples/inks.json); without it the built-in set")
-      ->type_name("FILE");
+  AddMedia(*command, options->media);
+  AddInks(*command, options->inks);
   command
       ->add_option("-o,--output", options->output, "Both prints in one page, if they differ (HTML)")
       ->type_name("FILE");
@@ -758,13 +753,8 @@ void AddChart(CLI::App& app, Command* chosen) {
   command->add_option("-m,--mode", options->mode, "Print mode, by value or name (corvane modes)")
       ->type_name("MODE")
       ->capture_default_str();
-  command->add_option("--uam", options->alternateMode, "Alternate mode: 0, 1 or 2")
-      ->check(CLI::Range(0, 2))
-      ->type_name("N")
-      ->capture_default_str();
-  command->add_option("--media", options->media, "Media type: " + SettingChoices(kMediaType))
-      ->type_name("WORD")
-      ->capture_default_str();
+  AddAlternateMode(*command, options->alternateMode);
+  AddMedia(*command, options->media);
   command
       ->add_option("--paper", options->paper, "Sheet: " + PaperSizeNames() + ", or like 210x297mm")
       ->type_name("SIZE")
