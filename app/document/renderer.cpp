@@ -158,6 +158,14 @@ std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<s
   return std::make_unique<Child>(command);
 }
 
+// What a child of the document writes.
+std::unique_ptr<InputStream> OutputOf(Child& child, const OpenedDocument& document) {
+  auto output = std::make_unique<InputStream>(child.TakeOutput(), document.path);
+  output->LimitWait(document.settings.pageSeconds);
+  output->CancelWhen(document.settings.isCancelled);
+  return output;
+}
+
 // What makes the pages into bitmaps on the standard output.
 std::vector<std::string> DrawingTask(const OpenedDocument& document, const std::string& device,
                                      double horizontalDpi, double verticalDpi,
@@ -183,13 +191,12 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
   const auto child = Start(
       document,
       {"-dNODISPLAY", fmt::format("--permit-file-read={}", file), "-c", ListingProgram(file)}, 1);
-  InputStream output(child->TakeOutput(), document.path);
-  output.LimitWait(document.settings.pageSeconds);
+  const auto output = OutputOf(*child, document);
   document.sandboxed = child->Sandboxed();
   std::vector<DocumentPage> pages;
   std::string text;
   char bytes[4096];
-  while (const std::size_t count = output.Read(bytes, sizeof bytes)) {
+  while (const std::size_t count = output->Read(bytes, sizeof bytes)) {
     text.append(bytes, count);
     std::size_t start = 0;
     for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
@@ -209,8 +216,7 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
 std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
   const auto child =
       Start(document, DrawingTask(document, "pgmraw", kListingDpi, kListingDpi, {}), 1);
-  auto output = std::make_unique<InputStream>(child->TakeOutput(), document.path);
-  output->LimitWait(document.settings.pageSeconds);
+  auto output = OutputOf(*child, document);
   document.sandboxed = child->Sandboxed();
   std::vector<DocumentPage> pages;
   if (!output->Peek(1).empty()) {
@@ -235,12 +241,11 @@ Descriptor PdfOfSvg(const OpenedDocument& document) {
   command.limits = {document.settings.memoryBytes, document.settings.pageSeconds};
   command.files = {&document.file};
   Child child(command);
-  InputStream output(child.TakeOutput(), document.path);
-  output.LimitWait(document.settings.pageSeconds);
+  const auto output = OutputOf(child, document);
   ScratchFile pdf;
   std::vector<std::uint8_t> bytes(std::size_t{256} << 10);
   std::uint64_t size = 0;
-  while (const std::size_t more = output.Read(bytes.data(), bytes.size())) {
+  while (const std::size_t more = output->Read(bytes.data(), bytes.size())) {
     pdf.Write(size, bytes.data(), more);
     size += more;
   }
@@ -330,7 +335,7 @@ class RenderedPages : public PageStream {
                        DrawingTask(*document_, "bitrgbtags", DrawnDpi(rendering_.horizontalDpi),
                                    DrawnDpi(rendering_.verticalDpi), PageList(numbers)),
                        numbers.size());
-    auto input = std::make_unique<InputStream>(lane.child->TakeOutput(), document_->path);
+    auto input = OutputOf(*lane.child, *document_);
     lane.input = input.get();
     lane.bitmaps = OpenPnmStream(std::move(input));
   }

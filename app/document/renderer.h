@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@ struct RendererSettings {
   std::uint64_t memoryBytes = std::uint64_t{1} << 30;  // that it may take
   double pageSeconds = 120;  // of waiting, and of processor time on the average, for a page
   std::string password;      // of a PDF
+  std::function<bool()> isCancelled;  // from any thread, while the interpreter is waited for: yes
+                                      // throws InputStream::Cancelled
 };
 
 // A page as it is shown: cropped and turned.

@@ -391,7 +391,9 @@ bool PrintImage(pappl_job_t* job, pappl_device_t* device, void* data) {
 
 void PrintPages(pappl_job_t* job, DeviceJob& output, const pappl_pr_options_t& options,
                 const char* file) {
-  Document document(file, {});
+  RendererSettings renderer;
+  renderer.isCancelled = [job] { return papplJobIsCanceled(job); };
+  Document document(file, renderer);
   const std::vector<DocumentPage> sizes = document.Pages();
   const auto first = static_cast<std::size_t>(std::max(1u, options.first_page));
   const auto last = std::min<std::size_t>(sizes.size(), options.last_page);
@@ -400,24 +402,30 @@ void PrintPages(pappl_job_t* job, DeviceJob& output, const pappl_pr_options_t& o
   output.Output().SetConverter(document.Sandboxed() ? "Ghostscript in a sandbox" : "Ghostscript");
   const PaperSize paper = PaperOf(options);
   const PageSettings& settings = output.Output().Settings();
-  for (std::size_t i = first; i <= last; ++i) {
-    const DocumentPage& size = sizes[i - 1];
+  const auto scaleOf = [&](const DocumentPage& page) {
     const double toMm = kMillimetresPerInch / kPointsPerInch;
+    return ScaleOn(paper, page.widthPoints * toMm, page.heightPoints * toMm, options.print_scaling);
+  };
+  for (std::size_t i = first; i <= last;) {
+    // One run of the interpreter makes all pages that follow one another and are scaled alike.
     Rendering rendering;
-    rendering.pages = {{static_cast<int>(i - 1), size}};
     rendering.horizontalDpi = settings.horizontalDpi;
     rendering.verticalDpi = settings.verticalDpi;
-    rendering.scale =
-        ScaleOn(paper, size.widthPoints * toMm, size.heightPoints * toMm, options.print_scaling);
+    rendering.scale = scaleOf(sizes[i - 1]);
+    for (; i <= last && scaleOf(sizes[i - 1]) == rendering.scale; ++i) {
+      rendering.pages.push_back({static_cast<int>(i - 1), sizes[i - 1]});
+    }
     const std::unique_ptr<PageStream> stream = document.Render(rendering);
-    stream->GoTo(static_cast<int>(i - 1));
-    PageJob page;
-    page.image = fmt::format("page {} of the document", i);
-    page.page = static_cast<int>(i - 1);
-    page.paper = paper;
-    page.placing.scale = 1;
-    output.Print(page, stream.get());
-    papplJobSetImpressionsCompleted(job, 1);
+    for (const WantedPage& wanted : rendering.pages) {
+      stream->GoTo(wanted.number);
+      PageJob page;
+      page.image = fmt::format("page {} of the document", wanted.number + 1);
+      page.page = wanted.number;
+      page.paper = paper;
+      page.placing.scale = 1;
+      output.Print(page, stream.get());
+      papplJobSetImpressionsCompleted(job, 1);
+    }
   }
 }
 

@@ -116,14 +116,16 @@ std::vector<InkUse> OutputJob::Print(PageJob page, PageStream* stream,
   ++pages_;
   std::vector<InkUse> uses;
   for (int copy = 0; copy < description_.copies; ++copy) AddUses(sheet.inkUse, uses);
-  Deliver(path, sheet.shape);
+  Deliver(path, sheet.shape, isCancelled);
   AddUses(uses, inkUse_);
   return uses;
 }
 
 // Gives each copy of the sheet its own file, or the device each of them.
-void OutputJob::Deliver(const fs::path& path, const PageShape& shape) {
+void OutputJob::Deliver(const fs::path& path, const PageShape& shape,
+                        const std::function<bool()>& isCancelled) {
   for (int copy = 1; copy <= description_.copies; ++copy) {
+    if (isCancelled()) throw Cancelled{};
     const std::string name = fmt::format("sheet-{:04}.tif", Sheets() + 1);
     if (receiver_ != nullptr) {
       receiver_->Take(path);

@@ -48,8 +48,8 @@ class OutputJob {
   struct Cancelled {};
 
   // Prints a page, once for each copy of the job. `page` has its image or stream, paper and scale;
-  // `isCancelled` is asked between rows, and its yes throws Cancelled. A page that fails leaves no
-  // sheet. Returns the ink of all copies.
+  // `isCancelled` is asked between rows and copies, and its yes throws Cancelled. A page that fails
+  // leaves no sheet. Returns the ink of all copies.
   std::vector<InkUse> Print(PageJob page, PageStream* stream,
                             const std::function<bool()>& isCancelled);
 
@@ -75,7 +75,8 @@ class OutputJob {
   void MakeFolder(const std::filesystem::path& parent);
   bool TakesOver(const std::filesystem::path& folder);
   void Write(const std::string& state, const std::string& reason) const;
-  void Deliver(const std::filesystem::path& sheet, const PageShape& shape);
+  void Deliver(const std::filesystem::path& sheet, const PageShape& shape,
+               const std::function<bool()>& isCancelled);
 
   JobDescription description_;
   SheetReceiver* receiver_;

@@ -104,7 +104,7 @@ std::uint64_t InputStream::Skip(std::uint64_t size) {
 
 std::size_t InputStream::ReadSome(std::uint8_t* data, std::size_t size) {
   for (;;) {
-    if (cancelled_) throw Cancelled();
+    if (cancelled_ || (isCancelled_ && isCancelled_())) throw Cancelled();
     ThrowIfInterrupted();
     if (waitLeft_ <= waitLeft_.zero()) throw WaitedTooLong(name_ + ": nothing comes any more");
     pollfd wanted = {file_.Number(), POLLIN, 0};

@@ -5,8 +5,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/support/descriptor.h"
@@ -52,6 +54,9 @@ class InputStream {
   // From any thread: whoever waits for bytes, now or later, gets Cancelled.
   void Cancel() { cancelled_ = true; }
 
+  // The same when `isCancelled` says so, which is asked before and while bytes are waited for.
+  void CancelWhen(std::function<bool()> isCancelled) { isCancelled_ = std::move(isCancelled); }
+
  private:
   std::size_t ReadSome(std::uint8_t* data, std::size_t size);
   std::size_t Buffered() const { return end_ - begin_; }
@@ -63,6 +68,7 @@ class InputStream {
   std::size_t begin_ = 0, end_ = 0;  // of what is left in it
   std::chrono::duration<double> waitLeft_ = std::chrono::duration<double>::max();
   std::atomic<bool> cancelled_ = false;
+  std::function<bool()> isCancelled_;  // may be empty
 };
 
 }  // namespace corvane
