@@ -118,7 +118,7 @@ void PrintPageOf(const FilterCall& call, const PrintHead& head, const std::strin
   const ScratchFile scratch;
   OutputStage stage;
   StagedFile& file = stage.Adopt(scratch.Duplicate(), "the sheet");
-  PrintSheet(page, &stream, file, [&](std::uint32_t rows) { progress.Advance(rows); });
+  PrintSheet(page, &stream, file, nullptr, [&](std::uint32_t rows) { progress.Advance(rows); });
   for (int copy = 0; copy < copies; ++copy) scratch.SendToStandardOutput(file.Size());
   Tell("PAGE", fmt::format("{} {}", number, copies));
 }

@@ -20,6 +20,7 @@
 
 #include "app/printer/driver.h"
 #include "app/printer/queue_state.h"
+#include "app/printer/web_page.h"
 #include "app/support/failure.h"
 #include "app/support/message.h"
 #include "app/tables/page_tables.h"
@@ -31,6 +32,7 @@ namespace fs = std::filesystem;
 
 constexpr char kServerName[] = "Corvane printer application";
 constexpr char kPrinterName[] = "Corvane";
+constexpr char kFooter[] = "Corvane " CORVANE_VERSION;
 constexpr int kPort = 8631;
 
 // The options of `corvane-printer server`, -o NAME=VALUE.
@@ -117,9 +119,11 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
     throw Failure(fmt::format("{}: port {} cannot be listened at", listen, port));
   }
   papplSystemSetHostName(system, listen.c_str());
+  // Without one the framework looks up a null text for each of its pages, and falls.
+  papplSystemSetFooterHTML(system, kFooter);
   static std::vector<pappl_pr_driver_t> drivers = PrinterDrivers();
   papplSystemSetPrinterDrivers(system, static_cast<int>(drivers.size()), drivers.data(), nullptr,
-                               nullptr, &DescribeDriver, &service);
+                               &AddPrintedPage, &DescribeDriver, &service);
   AddDocumentFilters(system, service);
   const fs::path state = service.stateFolder / "state";
   ReviveJobs(state, service.stateFolder / "spool");

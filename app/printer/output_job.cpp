@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "app/jobs/digest.h"
+#include "app/printer/printed_jobs.h"
 #include "app/printer/sheet.h"
 #include "app/support/failure.h"
 #include "app/support/json.h"
@@ -109,7 +110,10 @@ std::vector<InkUse> OutputJob::Print(PageJob page, PageStream* stream,
   const int first = Sheets() + 1;
   const fs::path path = folder_ / fmt::format("sheet-{:04}.tif", first);
   OutputStage stage;
-  const PrintedSheet sheet = PrintSheet(page, stream, stage.Create(path), [&](std::uint32_t) {
+  StagedFile& file = stage.Create(path);
+  StagedFile* thumbnail =
+      receiver_ == nullptr && first == 1 ? &stage.Create(folder_ / kThumbnailFile) : nullptr;
+  const PrintedSheet sheet = PrintSheet(page, stream, file, thumbnail, [&](std::uint32_t) {
     if (isCancelled()) throw Cancelled{};
   });
   stage.Commit();

@@ -36,9 +36,9 @@ class SheetReceiver {
 class OutputJob {
  public:
   // With `receiver` null the sheets stay in the job's folder below `folder`, which is made:
-  // "job-00012" with sheet-0001.tif, ... and job.json. A job that was cut short and is printed
-  // again goes into the folder that it had, and job.json counts the attempts. Else each sheet is
-  // handed over and removed, and the folder goes with the job. Throws Failure.
+  // "job-00012" with sheet-0001.tif, ..., preview.png of the first and job.json. A job that was cut
+  // short and is printed again goes into the folder that it had, and job.json counts the attempts.
+  // Else each sheet is handed over and removed, and the folder goes with the job. Throws Failure.
   OutputJob(const std::filesystem::path& folder, JobDescription description,
             const PrintOptions& options, SheetReceiver* receiver);
   ~OutputJob();

@@ -2,12 +2,14 @@
 #include "app/printer/sheet.h"
 
 #include <algorithm>
+#include <optional>
 #include <thread>
 
 #include "app/chain/chain.h"
 #include "app/inks/drop_counter.h"
 #include "app/inks/ink_model.h"
 #include "app/output/tiff.h"
+#include "app/printer/thumbnail.h"
 
 namespace corvane {
 namespace {
@@ -30,11 +32,14 @@ PluginLibrary& Library() {
 }  // namespace
 
 PrintedSheet PrintSheet(const PageJob& page, PageStream* stream, StagedFile& file,
+                        StagedFile* thumbnail,
                         const std::function<void(std::uint32_t rows)>& progress) {
   TiffSink tiff(file, EncoderThreads());
   DropCounter drops;
   PageReceivers receivers;
   receivers.binary = {&tiff, &drops};
+  std::optional<Thumbnail> picture;
+  if (thumbnail != nullptr) receivers.binary.push_back(&picture.emplace(*thumbnail));
   receivers.progress = progress;
   Chain chain(Library(), SetupFor(page.colorTable));
   PrintPage(page, stream, chain, receivers);

@@ -19,10 +19,11 @@ struct PrintedSheet {
   std::vector<InkUse> inkUse;  // of one copy
 };
 
-// Prints a page, which has its settings and colour table, into `file` as TIFF. `progress` is told
-// of every row that is done; what it throws ends the page. `stream` as for PrintPage. Throws
-// Failure.
+// Prints a page, which has its settings and colour table, into `file` as TIFF, and a small picture
+// of it into `thumbnail` unless that is null. `progress` is told of every row that is done; what it
+// throws ends the page. `stream` as for PrintPage. Throws Failure.
 PrintedSheet PrintSheet(const PageJob& page, PageStream* stream, StagedFile& file,
+                        StagedFile* thumbnail,
                         const std::function<void(std::uint32_t rows)>& progress);
 
 }  // namespace corvane

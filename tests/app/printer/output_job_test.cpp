@@ -6,11 +6,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 #include <thread>
 
+#include "app/image/reader.h"
 #include "app/printer/head.h"
 #include "app/printer/ink_account.h"
+#include "app/printer/printed_jobs.h"
 #include "app/printer/pushed_page.h"
 #include "app/support/failure.h"
 #include "app/support/json.h"
@@ -161,6 +164,62 @@ TEST_F(OutputJobTest, HandsEachCopyOverAndLeavesNothing) {
   EXPECT_EQ(counter.sheets, 2);
   EXPECT_GT(counter.bytes, 0U);
   EXPECT_TRUE(fs::is_empty(Out()));
+}
+
+TEST_F(OutputJobTest, DrawsASmallPictureOfTheFirstSheet) {
+  const auto half = [](int, int y, int) { return y < static_cast<int>(kHeight) / 2 ? 0 : 255; };
+  const std::string later = photo_;
+  photo_ = folder_.File("half.png");
+  WritePng(photo_, MakeImage(kWidth, kHeight, 3, 8, half), {.colourType = 2});
+  OutputJob job(Out(), description_, OptionsFor(kPrintHeads[2], {}), nullptr);
+  job.Print(Page(), nullptr, kNever);
+  photo_ = later;
+  job.Print(Page(), nullptr, kNever);
+
+  const auto picture = OpenImage(Out() / "job-00007" / kThumbnailFile);
+  ASSERT_EQ(picture->Info().width, 15U);  // 12 x 17 mm at 30 dpi
+  ASSERT_EQ(picture->Info().height, 21U);
+  std::vector<std::uint8_t> row(picture->Info().RowBytes());
+  for (int y = 0; y < 21; ++y) {
+    picture->ReadRow(row.data());
+    const int green = row[3 * 7 + 1];
+    // Half a millimetre stays bare at the top.
+    if (y == 0) continue;
+    EXPECT_TRUE(y < 9 ? green < 60 : y < 12 || green > 230) << "row " << y << ": " << green;
+  }
+}
+
+TEST_F(OutputJobTest, IsListedWithWhatStrangersSayEscaped) {
+  const PrintOptions options = OptionsFor(kPrintHeads[1], {});
+  description_.name = "<script>&\"";
+  for (int number = 7; number <= 9; ++number) {
+    description_.number = number;
+    description_.printer = number == 8 ? "another" : "Corvane";
+    OutputJob job(Out(), description_, options, nullptr);
+    if (number == 7) job.Print(Page(), nullptr, kNever);
+    job.Finish(number == 7 ? "completed" : "aborted", number == 7 ? "" : "<why>");
+    fs::last_write_time(job.Folder(), fs::file_time_type() + std::chrono::hours(number));
+  }
+  fs::create_directory(Out() / "job-00010");
+  fs::create_directory(Out() / "other");
+  const std::vector<PrintedJob> jobs = LastJobs(Out(), "Corvane", 20);
+  ASSERT_EQ(jobs.size(), 2U);
+  EXPECT_EQ(jobs[0].number, 9);
+  EXPECT_FALSE(jobs[0].hasThumbnail);
+  EXPECT_EQ(jobs[1].sheets, 1);
+  EXPECT_TRUE(jobs[1].hasThumbnail);
+  EXPECT_EQ(LastJobs(Out(), "Corvane", 1).size(), 1U);
+  EXPECT_TRUE(LastJobs(Out() / "missing", "Corvane", 20).empty());
+
+  const std::string html = JobsAsHtml(jobs, "/printed.png?job=");
+  EXPECT_THAT(html, testing::HasSubstr("src=\"/printed.png?job=job-00007\""));
+  EXPECT_THAT(html, testing::HasSubstr("&lt;script&gt;&amp;"));
+  EXPECT_THAT(html, testing::HasSubstr("&lt;why&gt;"));
+  EXPECT_THAT(html, testing::Not(testing::HasSubstr("<script>")));
+  for (const char* name : {"job-00012", "job-00012-2"}) EXPECT_TRUE(IsJobFolder(name)) << name;
+  for (const char* name : {"", "job-", "job-1/../..", "job-1.", "x", "job-%2e"}) {
+    EXPECT_FALSE(IsJobFolder(name)) << name;
+  }
 }
 
 TEST(PrintHead, HasSettingsForEveryWish) {
