@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <exception>
@@ -140,9 +141,16 @@ class DeviceJob {
   OutputJob& Output() { return *output_; }
 
   void Print(PageJob page, PageStream* stream) {
-    const std::vector<InkUse> uses =
-        output_->Print(std::move(page), stream, [this] { return papplJobIsCanceled(job_); });
+    const std::vector<InkUse> uses = output_->Print(std::move(page), stream, [this] {
+      TellOfFirstRow();
+      return papplJobIsCanceled(job_);
+    });
     service_.AccountOf(papplPrinterGetID(printer_)).Take(uses);
+  }
+
+  // The job's first row of pixels is there.
+  void StartClock() {
+    if (!rowCame_) rowCame_ = Clock::now();
   }
 
   // What ended the job early, told to everybody who asks.
@@ -191,6 +199,16 @@ class DeviceJob {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  // In the thread that prints, once the row has gone through the chain.
+  void TellOfFirstRow() {
+    if (rowTold_ || !rowCame_) return;
+    rowTold_ = true;
+    const std::chrono::duration<double, std::milli> took = Clock::now() - *rowCame_;
+    papplLogJob(job_, PAPPL_LOGLEVEL_DEBUG, "First row printed after %.1f ms", took.count());
+  }
+
   JobDescription DescriptionOf(const pappl_pr_options_t& options) const {
     JobDescription description;
     description.printer = papplPrinterGetName(printer_);
@@ -210,6 +228,8 @@ class DeviceJob {
   std::optional<OutputJob> output_;
   bool failed_ = false;
   std::string reason_;
+  std::optional<Clock::time_point> rowCame_;  // set before the printing thread can get the row
+  bool rowTold_ = false;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -218,7 +238,7 @@ class DeviceJob {
 // A page that is printed in a thread of its own while its rows arrive.
 class ArrivingPage {
  public:
-  ArrivingPage(DeviceJob& job, StreamedPage page) : stream_(std::move(page)) {
+  ArrivingPage(DeviceJob& job, StreamedPage page) : job_(job), stream_(std::move(page)) {
     PageJob printed;
     printed.image = stream_.Page().image.path;
     printed.paper =
@@ -239,7 +259,10 @@ class ArrivingPage {
     thread_.join();
   }
 
-  bool Push(const unsigned char* row) { return stream_.Push(row); }
+  bool Push(const unsigned char* row) {
+    job_.StartClock();
+    return stream_.Push(row);
+  }
 
   // Waits for the page. Throws what has stopped it.
   void End() {
@@ -249,6 +272,7 @@ class ArrivingPage {
   }
 
  private:
+  DeviceJob& job_;
   PushedPage stream_;
   std::exception_ptr problem_;
   std::thread thread_;
