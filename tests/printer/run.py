@@ -14,6 +14,8 @@ import subprocess
 import sys
 import tempfile
 import time
+import urllib.error
+import urllib.request
 
 from documents import (HEIGHT_POINTS, PACKED, WIDTH_POINTS, planes, sheets, write_pdf, write_png,
                        write_raster)
@@ -166,10 +168,34 @@ def test_cancel(printer, files):
                          b"ATTR uri printer-uri $uri\nATTR integer job-id $job-id\n"
                          b"ATTR name requesting-user-name tester\n}\n")
     job = printer.last(count + 1)
-    check(printer.told(job)["state"] == "canceled", f"a job is canceled, in {time.monotonic() - begun:.2f} s")
+    took = time.monotonic() - begun
+    check(printer.told(job)["state"] == "canceled" and took < 0.5, f"a job is canceled, in {took:.2f} s")
     time.sleep(0.5)
     left = subprocess.run(["ps", "-o", "comm=", "--ppid", str(printer.server.pid)], capture_output=True, text=True)
     check(not left.stdout.strip(), "no process of a canceled job is left")
+
+
+def test_page(printer, files):
+    count = len(printer.jobs())
+    check(printer.send(files["png"], "image/png", name="<i>&</i>"), "a job with markup for a name is taken")
+    job = printer.last(count + 1).name
+
+    def page(path):
+        try:
+            with urllib.request.urlopen(f"http://localhost:{printer.port}{path}", timeout=20) as answer:
+                return answer.read()
+        except urllib.error.HTTPError:
+            return b""
+
+    for path in "/", "/Corvane/", "/Corvane/media", "/Corvane/supplies":
+        check(b"</html>" in page(path), f"{path} is a page")
+    shown = page("/Corvane/printed")
+    check(f"job={job}\"".encode() in shown and b"&lt;i&gt;&amp;" in shown and b"<i>" not in shown,
+          "the page of what was printed shows the job, its name escaped")
+    picture = "/Corvane/printed/preview.png"
+    check(page(f"{picture}?job={job}").startswith(b"\x89PNG"), "it has a picture of its first sheet")
+    check(not any(page(p) for p in (picture, f"{picture}?job=../{job}", f"{picture}?job=job-99999")),
+          "there is no picture of what is no job")
 
 
 def test_kills(printer, files):
@@ -313,7 +339,7 @@ def test_suites(printer, files):
 
 
 TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_bad_input,
-         test_cancel, test_kills)
+         test_cancel, test_page, test_kills)
 
 
 def main():
