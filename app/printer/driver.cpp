@@ -380,6 +380,23 @@ double ScaleOn(const PaperSize& paper, double widthMm, double heightMm, pappl_sc
   return scaling == PAPPL_SCALING_FIT ? fit : std::min(fit, 1.0);
 }
 
+// How an image is turned clockwise. Documents and raster have an orientation of their own.
+int DegreesFor(ipp_orient_t orientation) {
+  switch (orientation) {
+    case IPP_ORIENT_LANDSCAPE:
+      return 270;
+    case IPP_ORIENT_REVERSE_LANDSCAPE:
+      return 90;
+    case IPP_ORIENT_REVERSE_PORTRAIT:
+      return 180;
+    case IPP_ORIENT_NONE:
+      return kTurnToFit;
+    case IPP_ORIENT_PORTRAIT:
+      break;
+  }
+  return 0;
+}
+
 using FilePrinter = std::function<void(DeviceJob&, const pappl_pr_options_t&, const char* file)>;
 
 bool PrintFile(pappl_job_t* job, pappl_device_t* device, PrinterService& service,
@@ -407,6 +424,7 @@ bool PrintImage(pappl_job_t* job, pappl_device_t* device, void* data) {
                      page.paper = PaperOf(options);
                      // A picture without words on its size fills what the paper allows.
                      if (options.print_scaling == PAPPL_SCALING_NONE) page.placing.scale = 1;
+                     page.placing.degrees = DegreesFor(options.orientation_requested);
                      output.Output().SetConverter("image reader");
                      output.Print(page, nullptr);
                      papplJobSetImpressionsCompleted(job, 1);

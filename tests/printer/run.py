@@ -122,6 +122,17 @@ def test_bytes(printer, files):
         quality = printer.told(job)["converted"]["tableQuality"]
         check(planes((job / "sheet-0001.tif").read_bytes()) == print_command(printer, files["png"], number, 0, quality),
               f"mode {number} prints the planes of corvane print")
+    for orientation, degrees in (4, 270), (5, 90), (6, 180):
+        count = len(printer.jobs())
+        printer.send(files["png"], "image/png", f"ATTR enum orientation-requested {orientation}\n"
+                     "ATTR collection media-col {MEMBER collection media-size "
+                     f"{{MEMBER integer x-dimension {round(WIDTH_POINTS / 72 * 2540)} "
+                     f"MEMBER integer y-dimension {round(HEIGHT_POINTS / 72 * 2540)}}}}}")
+        job = printer.last(count + 1)
+        converted = printer.told(job)["converted"]
+        check(planes((job / "sheet-0001.tif").read_bytes()) ==
+              print_command(printer, files["png"], converted["mode"], 0, converted["tableQuality"], "--rotate", degrees),
+              f"an image of orientation {orientation} is turned by {degrees} degrees")
 
 
 def test_copies(printer, files):
