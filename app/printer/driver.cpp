@@ -42,7 +42,6 @@ namespace fs = std::filesystem;
 constexpr char kOwnFormat[] = "application/vnd.corvane-pages";
 constexpr char kModeOption[] = "corvane-print-mode";
 constexpr char kAlternateOption[] = "corvane-alternate-mode";
-constexpr double kPointsPerInch = 72;
 constexpr double kHundredthsPerMillimetre = 100;
 
 // ---------------------------------------------------------------------------------------------

@@ -8,11 +8,6 @@
 #include "app/support/units.h"
 
 namespace corvane {
-namespace {
-
-constexpr double kPointsPerInch = 72;
-
-}  // namespace
 
 StreamedPage PageOfRaster(const cups_page_header2_t& header, const std::string& name) {
   StreamedPage described;
