@@ -75,7 +75,9 @@ TEST(Placing, RefusesWhatLeavesNothing) {
                                           {"0,0,0,200", "top"},
                                           {"0", "100,0"},
                                           {"60,0,30,0", "10,10"}}) {
-    EXPECT_THAT(FailureOf([&] { AreaOn(kSheet, ParseMargins(margins), ParsePosition(position)); }),
+    const Margins around = ParseMargins(margins);
+    const Position at = ParsePosition(position);
+    EXPECT_THAT(FailureOf([&] { AreaOn(kSheet, around, at); }),
                 HasSubstr("leave nothing of the sheet, which is 100 x 200 mm"))
         << margins;
   }
