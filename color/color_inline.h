@@ -100,7 +100,7 @@ class CORVANE_API EColorInline final : public ZCOM::EObject, public corvane::Car
   template <class View>
   short RunInkConverter(const corvane::RowConverter* converters, View* view, unsigned long first,
                         unsigned long end);
-  void ClearRow();
+  void ClearRow(unsigned long first, unsigned long end);
   void SetRowBytes();
 
   corvane::DiagnosticFile RgbFile;  // open while a page runs with `SaveRgb`

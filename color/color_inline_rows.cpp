@@ -43,8 +43,16 @@ std::int32_t NextPointsRow(std::atomic<std::int32_t>& PointsRowCounter) {
 
 // ---- Dispatch
 
-void EColorInline::ClearRow() {
-  if (RowBuffer) std::memset(RowBuffer.Data(), 0, std::size_t{PagePlanes()} * PrintableWidth);
+void EColorInline::ClearRow(unsigned long first, unsigned long end) {
+  if (!RowBuffer) return;
+  const std::size_t width = PrintableWidth;
+  const std::size_t left = std::min<std::size_t>(first, width);
+  const std::size_t right = std::clamp<std::size_t>(end, left, width);
+  for (std::size_t k = 0; k < PagePlanes(); ++k) {
+    unsigned char* const plane = RowBuffer.Data() + k * width;
+    std::memset(plane, 0, left);
+    std::memset(plane + right, 0, width - right);
+  }
 }
 
 void EColorInline::SetRowBytes() { OutputRaster.RowBytes = OutputRaster.Width * PagePlanes(); }
@@ -68,7 +76,7 @@ template <class View>
 short EColorInline::ConvertView(QRaster* raster, unsigned long first, unsigned long end) {
   if (raster->Data == nullptr) end = first;
   View view = {raster, raster->Data};
-  ClearRow();
+  ClearRow(first, end);
   switch (PageInkSet()) {
     case InkSet::Black:
       ColorConvertK(&view, first, end);
@@ -85,7 +93,7 @@ short EColorInline::ConvertView(QRaster* raster, unsigned long first, unsigned l
 }
 
 short EColorInline::ConvertPoints(unsigned long first, unsigned long end) {
-  ClearRow();
+  ClearRow(first, end);
   switch (PageInkSet()) {
     case InkSet::Black:
       ColorConvertKPoints(RowBuffer.Data(), first, end);

@@ -111,7 +111,8 @@ bool ECorvaneDotManagement::IsComplete() const {
 }
 
 std::size_t ECorvaneDotManagement::StateBytes() const {
-  return FilterActive == 1 && filterKind_ == corvane::FilterKind::BestGlossy ? 1 : 0;
+  const bool doubles = filterKind_ == corvane::FilterKind::BestGlossy && ApplySecondExpansion != 0;
+  return FilterActive == 1 && doubles ? 1 : 0;
 }
 
 void ECorvaneDotManagement::SaveState(unsigned char* state) const {

@@ -7,7 +7,7 @@
 // after another. Every filter turns a pixel into two sub-dots side by side, so an output plane has
 // twice the bytes: four pixels a byte, two bits each, the higher one the left half.
 //
-// A copy shares rings and buffers with its original; the last one frees them.
+// A copy has rings and buffers of its own; where memory is too short for them it is not ready.
 #pragma once
 
 #include <array>

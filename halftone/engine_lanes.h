@@ -212,12 +212,7 @@ CORVANE_INLINE LookUp<Lanes8> Unpack(__m128i first, __m128i second) {
 }
 
 CORVANE_INLINE std::uint64_t LowHalf(__m128i v) {
-#ifdef __x86_64__
   return static_cast<std::uint64_t>(_mm_cvtsi128_si64(v));
-#else
-  return static_cast<std::uint32_t>(_mm_cvtsi128_si32(v)) |
-         std::uint64_t{static_cast<std::uint32_t>(_mm_extract_epi32(v, 1))} << 32;
-#endif
 }
 
 // The terms of the shares by class of weights, as tables for byte shuffles.

@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "halftone/kernel_table.h"
 
+#include <optional>
 #include <string_view>
 
 namespace corvane {
 namespace {
 
-constexpr std::array<std::string_view, kInkCount> kInkNames = {"C", "c", "M",  "m", "Y",
-                                                               "y", "K", "cd", "md"};
-
 // Planes are parsed into the ink at each position; -1 for a plane that stays empty.
-constexpr int kMaxPlanes = 18;
 struct PlaneList {
-  std::array<int, kMaxPlanes> ink{};
+  std::array<int, kMostBinaryPlanes> ink{};
   int count = 0;
 
   constexpr int FirstPlaneOf(int wanted) const {
@@ -23,18 +20,12 @@ struct PlaneList {
   }
 };
 
-constexpr int InkNamed(std::string_view name) {
-  for (int ink = 0; ink < kInkCount; ++ink) {
-    if (kInkNames[ink] == name) return ink;
-  }
-  return -1;
-}
-
 constexpr PlaneList ParsePlanes(std::string_view text) {
   PlaneList planes;
   while (!text.empty()) {
     const std::size_t length = text.find(' ') < text.size() ? text.find(' ') : text.size();
-    planes.ink[planes.count++] = InkNamed(text.substr(0, length));
+    const std::optional<Ink> ink = FindInk(text.substr(0, length));
+    planes.ink[planes.count++] = ink ? static_cast<int>(*ink) : -1;
     text.remove_prefix(length < text.size() ? length + 1 : length);
   }
   return planes;
