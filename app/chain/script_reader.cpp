@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "app/support/failure.h"
-#include "app/support/interrupt.h"
+#include "app/support/lines.h"
 
 namespace corvane {
 
@@ -21,17 +21,15 @@ ScriptReader::ScriptReader(const std::string& path) : name_(path), input_(&std::
 }
 
 std::optional<std::variant<ChainSetup, ScriptMessage>> ScriptReader::Next() {
-  while (std::getline(*input_, line_)) {
+  while (ReadLine(*input_, name_, &line_)) {
     ++number_;
-    if (line_.find_first_not_of(" \t\r") == std::string::npos) continue;
+    if (line_.find_first_not_of(" \t") == std::string::npos) continue;
     try {
       return ParseScriptLine(line_);
     } catch (const Failure& failure) {
       Fail(failure.what());
     }
   }
-  ThrowIfInterrupted();
-  if (input_->bad()) throw Failure(name_ + ": cannot read");
   return std::nullopt;
 }
 

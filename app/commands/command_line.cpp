@@ -132,6 +132,14 @@ CLI::Option* AddMedia(CLI::App& command, std::string& media) {
       ->capture_default_str();
 }
 
+// Of what has been printed, which names its own.
+CLI::Option* AddOwnMedia(CLI::App& command, std::string& media) {
+  return command
+      .add_option("--media", media,
+                  "Media type; without it the print's own: " + SettingChoices(kMediaType))
+      ->type_name("WORD");
+}
+
 CLI::Option* AddAlternateMode(CLI::App& command, int& alternateMode) {
   return command.add_option("--uam", alternateMode, "Alternate mode: 0, 1 or 2")
       ->check(CLI::Range(0, 2))
@@ -480,10 +488,7 @@ void AddPreview(CLI::App& app, Command* chosen) {
       ->required()
       ->type_name("FILE");
   command->add_option("-o,--output", options->preview.picture, "PNG file")->type_name("FILE");
-  command
-      ->add_option("--media", options->media,
-                   "Media type; without it the page's own: " + SettingChoices(kMediaType))
-      ->type_name("WORD");
+  AddOwnMedia(*command, options->media);
   AddProgress(*command, options->progress);
   AddPreviewOptions(*command, options->preview, "");
   command->callback([=] {
@@ -506,7 +511,7 @@ void AddReport(CLI::App& app, Command* chosen) {
       ->type_name("OUT");
   command->add_flag("--text", options->text, "The numbers at the terminal, and no page unless -o");
   command->add_flag("--json", options->json, "The same as JSON");
-  AddMedia(*command, options->media);
+  AddOwnMedia(*command, options->media);
   AddInks(*command, options->inks);
   command->add_option("--prices", options->prices, "What a litre of each ink costs")
       ->type_name("FILE.json");
@@ -540,7 +545,7 @@ void AddCompare(CLI::App& app, Command* chosen) {
   command->add_option("SECOND", options->second, "TIFF file of corvane print")
       ->required()
       ->type_name("");
-  AddMedia(*command, options->media);
+  AddOwnMedia(*command, options->media);
   AddInks(*command, options->inks);
   command
       ->add_option("-o,--output", options->output, "Both prints in one page, if they differ (HTML)")

@@ -19,6 +19,7 @@
 #include "app/jobs/digest.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
+#include "app/support/lines.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
 #include "app/tables/page_tables.h"
@@ -50,8 +51,7 @@ std::vector<std::string> FilesOf(const std::string& pattern) {
 }
 
 void TakeList(std::istream& list, const PrintSettings& settings, const RequestReceiver& receiver) {
-  for (std::string line; std::getline(list, line);) {
-    if (line.ends_with('\r')) line.pop_back();
+  for (std::string line; ReadLine(list, "standard input", &line);) {
     if (!line.empty()) receiver(line, settings);
   }
 }

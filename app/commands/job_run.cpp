@@ -56,11 +56,11 @@ class JobRun {
  public:
   JobRun(const JobRunOptions& options, const Share& share, int tasks)
       : options_(options),
-        share_(share),
         tasks_(tasks),
+        encoderThreads_(std::max(1, UsableCores(&std::getenv) / tasks)),
         reader_(options.manifest),
         ofShare_(share, reader_.Totals()),
-        progress_("printing", InUnits(CostOfShare()),
+        progress_("printing", InUnits(reader_.Totals().cost / share.of),
                   ProgressStyleOf(options.progress, options.quiet)) {
     if (options.cache.empty()) return;
     cache_ = std::make_unique<PageCache>(options.cache);
@@ -80,16 +80,6 @@ class JobRun {
  private:
   static std::uint64_t InUnits(double cost) {
     return static_cast<std::uint64_t>(cost / kCostPerProgress) + 1;
-  }
-
-  double CostOfShare() const {
-    ManifestReader reader(options_.manifest);
-    ShareOfPages ofShare(share_, reader.Totals());
-    double cost = 0;
-    for (JobPage page; reader.Next(&page);) {
-      if (ofShare.Has(page)) cost += page.cost;
-    }
-    return cost;
   }
 
   // The share's next page. False behind the last, and once something has stopped the run.
@@ -184,7 +174,7 @@ class JobRun {
     options.quiet = true;
     options.forms = forms_.get();
     options.formKey = FormKeyOf(page);
-    options.encoderThreads = std::max(1, UsableCores(&std::getenv) / tasks_);
+    options.encoderThreads = encoderThreads_;
     return options;
   }
 
@@ -267,8 +257,8 @@ class JobRun {
   }
 
   const JobRunOptions& options_;
-  Share share_;
   int tasks_;
+  int encoderThreads_;     // of a page
   PluginLibrary library_;  // held, so that it is not loaded for every page
   DigestCache digests_;
   std::unique_ptr<PageCache> cache_;

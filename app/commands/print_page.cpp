@@ -262,9 +262,11 @@ class PageDrive {
   }
 
   void SendChangedRows() {
-    // Whether an input has tags of its own shows when it is opened, and not in the key.
+    // The size of the sheet, and whether an input has tags of its own, show when it is opened, and
+    // not in the key.
     matcher_.emplace(*receivers_.forms,
-                     receivers_.formKey + (reader_.Page().Tagged() ? "+tags" : ""));
+                     fmt::format("{}+{}x{}{}", receivers_.formKey, sheet_.width, sheet_.height,
+                                 reader_.Page().Tagged() ? "+tags" : ""));
     matcher_->Start(chain_.State());
     for (RowQueue::Rows rows; (rows = reader_.NextRows()).count > 0;) {
       const PrintedForm* form = matcher_->Next(rows.data, rows.count * raster_.RowBytes);

@@ -4,14 +4,13 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
 #include "app/chain/plugin_library.h"
 #include "app/jobs/digest.h"
 #include "app/support/failure.h"
+#include "app/support/input_stream.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
 #include "app/support/work_folder.h"
@@ -33,14 +32,13 @@ fs::path WithEnding(const fs::path& path, const std::string& ending) {
 
 // A second way to write the same: where a link cannot be made, as between file systems.
 void Copy(const fs::path& from, const fs::path& to) {
-  std::ifstream file(from, std::ios::binary);
+  InputStream file(from.string());
   OutputStage stage;
   StagedFile& copy = stage.Create(to);
   std::array<char, 1 << 16> bytes;
-  while (file.read(bytes.data(), bytes.size()) || file.gcount() > 0) {
-    copy.Append(bytes.data(), static_cast<std::size_t>(file.gcount()));
+  while (const std::size_t count = file.Read(bytes.data(), bytes.size())) {
+    copy.Append(bytes.data(), count);
   }
-  if (file.bad()) throw Failure(from.string() + ": cannot be read");
   stage.Commit();
 }
 
@@ -55,12 +53,6 @@ void LinkOrCopy(const fs::path& from, const fs::path& to) {
   std::error_code ignored;
   fs::remove(link, ignored);  // it stays when both were one file before
   if (problem || !work.Sync()) throw OutputFailure(to.string() + ": cannot write");
-}
-
-std::optional<PageRecord> ReadRecord(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  return RecordFromJson({std::istreambuf_iterator<char>(file), {}});
 }
 
 }  // namespace

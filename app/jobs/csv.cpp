@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "app/support/failure.h"
+#include "app/support/lines.h"
 
 namespace corvane {
 namespace {
@@ -57,12 +58,6 @@ class RecordParser {
   bool quoted_ = false;
 };
 
-bool ReadLine(std::istream& text, std::string* line) {
-  if (!std::getline(text, *line)) return false;
-  if (line->ends_with('\r')) line->pop_back();
-  return true;
-}
-
 }  // namespace
 
 CsvReader::CsvReader(std::istream& text, std::string name) : text_(text), name_(std::move(name)) {
@@ -89,7 +84,7 @@ std::string CsvReader::Place() const { return fmt::format("{}:{}", name_, record
 bool CsvReader::ReadRecord(std::vector<std::string>* cells) {
   std::string line;
   do {
-    if (!ReadLine(text_, &line)) return false;
+    if (!ReadLine(text_, name_, &line)) return false;
     if (++line_ == 1) {
       if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
       separator_ = SeparatorOf(line);
@@ -99,7 +94,7 @@ bool CsvReader::ReadRecord(std::vector<std::string>* cells) {
   RecordParser parser(separator_, cells);
   parser.Take(line);
   while (parser.IsInsideQuotes()) {
-    if (!ReadLine(text_, &line)) throw Failure(Place() + ": a quote does not end");
+    if (!ReadLine(text_, name_, &line)) throw Failure(Place() + ": a quote does not end");
     ++line_;
     parser.TakeLineEnd();
     parser.Take(line);

@@ -7,6 +7,7 @@
 
 #include "app/jobs/digest.h"
 #include "app/support/failure.h"
+#include "app/support/json.h"
 
 namespace corvane {
 namespace {
@@ -22,7 +23,7 @@ std::string Line(const Json& json, const std::string& what) {
   }
 }
 
-JobPage PageFrom(const Json& json) {
+JobPage PageFrom(const nlohmann::json& json) {
   JobPage page;
   json.at("page").get_to(page.number);
   json.at("input").get_to(page.input);
@@ -43,6 +44,7 @@ std::string LastLine(std::ifstream& file) {
   constexpr std::streamoff kMost = 4096;
   file.seekg(0, std::ios::end);
   const std::streamoff size = file.tellg();
+  if (size < 0) return {};  // of what cannot be gone about in
   const std::streamoff start = std::max<std::streamoff>(0, size - kMost);
   std::string text(static_cast<std::size_t>(size - start), '\0');
   file.seekg(start);
@@ -102,11 +104,13 @@ void ManifestWriter::Finish() {
 ManifestReader::ManifestReader(const fs::path& path) : path_(path), file_(path, std::ios::binary) {
   if (!file_) throw Failure(path.string() + ": cannot be read");
   try {
-    const Json last = Json::parse(LastLine(file_));
+    const nlohmann::json last = ParseJson(LastLine(file_));
     last.at("pages").get_to(totals_.pages);
     last.at("cost").get_to(totals_.cost);
   } catch (const Json::exception&) {
-    throw Failure(path.string() + ": is no job, or was cut short: its last line is missing");
+    FailAsNoJob();
+  } catch (const Failure&) {
+    FailAsNoJob();
   }
   file_.clear();
   file_.seekg(0);
@@ -118,13 +122,19 @@ bool ManifestReader::Next(JobPage* page) {
   std::string text;
   if (!std::getline(file_, text)) Fail("the page is missing");
   try {
-    *page = PageFrom(Json::parse(text));
+    *page = PageFrom(ParseJson(text));
   } catch (const Json::exception& error) {
+    Fail(std::string("is no page of a job: ") + error.what());
+  } catch (const Failure& error) {
     Fail(std::string("is no page of a job: ") + error.what());
   }
   if (page->number != line_) Fail(fmt::format("holds page {}", page->number));
   if (page->inputPage < 1) Fail("the pages of an input begin with 1");
   return true;
+}
+
+void ManifestReader::FailAsNoJob() const {
+  throw Failure(path_.string() + ": is no job, or was cut short: its last line is missing");
 }
 
 void ManifestReader::Fail(const std::string& what) const {

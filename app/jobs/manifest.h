@@ -76,6 +76,7 @@ class ManifestReader {
   bool Next(JobPage* page);
 
  private:
+  [[noreturn]] void FailAsNoJob() const;
   [[noreturn]] void Fail(const std::string& what) const;
 
   std::filesystem::path path_;

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "app/support/failure.h"
 #include "app/support/json.h"
 
 namespace corvane {
@@ -54,17 +55,17 @@ std::string ToJson(const PageRecord& record) {
 
 std::optional<PageRecord> RecordFromJson(const std::string& text) {
   try {
-    const Json json = Json::parse(text);
+    const nlohmann::json json = ParseJson(text);
     PageRecord record;
     json.at("page").get_to(record.page);
     json.at("key").get_to(record.key);
     if (json.contains("failure")) {
       json.at("failure").get_to(record.failure);
     } else {
-      for (const Json& file : json.at("files")) {
+      for (const auto& file : json.at("files")) {
         record.files.push_back({file.at("name"), file.at("bytes"), file.at("sha256")});
       }
-      for (const Json& ink : json.at("inks")) {
+      for (const auto& ink : json.at("inks")) {
         record.inks.push_back({ink.at("ink"), ink.at("drops"), ink.at("nanolitres")});
       }
     }
@@ -76,7 +77,15 @@ std::optional<PageRecord> RecordFromJson(const std::string& text) {
     return record;
   } catch (const Json::exception&) {
     return std::nullopt;
+  } catch (const Failure&) {
+    return std::nullopt;
   }
+}
+
+std::optional<PageRecord> ReadRecord(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return std::nullopt;
+  return RecordFromJson({std::istreambuf_iterator<char>(file), {}});
 }
 
 fs::path RecordPathOf(const fs::path& output) {
@@ -85,10 +94,7 @@ fs::path RecordPathOf(const fs::path& output) {
 
 PageStanding StandingOf(const fs::path& manifest, const JobPage& page) {
   const fs::path output = ResolvePath(manifest, page.output);
-  std::ifstream file(RecordPathOf(output), std::ios::binary);
-  if (!file) return {};
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
-  std::optional<PageRecord> record = RecordFromJson(text);
+  std::optional<PageRecord> record = ReadRecord(RecordPathOf(output));
   if (!record || record->key != KeyOf(page)) return {};
   if (!record->failure.empty()) return {PageState::Failed, *std::move(record)};
   if (!AreThere(output.parent_path(), record->files)) return {};

@@ -44,6 +44,7 @@ struct PageRecord {
 std::string ToJson(const PageRecord& record);
 // Nothing for what is no record.
 std::optional<PageRecord> RecordFromJson(const std::string& text);
+std::optional<PageRecord> ReadRecord(const std::filesystem::path& path);
 
 // "day/000001.tif" has the record "day/000001.record.json".
 std::filesystem::path RecordPathOf(const std::filesystem::path& output);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/support/interrupt.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <initializer_list>
@@ -8,11 +9,14 @@
 namespace corvane {
 namespace {
 
-volatile std::sig_atomic_t caught = 0;
+// Written by a handler, read by every thread.
+std::atomic<int> caught = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void OnSignal(int signal) {
-  if (caught != 0) std::signal(signal, SIG_DFL);
-  caught = signal;
+  if (caught.exchange(signal) == 0) return;
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
 }
 
 }  // namespace
@@ -44,7 +48,7 @@ void CatchInterrupts() {
 #endif
 
 void ThrowIfInterrupted() {
-  if (caught != 0) throw Interrupted{caught};
+  if (const int signal = caught; signal != 0) throw Interrupted{signal};
 }
 
 void DieOf(const Interrupted& interrupted) {

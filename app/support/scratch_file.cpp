@@ -22,7 +22,7 @@ ScratchFile::ScratchFile() {
   const char* folder = std::getenv("TMPDIR");
   if (folder == nullptr || *folder == '\0') folder = "/tmp";
   std::string path = std::string(folder) + "/corvane-XXXXXX";
-  file_ = Descriptor(mkstemp(path.data()));
+  file_ = Descriptor(mkostemp(path.data(), O_CLOEXEC));
   if (!file_.IsOpen()) {
     throw TransientFailure(fmt::format("{}: no temporary file: {}", folder, std::strerror(errno)));
   }

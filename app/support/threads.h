@@ -6,20 +6,27 @@
 #include <cstddef>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
 
 namespace corvane {
 
+// At least one.
+inline int Processors() {
+  return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+}
+
 // Starts up to `wanted` threads that run `work` and adds them to `threads`. Where the system gives
 // no more, those that there are have to do: the caller looks at how many came.
 template <typename Work>
 void StartThreads(std::size_t wanted, std::vector<std::thread>& threads, const Work& work) {
-  threads.reserve(threads.size() + wanted);
   try {
+    threads.reserve(threads.size() + wanted);
     for (std::size_t i = 0; i < wanted; ++i) threads.emplace_back(work);
   } catch (const std::system_error&) {
+  } catch (const std::bad_alloc&) {
   }
 }
 
@@ -40,7 +47,9 @@ void ForEachIndex(std::size_t count, int jobs, const Work& work) {
     }
   };
   std::vector<std::thread> others;
-  StartThreads(static_cast<std::size_t>(std::max(jobs, 1) - 1), others, run);
+  const auto most =
+      std::min(static_cast<std::size_t>(std::max(jobs, 1)), std::max(count, std::size_t{1}));
+  StartThreads(most - 1, others, run);
   run();
   for (std::thread& other : others) other.join();
   if (thrown) std::rethrow_exception(thrown);

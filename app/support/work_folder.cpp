@@ -141,12 +141,15 @@ void RemoveIfDead(int parent, const std::string& name) {
 
 #endif
 
+constexpr std::size_t kMostRemembered = 1024;  // folders
+
 void RemoveDead(const fs::path& folder) {
   static std::mutex mutex;
   static std::set<fs::path> seen;
   std::error_code ignored;
   {
     const std::lock_guard lock(mutex);
+    if (seen.size() >= kMostRemembered) seen.clear();
     if (!seen.insert(fs::weakly_canonical(folder, ignored)).second) return;
   }
 #if defined(_WIN32)

@@ -156,8 +156,8 @@ CORVANE_OPENAT(openat64)
   }
 CORVANE_CALL(kOpen, std::FILE*, nullptr, fopen, (const char* path, const char* mode), path, mode)
 CORVANE_CALL(kOpen, std::FILE*, nullptr, fopen64, (const char* path, const char* mode), path, mode)
-CORVANE_CALL(kOpen, int, -1, mkstemp, (char* path), path)
-CORVANE_CALL(kOpen, int, -1, mkstemp64, (char* path), path)
+CORVANE_CALL(kOpen, int, -1, mkostemp, (char* path, int flags), path, flags)
+CORVANE_CALL(kOpen, int, -1, mkostemp64, (char* path, int flags), path, flags)
 CORVANE_CALL(kRead, ssize_t, -1, read, (int file, void* to, std::size_t size), file, to, size)
 CORVANE_CALL(kRead, ssize_t, -1, pread, (int file, void* to, std::size_t size, off_t at), file, to,
              size, at)
