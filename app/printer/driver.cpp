@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -27,6 +26,7 @@
 #include "app/printer/pushed_page.h"
 #include "app/printer/raster_header.h"
 #include "app/support/failure.h"
+#include "app/support/input_stream.h"
 #include "app/support/message.h"
 #include "app/support/units.h"
 #include "printmode/page_shape.h"
@@ -101,11 +101,10 @@ class DeviceReceiver : public SheetReceiver {
   explicit DeviceReceiver(pappl_device_t* device) : device_(device) {}
 
   void Take(const fs::path& sheet) override {
-    std::ifstream file(sheet, std::ios::binary);
+    InputStream file(sheet.string());
     std::array<char, 1 << 16> bytes;
-    while (file.read(bytes.data(), bytes.size()) || file.gcount() > 0) {
-      const char* at = bytes.data();
-      for (auto left = static_cast<std::size_t>(file.gcount()); left > 0;) {
+    while (std::size_t left = file.Read(bytes.data(), bytes.size())) {
+      for (const char* at = bytes.data(); left > 0;) {
         const ssize_t done = papplDeviceWrite(device_, at, left);
         if (done <= 0) throw OutputFailure("the device takes no more data");
         at += done;

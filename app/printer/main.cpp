@@ -50,8 +50,8 @@ class ServerOptions {
     if (text.empty()) return otherwise;
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < least ||
-        number > most) {
+    if (error != std::errc() || end != text.data() + text.size() ||
+        !(number >= least && number <= most)) {  // and no "nan"
       throw UsageFailure(fmt::format("-o {}={}: takes {} to {}", name, text, least, most));
     }
     return number;

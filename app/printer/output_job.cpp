@@ -25,13 +25,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr int kMostFoldersOfANumber = 10'000;
 
-const char* WordFor(const PageSetting& setting, int value) {
-  for (const SettingWord& word : setting.words) {
-    if (word.value == value) return word.word.data();
-  }
-  return "";
-}
-
 void AddUses(const std::vector<InkUse>& more, std::vector<InkUse>& uses) {
   for (const InkUse& use : more) {
     const auto same = std::find_if(uses.begin(), uses.end(),
@@ -157,12 +150,12 @@ void OutputJob::Write(const std::string& state, const std::string& reason) const
                   {"user", description_.user},
                   {"format", description_.format},
                   {"copies", description_.copies},
-                  {"media", WordFor(kMediaType, settings_.mediaType)},
-                  {"intent", WordFor(kPageIntent, settings_.pageIntent)}};
+                  {"media", SettingText(kMediaType, settings_.mediaType)},
+                  {"intent", SettingText(kPageIntent, settings_.pageIntent)}};
   job["converted"] = {{"mode", static_cast<int>(settings_.mode->descriptor)},
                       {"modeName", settings_.mode->name},
                       {"alternateMode", settings_.alternateMode},
-                      {"tableQuality", WordFor(kPrintQuality, settings_.printQuality)},
+                      {"tableQuality", SettingText(kPrintQuality, settings_.printQuality)},
                       {"colorTableSha256", colorTableSha256_}};
   if (!converter_.empty()) job["converted"]["pixels"] = converter_;
   Json sheets = Json::array();

@@ -60,7 +60,6 @@ class OutputJob {
   void Finish(const std::string& state, const std::string& reason);
 
   const PageSettings& Settings() const { return settings_; }
-  const std::string& ColorTable() const { return colorTable_; }
   const std::filesystem::path& Folder() const { return folder_; }
   int Sheets() const { return static_cast<int>(sheets_.size()); }
 

@@ -30,8 +30,12 @@ bool Save(pappl_system_t* system, void* data) {
   const auto& file = *static_cast<const fs::path*>(data);
   const fs::path unfinished = file.string() + ".new";
   std::error_code problem;
-  if (papplSystemSaveState(system, unfinished.c_str())) fs::rename(unfinished, file, problem);
-  return !problem;
+  if (papplSystemSaveState(system, unfinished.c_str())) {
+    fs::rename(unfinished, file, problem);
+    if (!problem) return true;
+  }
+  papplLog(system, PAPPL_LOGLEVEL_ERROR, "%s: the queue cannot be saved", file.c_str());
+  return false;
 }
 
 // In the thread that takes the job, before it takes the document.

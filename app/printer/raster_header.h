@@ -9,9 +9,6 @@
 
 namespace corvane {
 
-// Headers give sizes in points.
-inline constexpr double kPointsPerInch = 72;
-
 // The page that a raster header describes, under a name for messages. Throws Failure for what is
 // neither sRGB with 24 bits nor grey with 8.
 StreamedPage PageOfRaster(const cups_page_header2_t& header, const std::string& name);
