@@ -63,9 +63,7 @@ std::vector<MeasuredPatch> MeasuredOf(const Measurement& measurement) {
   return measured;
 }
 
-InkData KnownInks(const CalibrateOptions& options) {
-  return options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
-}
+InkData KnownInks(const CalibrateOptions& options) { return InksFrom(options.inks); }
 
 // What the measurement says of the inks. The measurement itself is judged by it.
 InkData FoundInks(const CalibrateOptions& options, const Measurement& measurement, int media) {

@@ -41,9 +41,10 @@ void WritePage(const CompareOptions& options, SeparationReader& first, Separatio
 int Compare(const CompareOptions& options) {
   CheckOutputNames({options.output}, {options.first, options.second, options.inks});
   CheckEnding(options.output, kHtmlEndings);
-  const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
-  const int media = SettingValue(kMediaType, options.media) - 1;
+  const InkData inks = InksFrom(options.inks);
+  const int typed = SettingValueOr(kMediaType, options.media, 0);
   SeparationReader first(options.first), second(options.second);
+  const int media = (typed != 0 ? typed : first.Shape().mediaType) - 1;
   const PrintComparison comparison = ComparePrints(first, second, inks, media);
   if (!options.quiet || options.json) {
     WriteStandardOutput(options.json ? ComparisonJson(comparison, options.first, options.second)

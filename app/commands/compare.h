@@ -9,9 +9,9 @@ namespace corvane {
 
 struct CompareOptions {
   std::string first, second;  // TIFF files of corvane print
-  std::string media = "plain";
-  std::string inks;    // ink data; empty: the built-in set
-  std::string output;  // HTML file; empty: none
+  std::string media;          // empty: that of the first print
+  std::string inks;           // ink data; empty: the built-in set
+  std::string output;         // HTML file; empty: none
   bool json = false;
   bool quiet = false;
 };

@@ -29,7 +29,7 @@ int RunPreview(const PreviewCommandOptions& options) {
   if (options.preview.picture.empty() && options.preview.inkMap.empty()) {
     throw UsageFailure("nothing to draw: name a file with --output or --ink-map");
   }
-  const int typed = options.media.empty() ? 0 : SettingValue(kMediaType, options.media);
+  const int typed = SettingValueOr(kMediaType, options.media, 0);
   SeparationReader reader(options.separations);
   const PreviewSettings settings =
       PreviewSettingsOf(options.preview, (typed != 0 ? typed : reader.Shape().mediaType) - 1);

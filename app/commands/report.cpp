@@ -43,7 +43,6 @@ fs::path PageOf(const ReportOptions& options, const std::string& print) {
 PressCheckSettings SettingsOf(const ReportOptions& options) {
   PressCheckSettings settings;
   if (!options.inks.empty()) settings.inks = ReadInkData(options.inks);
-  settings.media = SettingValue(kMediaType, options.media) - 1;
   if (!options.prices.empty()) settings.prices = ReadInkPrices(options.prices);
   for (const std::string& area : options.zoomAreas) {
     settings.zoomAreas.push_back(
@@ -68,6 +67,7 @@ class Reporter {
   explicit Reporter(const ReportOptions& options)
       : options_(options),
         settings_(SettingsOf(options)),
+        typedMedia_(SettingValueOr(kMediaType, options.media, 0)),
         placing_(PlacingFrom(options.placing)),
         head_(options.head.empty() ? Printhead{} : ReadPrinthead(options.head)) {}
 
@@ -75,6 +75,7 @@ class Reporter {
     SeparationReader reader(print);
     const PageShape& shape = reader.Shape();
     PressCheckSettings settings = settings_;
+    settings.media = (typedMedia_ != 0 ? typedMedia_ : shape.mediaType) - 1;
     std::optional<WantedColours> wanted;
     if (!options_.against.empty()) {
       wanted = ReadWantedColours(options_.against, options_.againstPage - 1, JudgedGrid(shape),
@@ -94,6 +95,7 @@ class Reporter {
  private:
   const ReportOptions& options_;
   PressCheckSettings settings_;
+  int typedMedia_;  // 0: each print's own
   ImagePlacing placing_;
   Printhead head_;
   PluginLibrary library_;

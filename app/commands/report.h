@@ -12,10 +12,10 @@
 namespace corvane {
 
 struct ReportOptions {
-  std::vector<std::string> prints;  // TIFF files of corvane print
-  std::string output;               // HTML file, or a folder; empty: beside each print, unless a
-                                    // text is asked for
-  std::string media = "plain";
+  std::vector<std::string> prints;     // TIFF files of corvane print
+  std::string output;                  // HTML file, or a folder; empty: beside each print, unless a
+                                       // text is asked for
+  std::string media;                   // empty: that of each print
   std::string inks;                    // ink data; empty: the built-in set
   std::string prices;                  // what ink costs; empty: not known
   std::vector<std::string> zoomAreas;  // X,Y,W,H in millimetres

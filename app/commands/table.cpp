@@ -8,7 +8,6 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -174,7 +173,7 @@ std::vector<TableLine> ReadLines(TableFile& file, const std::vector<TableEntry>&
                    ""};
     const bool fits = entry.size <= DecodedTableBytes(entry.indices[0]);
     if (line.form == StoredForm::Coded && fits && file.Holds(entry)) {
-      line.key = fmt::format("0x{:08x}", InspectCodedTable(file.Read(entry)).checksum);
+      line.key = fmt::format("0x{:08x}", StoredChecksum(file.Read(entry).data()));
     }
     lines.push_back(std::move(line));
   }
@@ -245,8 +244,7 @@ TableBuilder MakeBuilder(const TableBuildOptions& options) {
   settings.blackStrength = options.blackStrength;
   if (!options.curves.empty()) settings.curves = ReadInkCurves(options.curves);
   settings.iccProfile = options.iccProfile;
-  return TableBuilder(options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks),
-                      std::move(settings));
+  return TableBuilder(InksFrom(options.inks), std::move(settings));
 }
 
 // Where the tables have their colours from.
@@ -272,7 +270,7 @@ int RunTableBuild(const TableBuildOptions& options) {
     sources.push_back(found->second);
   }
 
-  const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  const int processors = Processors();
   const auto distinct = BuildTables(builder, places, options.jobs > 0 ? options.jobs : processors,
                                     ProgressStyleOf(options.progress, options.quiet));
   std::vector<const std::vector<std::uint8_t>*> stored;

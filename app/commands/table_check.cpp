@@ -7,7 +7,7 @@
 #include <cmath>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <thread>
+#include <optional>
 #include <utility>
 
 #include "app/commands/table_inspect.h"
@@ -16,6 +16,7 @@
 #include "app/support/json.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/threads.h"
 #include "app/tables/check.h"
 #include "app/tables/check_picture.h"
 
@@ -168,11 +169,18 @@ std::string ToText(const TableFile& file, const std::vector<TableCheck>& checks)
 }  // namespace
 
 int RunTableCheck(const TableCheckOptions& options) {
+  CheckDrawingName(options.picture);
   CheckOutputNames({options.picture}, {options.file, options.inks});
   TableFile file(options.file);
-  const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
+  const InkData inks = InksFrom(options.inks);
   const std::vector<IndexedTable> tables = ReadTables(file, options.indices);
-  const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  const int processors = Processors();
+  std::optional<IndexedTable> pictured;
+  if (!options.picture.empty()) {
+    const TableIndices indices =
+        ParseTableIndices(options.indices.empty() ? kPictured : options.indices);
+    pictured = {indices, ReadDecodedTable(file, indices)};
+  }
   const std::vector<TableCheck> checks = CheckTables(
       tables, inks, options.jobs > 0 ? options.jobs : processors, [] { ThrowIfInterrupted(); });
   if (options.json) {
@@ -183,13 +191,11 @@ int RunTableCheck(const TableCheckOptions& options) {
   } else {
     WriteStandardOutput(ToText(file, checks));
   }
-  if (!options.picture.empty()) {
-    const TableIndices indices =
-        ParseTableIndices(options.indices.empty() ? kPictured : options.indices);
-    const IndexedTable table = {indices, ReadDecodedTable(file, indices)};
+  if (pictured) {
+    const TableIndices& indices = pictured->indices;
     const PrintModel model(inks, static_cast<int>(indices[1]));
     WriteDrawing(options.picture,
-                 DrawTableCheck(table, model,
+                 DrawTableCheck(*pictured, model,
                                 fmt::format("Table {} with \"{}\" on {}", fmt::join(indices, " "),
                                             inks.name, inks.media[indices[1]].name)));
   }

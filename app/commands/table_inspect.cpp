@@ -14,6 +14,7 @@
 #include "app/tables/chart.h"
 #include "app/tables/file.h"
 #include "app/tables/lookup.h"
+#include "app/tables/page_tables.h"
 #include "app/tables/stored_table.h"
 
 namespace corvane {
@@ -77,7 +78,7 @@ std::string ColourReport(const TableInspectOptions& options, const std::vector<s
 
 TableIndices ParseTableIndices(const std::string& text) {
   const TableIndices indices = ParseNumbers<kTableIndexCount>(text, 255, "five table indices");
-  if (indices[1] >= kMediaCount) throw Failure(text + ": there is no such medium");
+  if (indices[1] >= kMediaCount) throw UsageFailure(text + ": there is no such medium");
   return indices;
 }
 
@@ -91,22 +92,25 @@ std::vector<std::uint8_t> ReadDecodedTable(TableFile& file, const TableIndices& 
   if (entry->size > bytes) {
     throw Failure(fmt::format("{}: the table is longer than its ink set's", file.Name()));
   }
-  const std::vector<std::uint8_t> stored = file.Read(*entry);
-  return DecodeStoredTable(stored, bytes).bytes;
+  return ReadTable(file, *entry);
+}
+
+void CheckDrawingName(const std::string& path) {
+  if (path.empty() || path.ends_with(".svg") || path.ends_with(".png")) return;
+  throw UsageFailure(path + ": ends in neither .svg nor .png");
 }
 
 void WriteDrawing(const std::string& path, const Drawing& drawing) {
-  const bool svg = path.ends_with(".svg");
-  if (!svg && !path.ends_with(".png")) throw UsageFailure(path + ": ends in neither .svg nor .png");
-  WriteOutput(path, svg ? ToSvg(drawing) : ToPng(drawing, kPngScale));
+  WriteOutput(path, path.ends_with(".svg") ? ToSvg(drawing) : ToPng(drawing, kPngScale));
 }
 
 int RunTableInspect(const TableInspectOptions& options) {
   const TableIndices indices = ParseTableIndices(options.indices);
+  CheckDrawingName(options.chart);
   CheckOutputNames({options.chart}, {options.file, options.inks});
   TableFile file(options.file);
   const std::vector<std::uint8_t> table = ReadDecodedTable(file, indices);
-  const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
+  const InkData inks = InksFrom(options.inks);
   const PrintModel model(inks, static_cast<int>(indices[1]));
   if (!options.rgb.empty()) WriteStandardOutput(ColourReport(options, table, model));
   if (!options.chart.empty()) {

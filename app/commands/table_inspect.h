@@ -24,9 +24,11 @@ int RunTableInspect(const TableInspectOptions& options);
 
 // "2,2,0,1,0". Throws UsageFailure.
 TableIndices ParseTableIndices(const std::string& text);
-// The table of an index tuple, decoded. Throws Failure where there is none.
+// The table of an index tuple, decoded. Throws Failure where there is none or it is damaged.
 std::vector<std::uint8_t> ReadDecodedTable(TableFile& file, const TableIndices& indices);
-// Writes SVG or PNG, by the end of the path. Throws UsageFailure for any other end.
+// Throws UsageFailure for a path that ends in neither .svg nor .png, unless it is empty.
+void CheckDrawingName(const std::string& path);
+// Writes SVG or PNG, by the end of the path.
 void WriteDrawing(const std::string& path, const Drawing& drawing);
 
 }  // namespace corvane

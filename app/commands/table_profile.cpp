@@ -43,7 +43,7 @@ int RunTableProfile(const TableProfileOptions& options) {
   CheckOutputNames({options.output}, {options.inks, options.table});
   CheckEnding(options.output, kProfileEndings);
   const TableIndices indices = IndicesFrom(options);
-  const InkData inks = options.inks.empty() ? DefaultInkData() : ReadInkData(options.inks);
+  const InkData inks = InksFrom(options.inks);
   TableFile file(options.table);
   const std::vector<std::uint8_t> table = ReadDecodedTable(file, indices);
   const int media = static_cast<int>(indices[1]);
@@ -52,8 +52,10 @@ int RunTableProfile(const TableProfileOptions& options) {
   const std::string profile = MakePrinterProfile(table, inks, media, description);
   WriteOutput(options.output, profile);
   if (!options.quiet) {
-    fmt::print(stderr, "{}: {} bytes; {}; {}\n", Printable(options.output), profile.size(),
-               description, inks.measured ? "measured colours" : "modelled colours");
+    fmt::print(
+        stderr, "{}\n",
+        Printable(fmt::format("{}: {} bytes; {}; {}", options.output, profile.size(), description,
+                              inks.measured ? "measured colours" : "modelled colours")));
   }
   return 0;
 }

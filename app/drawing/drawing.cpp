@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "app/support/markup.h"
@@ -34,6 +35,13 @@ std::string Element(const DrawText& text) {
 }
 
 }  // namespace
+
+DrawColor DrawColorOf(double red, double green, double blue) {
+  const auto byte = [](double value) {
+    return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255));
+  };
+  return {byte(red), byte(green), byte(blue)};
+}
 
 void Drawing::Frame(const DrawBox& box, DrawColor color, double lineWidth) {
   Rect({box.x, box.y, box.width, lineWidth}, color);

@@ -19,6 +19,9 @@ struct DrawColor {
   double opacity = 1;
 };
 
+// Of sRGB channels from 0 to 1, clipped to that.
+DrawColor DrawColorOf(double red, double green, double blue);
+
 struct DrawBox {
   double x = 0;
   double y = 0;

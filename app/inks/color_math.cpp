@@ -137,8 +137,8 @@ std::uint8_t SrgbByte(double linear) {
     }
     return table;
   }();
-  return bytes[static_cast<std::size_t>(
-      std::lround(std::sqrt(std::clamp(linear, 0.0, 1.0)) * 4096.0))];
+  const double part = linear > 0 ? std::min(linear, 1.0) : 0.0;  // 0 of what is no number, too
+  return bytes[static_cast<std::size_t>(std::lround(std::sqrt(part) * 4096.0))];
 }
 
 Triple BandsFromLinearSrgb(const Triple& linear) { return kBandsOfLinearSrgb * linear; }

@@ -97,6 +97,9 @@ const InkData& DefaultInkData();
 // Reads `inks.json`. Throws Failure that names the file and the entry.
 InkData ReadInkData(const std::filesystem::path& file);
 
+// The set of the file that was named, or the built-in one without a name. Throws as ReadInkData.
+InkData InksFrom(const std::string& file);
+
 // The text of an ink file that holds the set.
 std::string InkDataText(const InkData& inks);
 

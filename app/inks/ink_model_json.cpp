@@ -254,6 +254,10 @@ void DrawCurve(const Entry& entry, std::array<std::uint8_t, 256>& curve) {
 
 }  // namespace
 
+InkData InksFrom(const std::string& file) {
+  return file.empty() ? DefaultInkData() : ReadInkData(file);
+}
+
 InkData ReadInkData(const std::filesystem::path& file) {
   const Json json = ReadJsonFile(file);
   return InkDataOf({json, file.string()});

@@ -62,11 +62,6 @@ DotRenderer::DotRenderer(const PrintModel& model, const std::vector<DropPlane>& 
         std::clamp(std::ceil(right + reach), 0.0, double{1} * plane.width));
   }
 
-  powers_.resize(kPowerSteps + 1);
-  for (std::size_t i = 0; i <= kPowerSteps; ++i) {
-    powers_[i] = std::pow(static_cast<double>(i) / kPowerSteps, model.YuleNielsen());
-  }
-
   const auto points = static_cast<std::size_t>(pointWidth_);
   const std::size_t cells = points / static_cast<std::size_t>(pointsPerCell_);
   for (auto& dye : dyes_) dye.resize(points);
@@ -240,14 +235,6 @@ void DotRenderer::RenderPointRow(std::size_t ringRow) {
     for (std::size_t i = 0; i < perPixel; ++i) all += pointTotals_[pixel * perPixel + i];
     pixelInk_[pixel] += all * 8.0;
   }
-}
-
-// The n-th power of a mean root, by straight lines between close points of the curve.
-double DotRenderer::Reflectance(double root) const {
-  const double position = std::min(root, 1.0) * kPowerSteps;
-  const auto step = std::min(static_cast<std::size_t>(position), kPowerSteps - 1);
-  const double low = powers_[step];
-  return low + (position - static_cast<double>(step)) * (powers_[step + 1] - low);
 }
 
 void DotRenderer::FinishCellRow() {

@@ -79,7 +79,6 @@ class DotRenderer {
   void AddDrops(const Plane& plane, const std::uint8_t* bits, double centre);
   void FinishPointRows(std::int64_t end);
   void RenderPointRow(std::size_t ringRow);
-  double Reflectance(double root) const;
   void FinishCellRow();
   void FinishPixelRow();
 
@@ -107,8 +106,6 @@ class DotRenderer {
   std::array<std::vector<float>, 3> cellRoots_;    // sums over the points of a row of cells
   std::array<std::vector<double>, 3> pixelBands_;  // sums over the cells of a row of pixels
   std::vector<double> pixelInk_;                   // sums over the points of a row of pixels
-  static constexpr std::size_t kPowerSteps = 8192;
-  std::vector<double> powers_;  // of 0, 1/kPowerSteps, ..., 1
   RenderedRow row_;
 };
 

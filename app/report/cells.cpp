@@ -3,16 +3,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <numbers>
-#include <numeric>
 #include <utility>
 
+#include "app/inks/bit_count.h"
 #include "app/report/cell_counts.h"
 
 namespace corvane {
 namespace {
 
+// Terms of an ink file may add up to anything.
+constexpr double kLeastDensity = -1, kMostDensity = 20;
 constexpr double kRounding = 1e-6;  // of a cell: sizes are quotients
 
 CellGrid GridOf(double width, double height, double perInch) {
@@ -89,10 +90,14 @@ void CellRowCounter::AddRow(const std::uint8_t* row) {
       static_cast<std::uint32_t>((row_ + 0.5) / verticalDpi_ * grid_.perInch + kRounding);
   ++row_;
   FinishCellRows(std::min(cellRow, grid_.rows - 1));
-  for (const Plane& plane : planes_) {
+  static const auto countSetBits =
+      CORVANE_OF_LEVEL(SelectedCpuLevel(), &plain::CountSetBits, CountSetBits);
+  for (Plane& plane : planes_) {
     const std::uint8_t* const bits = row + plane.offset;
+    const std::uint64_t set = countSetBits(bits, plane.bytes);
     // Most planes of most rows hold nothing.
-    if (std::accumulate(bits, bits + plane.bytes, std::uint8_t{0}, std::bit_or<>()) == 0) continue;
+    if (set == 0) continue;
+    plane.drops += set << plane.bit;
     addCellCounts(bits, plane.first.data(), grid_.columns, plane.bit,
                   drops_.data() + plane.ink * grid_.columns);
   }
@@ -172,7 +177,8 @@ Triple CellColours::Bands(const InkAmounts& amounts) const {
   }
   Triple bands;
   for (std::size_t band = 0; band < 3; ++band) {
-    bands[band] = std::exp(-std::numbers::ln10 * density[band]);
+    bands[band] =
+        std::exp(-std::numbers::ln10 * std::clamp(density[band], kLeastDensity, kMostDensity));
   }
   return bands;
 }

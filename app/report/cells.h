@@ -47,12 +47,16 @@ class CellRowCounter {
   // After the last row.
   void Finish();
 
+  // Drops of a plane of the page, of the rows so far.
+  std::uint64_t Drops(std::size_t plane) const { return planes_[plane].drops; }
+
  private:
   struct Plane {
     std::size_t offset, bytes;
     int bit;
     std::size_t ink;                   // place among the page's
     std::vector<std::uint32_t> first;  // pixel of each cell, and the end
+    std::uint64_t drops = 0;           // of the rows so far
   };
 
   void FinishCellRows(std::uint32_t end);

@@ -12,6 +12,7 @@
 #include <numeric>
 #include <utility>
 
+#include "app/report/press_check.h"
 #include "app/support/interrupt.h"
 #include "app/support/json.h"
 #include "app/support/message.h"
@@ -20,8 +21,6 @@
 namespace corvane {
 namespace {
 
-constexpr double kCellsPerInch = 50;
-constexpr std::size_t kMostCells = 260'000;
 // Cells this far apart, and nearer, are one region.
 constexpr int kReach = 3;
 
@@ -248,7 +247,7 @@ PrintComparison ComparePrints(SeparationReader& first, SeparationReader& second,
   comparison.otherForm = FormDifferences(page, second.Shape());
   if (!comparison.otherForm.empty()) return comparison;
 
-  const CellGrid grid = MakeCellGrid(page, kCellsPerInch, kMostCells);
+  const CellGrid grid = JudgedGrid(page);
   DifferenceFinder finder(page, grid);
   comparison.rows = page.rows;
   comparison.cellsPerInch = grid.perInch;

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <utility>
 
-#include "app/inks/bit_count.h"
 #include "app/preview/sink.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
@@ -42,37 +41,24 @@ double BytesPerSquareInch(const PageShape& page) {
 class Survey {
  public:
   Survey(const PageShape& page, const CellColours& colours)
-      : page_(page),
-        colours_(colours),
+      : colours_(colours),
         fine_(FineGrid(page)),
         cells_(page, JudgedGrid(page)),
-        counter_(page, fine_,
-                 [this](std::uint32_t row, const std::vector<std::uint32_t>& drops) {
-                   cells_.Add(row, drops, fine_.columns, kFineInJudged);
-                   AddPixels(row, drops);
-                 }),
-        planeBits_(page.planes.size()) {
+        counter_(page, fine_, [this](std::uint32_t row, const std::vector<std::uint32_t>& drops) {
+          cells_.Add(row, drops, fine_.columns, kFineInJudged);
+          AddPixels(row, drops);
+        }) {
     picture_.perInch = fine_.perInch;
     picture_.width = fine_.columns;
     picture_.height = fine_.rows;
     picture_.pixels.reserve(std::size_t{3} * fine_.Cells());
   }
 
-  void AddRow(const std::uint8_t* row) {
-    static const auto countSetBits =
-        CORVANE_OF_LEVEL(SelectedCpuLevel(), &plain::CountSetBits, CountSetBits);
-    for (std::size_t i = 0; i < planeBits_.size(); ++i) {
-      planeBits_[i] += countSetBits(row + page_.planes[i].offset, page_.planes[i].bytes);
-    }
-    counter_.AddRow(row);
-  }
+  void AddRow(const std::uint8_t* row) { counter_.AddRow(row); }
 
   void Finish() { counter_.Finish(); }
 
-  // Drops of a plane.
-  std::uint64_t Drops(std::size_t plane) const {
-    return planeBits_[plane] << page_.planes[plane].bit;
-  }
+  std::uint64_t Drops(std::size_t plane) const { return counter_.Drops(plane); }
   DropCells& Cells() { return cells_; }
   PictureLevel& Picture() { return picture_; }
 
@@ -95,13 +81,11 @@ class Survey {
     }
   }
 
-  const PageShape& page_;
   const CellColours& colours_;
   CellGrid fine_;
   DropCells cells_;
   PictureLevel picture_;
   CellRowCounter counter_;
-  std::vector<std::uint64_t> planeBits_;
 };
 
 // Half as fine: the mean light of two by two pixels.

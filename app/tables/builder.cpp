@@ -278,7 +278,6 @@ Rendering TableBuilder::State::RenderingOf(const TableKey& key) {
 // colours halfway to them come out right.
 std::vector<BetweenWish> TableBuilder::State::BetweenWishesOf(const TableKey& key,
                                                               const std::vector<NodeWish>& nodes) {
-  constexpr int kAxisSteps[3] = {kGrid * kGrid, kGrid, 1};
   const Reach& reach = ReachOf(key);
   const Rendering rendering = RenderingOf(key);
   std::vector<BetweenWish> wishes;

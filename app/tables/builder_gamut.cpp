@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "app/inks/ink_response.h"
+#include "app/tables/smooth_step.h"
 
 namespace corvane {
 namespace {
@@ -45,11 +46,6 @@ double OklabLightness(double lightness) { return std::cbrt(XyzFromLab({lightness
 double LabLightness(double oklabLightness) {
   const double cube = oklabLightness * oklabLightness * oklabLightness;
   return LabFromBands({cube, cube, cube})[0];
-}
-
-double SmoothStep(double t) {
-  t = std::clamp(t, 0.0, 1.0);
-  return t * t * (3.0 - 2.0 * t);
 }
 
 // From 0 at 0 to 1 at 1, beginning with this slope and bent evenly.

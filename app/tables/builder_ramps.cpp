@@ -8,7 +8,6 @@
 namespace corvane {
 namespace {
 
-constexpr int kAxisSteps[3] = {kGrid * kGrid, kGrid, 1};
 constexpr int kBlackNode = kNodes - 1;
 
 // Red, green and blue as the bits of a set.

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "app/tables/smooth_step.h"
+
 namespace corvane {
 namespace {
 
@@ -35,11 +37,6 @@ double LighterInk(double dye, double strength, const Crossover& crossover) {
 // The crossover from a lighter ink of this strength, gone at the dye amount `end`.
 Crossover CrossoverOf(double strength, double end) {
   return {0.6 * strength, std::min(1.2 * strength, 0.8), 0.85, end};
-}
-
-double SmoothStep(double t) {
-  t = std::clamp(t, 0.0, 1.0);
-  return t * t * (3.0 - 2.0 * t);
 }
 
 double TotalInk(const InkAmounts& amounts) {

@@ -25,7 +25,6 @@ using Labs = Eigen::Matrix<double, Eigen::Dynamic, 3, Eigen::RowMajor>;
 using Dyes = Eigen::Matrix<double, Eigen::Dynamic, 4, Eigen::RowMajor>;
 using Sparse = Eigen::SparseMatrix<double, Eigen::RowMajor>;
 
-constexpr int kAxisSteps[3] = {kGrid * kGrid, kGrid, 1};
 constexpr int kSteps = 24;              // Gauss-Newton steps
 constexpr double kLongestStep = 0.2;    // of a dye amount
 constexpr double kFirstDamping = 1000;  // of squared dye amounts

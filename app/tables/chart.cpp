@@ -50,10 +50,7 @@ Rgb8 ColourAt(const Ramp& ramp, int place) {
 
 DrawColor Shown(const Triple& linear) {
   const Triple srgb = SrgbFromLinear(linear);
-  const auto byte = [](double value) {
-    return static_cast<std::uint8_t>(std::lround(value * 255));
-  };
-  return {byte(srgb[0]), byte(srgb[1]), byte(srgb[2])};
+  return DrawColorOf(srgb[0], srgb[1], srgb[2]);
 }
 
 void DrawRamp(Drawing& drawing, std::span<const std::uint8_t> table, const PrintModel& model,

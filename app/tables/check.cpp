@@ -11,12 +11,12 @@
 #include <tuple>
 
 #include "app/support/threads.h"
+#include "app/tables/grid.h"
 #include "app/tables/lookup.h"
 
 namespace corvane {
 namespace {
 
-constexpr int kEdge = 17, kNodes = kEdge * kEdge * kEdge;
 constexpr double kWellInside = 0.8;
 constexpr int kColours = 2500;
 constexpr int kPairs = 10000, kPairSteps = 64;

@@ -16,12 +16,7 @@ constexpr int kCells = 56;  // of a picture, each way
 constexpr double kCell = 4, kPicture = kCells * kCell, kGap = 16, kLabel = 16;
 constexpr DrawColor kInk = {40, 40, 40}, kLine = {215, 215, 215};
 
-DrawColor Shown(const Triple& srgb) {
-  const auto byte = [](double value) {
-    return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255));
-  };
-  return {byte(srgb[0]), byte(srgb[1]), byte(srgb[2])};
-}
+DrawColor Shown(const Triple& srgb) { return DrawColorOf(srgb[0], srgb[1], srgb[2]); }
 
 // Hue round the centre, black in it and white at the edge, fully saturated half-way.
 std::optional<Srgb> HueCircle(double x, double y) {

@@ -123,6 +123,7 @@ bool TableFile::Holds(const TableEntry& entry) const {
 }
 
 std::vector<std::uint8_t> TableFile::Read(const TableEntry& entry) {
+  if (!Holds(entry)) throw Failure(name_ + ": a table lies outside the file");
   std::vector<std::uint8_t> stored(entry.size);
   ReadBytes(std::uint64_t{entry.offset} + directoryBytes_ + kDirectoryStart, stored);
   return stored;

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <array>
 
+#include "app/tables/grid.h"
 #include "color/table/stored_form.h"
 
 namespace corvane {
 namespace {
 
 constexpr int kNodes = kCubeBytes;
-constexpr int kAxisSteps[3] = {kCubeRows, kCubeEdge, 1};
 
 // The four nodes of a colour's tetrahedron and their weights, which add to `whole`: the walk from
 // the base node of a cell towards its opposite corner, along the axis with the largest fraction

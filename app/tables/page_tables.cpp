@@ -7,31 +7,17 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
+#include <utility>
 
 #include "app/support/failure.h"
 #include "app/support/limits.h"
 #include "app/tables/default_table.h"
-#include "app/tables/file.h"
 #include "app/tables/stored_table.h"
 #include "color/table/stored_form.h"
 #include "printmode/print_modes.h"
 
 namespace corvane {
 namespace {
-
-void CheckTable(TableFile& file, const TableEntry& entry) {
-  const std::vector<std::uint8_t> stored = file.Read(entry);
-  const std::uint32_t bytes = DecodedTableBytes(entry.indices[0]);
-  // A black curve in a form of its own has no checksum.
-  if (StoredFormOf(stored.size(), bytes) != StoredForm::Coded) return;
-  if (DecodeStoredTable(stored, bytes).checksum != InspectCodedTable(stored).checksum) {
-    throw Failure(
-        fmt::format("{}: the colour table at offset {} is damaged (corvane table verify "
-                    "checks the file)",
-                    file.Name(), entry.offset));
-  }
-}
 
 // A file of a single table has no checksum: only its size can tell it from any other file.
 void CheckSingleTable(const TableFile& file, const QStartPage& page) {
@@ -47,6 +33,21 @@ void CheckSingleTable(const TableFile& file, const QStartPage& page) {
 }
 
 }  // namespace
+
+std::vector<std::uint8_t> ReadTable(TableFile& file, const TableEntry& entry) {
+  const std::vector<std::uint8_t> stored = file.Read(entry);
+  const std::uint32_t bytes = DecodedTableBytes(entry.indices[0]);
+  DecodedTable table = DecodeStoredTable(stored, bytes);
+  // A black curve in a form of its own has no checksum.
+  if (StoredFormOf(stored.size(), bytes) == StoredForm::Coded &&
+      table.checksum != StoredChecksum(stored.data())) {
+    throw Failure(
+        fmt::format("{}: the colour table at offset {} is damaged (corvane table verify "
+                    "checks the file)",
+                    file.Name(), entry.offset));
+  }
+  return std::move(table.bytes);
+}
 
 std::string FindColorTable(const std::string& given) {
   if (given.empty()) return DefaultColorTable();
@@ -68,9 +69,10 @@ void CheckTablesOf(const QStartPage& page, const std::string& path) {
     const auto offset = static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));
     const auto& entries = file.Entries();
     const auto entry = std::find_if(entries.begin(), entries.end(), [&](const TableEntry& other) {
-      return other.offset == offset;
+      return other.offset == offset && file.Holds(other) &&
+             other.size <= DecodedTableBytes(other.indices[0]);
     });
-    if (entry != entries.end()) CheckTable(file, *entry);
+    if (entry != entries.end()) ReadTable(file, *entry);
   }
 }
 
