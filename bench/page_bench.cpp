@@ -43,15 +43,6 @@ ChainSetup DefaultSetup() {
   return setup;
 }
 
-PageSettings SettingsOf(int mode, int alternateMode) {
-  PageSettings settings;
-  settings.mode = FindPrintMode(mode);
-  settings.alternateMode = alternateMode;
-  settings.horizontalDpi = DefaultHorizontalDpi(*settings.mode, alternateMode);
-  settings.verticalDpi = DefaultVerticalDpi();
-  return settings;
-}
-
 constexpr std::uint32_t kBandRows = 256;
 
 std::vector<Bytes> BandOfPhoto() {
@@ -85,7 +76,7 @@ void SendPage(benchmark::State& state, int mode, int alternateMode) {
   const PluginLibrary library;
   Chain chain(library, DefaultSetup());
   for (auto _ : state) {
-    if (!SendRows(chain, SettingsOf(mode, alternateMode), band, kBandRows)) {
+    if (!SendRows(chain, DefaultSettings(*FindPrintMode(mode), alternateMode), band, kBandRows)) {
       state.SkipWithError("the chain refused the page");
       return;
     }
@@ -187,7 +178,7 @@ void Command(benchmark::State& state, int mode) {
   PageJob job;
   job.image = job.title = image;
   job.paper = ParsePaperSize("A4");
-  job.settings = SettingsOf(mode, 0);
+  job.settings = DefaultSettings(*FindPrintMode(mode), 0);
   job.colorTable = DefaultColorTable();
   const PluginLibrary library;
   Chain chain(library, DefaultSetup());

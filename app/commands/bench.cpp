@@ -113,17 +113,6 @@ struct Libraries {
   PlainLibrary plain;
 };
 
-PageSettings SettingsOf(const PrintMode& mode, int alternateMode) {
-  PageSettings settings;
-  settings.mode = &mode;
-  settings.alternateMode = alternateMode;
-  settings.printQuality = DefaultPrintQuality(mode, alternateMode);
-  settings.paperCharacteristics = DefaultPaperCharacteristics(mode);
-  settings.horizontalDpi = DefaultHorizontalDpi(mode, alternateMode);
-  settings.verticalDpi = DefaultVerticalDpi();
-  return settings;
-}
-
 std::uint32_t WidthOf(const PageSettings& settings) {
   return static_cast<std::uint32_t>(kWidthInches * settings.horizontalDpi);
 }
@@ -224,7 +213,7 @@ struct Line {
 };
 
 Line MeasurePage(const Libraries& libraries, const PrintMode& mode) {
-  const PageSettings settings = SettingsOf(mode, 0);
+  const PageSettings settings = DefaultSettings(mode, 0);
   Line line{mode.name, &mode, 0, {}};
   for (std::size_t i = 0; i < line.seconds.size(); ++i) {
     line.seconds[i] =
@@ -235,7 +224,7 @@ Line MeasurePage(const Libraries& libraries, const PrintMode& mode) {
 
 Line MeasureKernel(const Libraries& libraries, const PrintMode& mode, int alternateMode,
                    const Kernel& kernel) {
-  const PageSettings settings = SettingsOf(mode, alternateMode);
+  const PageSettings settings = DefaultSettings(mode, alternateMode);
   Line line{kernel.name, &mode, alternateMode, {}};
   for (std::size_t i = 0; i < line.seconds.size(); ++i) {
     const auto rows = ContoneRowsOf(libraries, settings, RowsOf(kSampleContents[i], settings));

@@ -27,12 +27,8 @@ namespace {
 namespace fs = std::filesystem;
 
 PageSettings SettingsFrom(const ChartOptions& options) {
-  PageSettings settings;
-  settings.mode = &ParsePrintMode(options.mode);
-  settings.alternateMode = options.alternateMode;
+  PageSettings settings = DefaultSettings(ParsePrintMode(options.mode), options.alternateMode);
   settings.mediaType = SettingValue(kMediaType, options.media);
-  settings.horizontalDpi = DefaultHorizontalDpi(*settings.mode, settings.alternateMode);
-  settings.verticalDpi = DefaultVerticalDpi();
   CheckResolution(settings);
   return settings;
 }

@@ -102,7 +102,7 @@ void ReadTagged(PlacedPage& page, std::uint32_t width, std::size_t bytesPerPixel
 
 int EncoderThreads(const PrintOptions& options) {
   constexpr int kMost = 8;
-  const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  const int cores = Processors();
   const int wanted = options.encoderThreads > 0 ? options.encoderThreads : cores / options.jobs;
   return std::clamp(wanted, 1, kMost);
 }
@@ -487,28 +487,22 @@ PrintReport Print(const PrintOptions& options) {
 }
 
 PageSettings PageSettingsFrom(const PrintOptions& options) {
-  PageSettings settings;
-  settings.mode = &ParsePrintMode(options.mode);
-  settings.alternateMode = options.alternateMode;
+  PageSettings settings = DefaultSettings(ParsePrintMode(options.mode), options.alternateMode);
   settings.mediaType = SettingValue(kMediaType, options.media);
-  settings.printQuality = options.quality.empty()
-                              ? DefaultPrintQuality(*settings.mode, settings.alternateMode)
-                              : SettingValue(kPrintQuality, options.quality);
+  if (!options.quality.empty())
+    settings.printQuality = SettingValue(kPrintQuality, options.quality);
   settings.pageIntent = SettingValue(kPageIntent, options.intent);
   settings.colorPreference = SettingValue(kColorPreference, options.preference);
-  settings.paperCharacteristics =
-      options.paperCharacteristics.empty()
-          ? DefaultPaperCharacteristics(*settings.mode)
-          : SettingValue(kPaperCharacteristics, options.paperCharacteristics);
+  if (!options.paperCharacteristics.empty()) {
+    settings.paperCharacteristics =
+        SettingValue(kPaperCharacteristics, options.paperCharacteristics);
+  }
   settings.points = options.points;
   if (!options.overspray.empty()) {
     settings.leftOverspray = options.overspray[0];
     settings.rightOverspray = options.overspray[1];
   }
-  if (options.resolution.empty()) {
-    settings.horizontalDpi = DefaultHorizontalDpi(*settings.mode, settings.alternateMode);
-    settings.verticalDpi = DefaultVerticalDpi();
-  } else {
+  if (!options.resolution.empty()) {
     settings.horizontalDpi = options.resolution[0];
     settings.verticalDpi = options.resolution.back();
   }

@@ -42,7 +42,7 @@ constexpr std::string_view kNoTags = "none";
 bool HasOwnPaper(const PrintOptions& options) { return options.paper == "auto"; }
 
 PaperSize PaperOf(const DocumentPage& page, const std::string& title) {
-  constexpr double kMillimetresPerPoint = kMillimetresPerInch / 72;
+  constexpr double kMillimetresPerPoint = kMillimetresPerInch / kPointsPerInch;
   return MakePaperSize(title, page.widthPoints * kMillimetresPerPoint,
                        page.heightPoints * kMillimetresPerPoint);
 }

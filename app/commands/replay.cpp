@@ -54,11 +54,13 @@ class RowPadding {
   static void CheckRowSize(const ScriptReader& script, const QStartPage& page,
                            const PrintMode& mode, std::uint64_t width) {
     unsigned long input = 0, slot1 = 0, slot2 = 0;
+    unsigned short alternateMode = 0;
+    page.Properties.GetProperty("UseAlternateModes", &alternateMode, 0, kStandard);
     page.Properties.GetProperty("HorizontalInputResolution", &input, 0, kStandard);
     page.PageProperties.GetProperty("Slot1HorizontalRes", &slot1, 0, kStandard);
     page.PageProperties.GetProperty("Slot2HorizontalRes", &slot2, 0, kStandard);
-    const unsigned long finest =
-        std::max({slot1, slot2, static_cast<unsigned long>(mode.Alternate(0).halftoneDpi)});
+    const unsigned long finest = std::max(
+        {slot1, slot2, static_cast<unsigned long>(mode.Alternate(alternateMode).halftoneDpi)});
     const std::uint64_t factor = input == 0 ? 1 : std::max(finest / input, 1ul);
     const auto planes = static_cast<std::uint64_t>(PlanesOf(mode.inkSet));
     // In steps, so that nothing wraps.

@@ -34,7 +34,6 @@ struct OpenedDocument {
 
 namespace {
 
-constexpr double kPointsPerInch = 72;
 constexpr double kListingDpi = 288;  // tells sizes to a quarter of a point
 
 // Places among the files that the child is given.

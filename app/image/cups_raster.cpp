@@ -23,7 +23,6 @@ namespace {
 
 using Colour = PixelForm::Colour;
 
-constexpr double kPointsPerInch = 72;
 constexpr double kAdobeRgbGamma = 563 / 256.0;
 constexpr Chromaticities kAdobeRgb = {.greenX = 0.21, .greenY = 0.71};
 constexpr unsigned kMostRowBytes = 1u << 30;

@@ -54,6 +54,10 @@ int SettingValue(const PageSetting& setting, const std::string& text) {
   throw UsageFailure(fmt::format("{}: is none of {}", text, SettingChoices(setting)));
 }
 
+int SettingValueOr(const PageSetting& setting, const std::string& text, int otherwise) {
+  return text.empty() ? otherwise : SettingValue(setting, text);
+}
+
 std::string SettingText(const PageSetting& setting, int value) {
   const auto word = std::ranges::find(setting.words, value, &SettingWord::value);
   return word == setting.words.end() ? std::to_string(value) : std::string(word->word);
@@ -94,11 +98,17 @@ int DefaultPaperCharacteristics(const PrintMode& mode) {
   return PrintsBlack(mode) ? kStandard : kNoBlack;
 }
 
-std::uint32_t DefaultHorizontalDpi(const PrintMode& mode, int alternateMode) {
-  return std::min<std::uint32_t>(kUsualDpi, mode.alternates[alternateMode].halftoneDpi);
+PageSettings DefaultSettings(const PrintMode& mode, int alternateMode) {
+  PageSettings settings;
+  settings.mode = &mode;
+  settings.alternateMode = alternateMode;
+  settings.printQuality = DefaultPrintQuality(mode, alternateMode);
+  settings.paperCharacteristics = DefaultPaperCharacteristics(mode);
+  settings.horizontalDpi =
+      std::min<std::uint32_t>(kUsualDpi, mode.alternates[alternateMode].halftoneDpi);
+  settings.verticalDpi = kUsualDpi;
+  return settings;
 }
-
-std::uint32_t DefaultVerticalDpi() { return kUsualDpi; }
 
 void CheckResolution(const PageSettings& settings) {
   const AlternateMode& page = settings.mode->alternates[settings.alternateMode];

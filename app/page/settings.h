@@ -34,6 +34,8 @@ extern const PageSetting kPaperCharacteristics;
 
 // The value of a word or number. Throws UsageFailure, naming what may be given.
 int SettingValue(const PageSetting& setting, const std::string& text);
+// The same, or `otherwise` for an empty text.
+int SettingValueOr(const PageSetting& setting, const std::string& text, int otherwise);
 // The word for a value, or its number where there is none.
 std::string SettingText(const PageSetting& setting, int value);
 // The words with their values, for a help text.
@@ -63,10 +65,9 @@ struct PageSettings {
 int DefaultPrintQuality(const PrintMode& mode, int alternateMode);
 int DefaultPaperCharacteristics(const PrintMode& mode);
 
-// The input resolution that a mode is given unless another is asked for: 600, or less across where
-// the mode prints less.
-std::uint32_t DefaultHorizontalDpi(const PrintMode& mode, int alternateMode);
-std::uint32_t DefaultVerticalDpi();
+// Those of a page of which nothing but the mode is said. The input has 600 dpi, or less across
+// where the mode prints less.
+PageSettings DefaultSettings(const PrintMode& mode, int alternateMode);
 
 // Throws UsageFailure for an input resolution that the mode cannot multiply to its own.
 void CheckResolution(const PageSettings& settings);

@@ -22,14 +22,7 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 QStartPage SoundPage(const PrintMode& mode, int alternateMode) {
-  PageSettings settings;
-  settings.mode = &mode;
-  settings.alternateMode = alternateMode;
-  settings.printQuality = DefaultPrintQuality(mode, alternateMode);
-  settings.paperCharacteristics = DefaultPaperCharacteristics(mode);
-  settings.horizontalDpi = DefaultHorizontalDpi(mode, alternateMode);
-  settings.verticalDpi = DefaultVerticalDpi();
-  return MakeStartPage(settings, 100);
+  return MakeStartPage(DefaultSettings(mode, alternateMode), 100);
 }
 
 // Whatever stands in the way of what the page needs is named, and nothing else.
