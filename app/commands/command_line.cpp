@@ -644,7 +644,10 @@ void AddPrint(CLI::App& app, Command* chosen) {
       ->group("Preview");
   AddDocuments(*command, *options);
   AddDiagnostics(*command, *options);
-  separations->excludes(command->get_option("--save-rgb"), command->get_option("--points"));
+  for (const char* unused : {"--pages", "--password", "--password-file", "--renderer-memory",
+                             "--renderer-time", "--save-rgb", "--points"}) {
+    separations->excludes(command->get_option(unused));
+  }
   command->callback([=] { *chosen = [options, fit] { return RunPrint(*options); }; });
 }
 

@@ -3,10 +3,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 
 #include "app/commands/report.h"
+#include "app/commands/standard_input.h"
+#include "app/image/kind.h"
 #include "app/image/reader.h"
 #include "app/jobs/digest.h"
 #include "app/report/report_page.h"
@@ -21,6 +24,10 @@ void Add(ReportOptions& report, const char* name, const std::string& value) {
   if (!value.empty()) report.facts.emplace_back(name, value);
 }
 
+bool ReadsStandardInput(const PrintOptions& options) {
+  return std::ranges::find(options.inputs, StandardInput::kArgument) != options.inputs.end();
+}
+
 // What the image asks for, if it is one: a document, ink planes and several pages on a sheet have
 // no colours to hold the print against, and overspray moves the sheet.
 void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOptions& report) {
@@ -29,19 +36,20 @@ void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOption
   }
   if (!page.cells.empty()) return;
   Add(report, "image", fmt::format("{}, page {}", page.image, page.page + 1));
-  if (options.separations || page.image == "-") return;
-  try {
-    const ImageInfo info = OpenImage(page.image, page.page)->Info();
-    Add(report, "image profile",
-        info.profile.empty() ? std::string("none")
-                             : fmt::format("embedded, {} bytes", info.profile.size()));
-    if (!options.overspray.empty()) return;
-    report.against = page.image;
-    report.againstPage = page.page + 1;
-    report.placing = options.placing;
-  } catch (const Failure&) {
+  const bool isGone = page.image == StandardInput::kName && ReadsStandardInput(options);
+  if (options.separations || isGone) return;
+  if (IsDocument(KindOfFile(page.image))) {
     Add(report, "image profile", "of the document's interpreter");
+    return;
   }
+  const ImageInfo info = OpenImage(page.image, page.page)->Info();
+  Add(report, "image profile",
+      info.profile.empty() ? std::string("none")
+                           : fmt::format("embedded, {} bytes", info.profile.size()));
+  if (!options.overspray.empty()) return;
+  report.against = page.image;
+  report.againstPage = page.page + 1;
+  report.placing = options.placing;
 }
 
 void AddSettings(const PrintOptions& options, ReportOptions& report) {

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <memory>
 #include <system_error>
@@ -37,7 +38,9 @@ class SheetReader {
  public:
   // A prompt reader lets rows go on as they come, in groups that differ from time to time.
   SheetReader(const PageJob& job, PageStream* stream, const Sheet& sheet, bool prompt)
-      : page_(job, stream, sheet), queue_(page_.BytesPerPixel() * sheet.width, prompt) {
+      : stream_(stream),
+        page_(job, stream, sheet),
+        queue_(page_.BytesPerPixel() * sheet.width, prompt) {
     try {
       thread_ = std::thread([this] { Read(); });
     } catch (const std::system_error&) {
@@ -45,8 +48,10 @@ class SheetReader {
     }
   }
 
+  // Nobody waits for a stream whose rows are not wanted any more.
   ~SheetReader() {
     queue_.GiveUp();
+    if (stream_ != nullptr && !done_) stream_->Cancel();
     thread_.join();
   }
 
@@ -63,15 +68,19 @@ class SheetReader {
       page_.Read([this](const std::uint8_t* row) {
         if (!queue_.Push(row)) throw GaveUp();
       });
+      done_ = true;
       queue_.Close();
     } catch (const GaveUp&) {
     } catch (...) {
+      done_ = true;
       queue_.Close(std::current_exception());
     }
   }
 
+  PageStream* stream_;
   PlacedPage page_;
   RowQueue queue_;
+  std::atomic<bool> done_ = false;  // with reading, for good or ill
   std::thread thread_;
 };
 
@@ -330,15 +339,7 @@ PageShape ShapeOf(const PageJob& job) {
 
 void PrintPage(const PageJob& job, PageStream* stream, Chain& chain,
                const PageReceivers& receivers) {
-  PageDrive drive(job, stream, chain, receivers);
-  try {
-    drive.Run();
-  } catch (const Failure&) {
-    throw;
-  } catch (...) {
-    if (stream != nullptr) stream->Cancel();
-    throw;
-  }
+  PageDrive(job, stream, chain, receivers).Run();
 }
 
 }  // namespace corvane

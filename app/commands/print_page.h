@@ -55,8 +55,8 @@ PageShape ShapeOf(const PageJob& job);
 
 // Sends the page through the chain, which must be idle and the whole one, or that of inks for a
 // separated page. It is read from `stream`, which must be at the page, or opened when that is null.
-// Throws Failure, naming the image, for what the chain reports as an error too; when anything else
-// ends the page the stream is cancelled.
+// Throws Failure, naming the image, for what the chain reports as an error too; a stream that has
+// not been read to the page's end by then is cancelled.
 void PrintPage(const PageJob& job, PageStream* stream, Chain& chain,
                const PageReceivers& receivers);
 

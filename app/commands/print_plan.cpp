@@ -274,11 +274,11 @@ std::vector<PlannedPage> WithCopies(const PrintOptions& options, std::vector<Pla
     total += static_cast<std::size_t>(wanted(page));
     most = std::max(most, wanted(page));
   }
-  if (most == 1) return pages;
   if (total > limits::kPages) {
     throw UsageFailure(fmt::format("{}: {} pages with their copies are more than {} (--copies)",
                                    pages[0].job.image, total, limits::kPages));
   }
+  if (most == 1) return pages;
   std::vector<PlannedPage> copies;
   for (int copy = 1; copy <= most; ++copy) {
     for (const PlannedPage& page : pages) {

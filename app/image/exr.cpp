@@ -43,11 +43,7 @@ class ExrReader : public ImageReader {
     const int y = top_ + static_cast<int>(next_++);
     const Imath::Box2i data = file_->dataWindow();
     if (y < data.min.y || y > data.max.y) return;
-    Guarded([&] {
-      // The library wants the address that pixel 0 of row 0 would have.
-      file_->setFrameBuffer(stored_.data() - data.min.x, 1, 0);
-      file_->readPixels(y);
-    });
+    Guarded([&] { file_->readPixels(y); });
     const int first = std::max(left_, data.min.x);
     const int last = std::min(left_ + static_cast<int>(info_.width) - 1, data.max.x);
     for (int x = first; x <= last; ++x) {
@@ -63,6 +59,8 @@ class ExrReader : public ImageReader {
     try {
       action();
     } catch (const Failure&) {
+      throw;
+    } catch (const std::bad_alloc&) {
       throw;
     } catch (const std::exception&) {
       throw Failure(info_.path + ": the OpenEXR picture is cut short or damaged");
@@ -81,6 +79,8 @@ class ExrReader : public ImageReader {
     info_.width = static_cast<std::uint32_t>(side(shown.min.x, shown.max.x));
     info_.height = static_cast<std::uint32_t>(side(shown.min.y, shown.max.y));
     stored_.resize(side(data.min.x, data.max.x));
+    // The library wants the address that pixel 0 of row 0 would have.
+    file_->setFrameBuffer(stored_.data() - data.min.x, 1, 0);
     const bool covered = data.min.x <= shown.min.x && data.min.y <= shown.min.y &&
                          data.max.x >= shown.max.x && data.max.y >= shown.max.y;
     info_.form.bits = 16;

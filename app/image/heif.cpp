@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "app/child/child.h"
@@ -29,6 +30,7 @@ using Held = std::unique_ptr<T, FreeHeif>;
 
 void Check(const heif_error& error, const std::string& path) {
   if (error.code == heif_error_Ok) return;
+  if (error.code == heif_error_Memory_allocation_error) throw std::bad_alloc();
   constexpr std::size_t kMostText = 200;
   throw Failure(
       fmt::format("{}: damaged HEIF picture: {}", path, OneLine(error.message, kMostText)));

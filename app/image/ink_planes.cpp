@@ -5,7 +5,6 @@
 #include <tiffio.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -14,10 +13,13 @@
 #include <string_view>
 #include <utility>
 
+#include "app/image/kind.h"
 #include "app/image/reader.h"
 #include "app/image/tiff_file.h"
 #include "app/image/tiff_rows.h"
 #include "app/support/failure.h"
+#include "app/support/input_file.h"
+#include "app/support/input_stream.h"
 #include "app/support/interrupt.h"
 #include "app/support/json.h"
 
@@ -27,25 +29,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMostPlanes = 64;
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
-File OpenFile(const std::string& path) {
-  File file(std::fopen(path.c_str(), "rb"));
-  if (!file) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
-  return file;
-}
-
-bool IsTiff(const std::string& path) {
-  const File file = OpenFile(path);
-  char head[4] = {};
-  const std::string_view read(head, std::fread(head, 1, sizeof head, file.get()));
-  using namespace std::string_view_literals;
-  return read == "II*\0"sv || read == "MM\0*"sv || read == "II+\0"sv || read == "MM\0+"sv;
-}
 
 // ---------------------------------------------------------------------------------------------
 // TIFF
@@ -79,8 +62,7 @@ class TiffInkPlanes : public InkPlanesReader {
     int directory = 0;
     do {
       AddDirectory(directory++);
-    } while (TIFFLastDirectory(files_.back().get()) == 0);
-    CheckImageSize(path, info_.width, info_.height);
+    } while (!IsLastTiffDirectory(files_.back().get(), path));
   }
 
   void ReadRow(std::uint8_t* row) override {
@@ -123,7 +105,7 @@ class TiffInkPlanes : public InkPlanesReader {
   }
 
   void AddDirectory(int directory) {
-    if (parts_.size() >= kMostPlanes) FailOfKind("too many directories");
+    if (info_.inks.size() >= kMostPlanes) FailOfKind("too many planes");
     TIFF* file = OpenDirectory(directory);
     const Samples samples = ReadSamples(file);
     const bool separated = samples.photometric == PHOTOMETRIC_SEPARATED;
@@ -139,6 +121,7 @@ class TiffInkPlanes : public InkPlanesReader {
       FailOfKind(fmt::format("{} ink names for {} planes", names.size(), samples.perPixel));
     }
     info_.inks.insert(info_.inks.end(), names.begin(), names.end());
+    if (info_.inks.size() > kMostPlanes) FailOfKind("too many planes");
     Describe(file, directory);
     const int parts = samples.separate ? samples.perPixel : 1;
     const auto rowBytes = static_cast<std::size_t>(TIFFScanlineSize(file));
@@ -160,6 +143,7 @@ class TiffInkPlanes : public InkPlanesReader {
     const auto height = Field<std::uint32_t>(file, TIFFTAG_IMAGELENGTH, 0);
     const TiffResolution dpi = ResolutionOf(file);
     if (directory == 0) {
+      CheckImageSize(info_.path, width, height);
       info_.width = width;
       info_.height = height;
       info_.horizontalDpi = dpi.horizontal;
@@ -194,7 +178,7 @@ class RawInkPlanes : public InkPlanesReader {
         throw Failure(fmt::format("{}: a plane lies beyond its row", description));
       }
     }
-    file_ = OpenFile(data_);
+    file_ = OpenInputFile(data_);
     std::error_code problem;
     const auto size = fs::file_size(data_, problem);
     if (!problem && size != std::uint64_t{rowBytes_} * info_.height) {
@@ -245,7 +229,7 @@ class RawInkPlanes : public InkPlanesReader {
   }
 
   std::string data_;
-  File file_;
+  InputFile file_;
   std::size_t rowBytes_ = 0;
   std::vector<Plane> planes_;
   std::vector<std::uint8_t> stored_;
@@ -298,7 +282,9 @@ std::string DescriptionOf(const std::string& path) {
 
 std::unique_ptr<InkPlanesReader> OpenInkPlanes(const std::string& path) {
   std::unique_ptr<InkPlanesReader> planes;
-  if (IsTiff(path)) {
+  InputStream input(path);
+  const auto kind = KindOf(input);
+  if (kind == FileKind::Tiff) {
     planes = std::make_unique<TiffInkPlanes>(path);
   } else {
     planes = std::make_unique<RawInkPlanes>(DescriptionOf(path));

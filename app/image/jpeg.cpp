@@ -3,7 +3,6 @@
 // JPEG images: baseline in rows; a progressive image has its coefficients held by the library.
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +15,7 @@
 #include "app/image/exif.h"
 #include "app/image/reader.h"
 #include "app/support/failure.h"
+#include "app/support/input_file.h"
 #include "app/support/limits.h"
 
 namespace corvane {
@@ -30,8 +30,7 @@ class JpegReader : public ImageReader {
  public:
   explicit JpegReader(const std::string& path) {
     info_.path = path;
-    file_.reset(std::fopen(path.c_str(), "rb"));
-    if (!file_) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
+    file_ = OpenInputFile(path);
     jpeg_.err = jpeg_std_error(&errors_.manager);
     errors_.manager.error_exit = &OnError;
     errors_.manager.emit_message = &OnMessage;
@@ -52,10 +51,6 @@ class JpegReader : public ImageReader {
   }
 
  private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   // What the library hands to the functions below begins with its own error manager.
   struct Errors {
     jpeg_error_mgr manager;
@@ -178,7 +173,7 @@ class JpegReader : public ImageReader {
     }
   }
 
-  std::unique_ptr<std::FILE, CloseFile> file_;
+  InputFile file_;
   Errors errors_;
   Decompressor jpeg_;
   bool invertedCmyk_ = false;

@@ -2,11 +2,9 @@
 //
 // JPEG XL pictures. The library hands parts of rows out in an order of its own, turned upright;
 // they are put together in a scratch file.
-#include <fmt/format.h>
 #include <jxl/decode.h>
 #include <jxl/decode_cxx.h>
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
@@ -14,6 +12,7 @@
 
 #include "app/image/pictures.h"
 #include "app/support/failure.h"
+#include "app/support/input_file.h"
 #include "app/support/interrupt.h"
 #include "app/support/scratch_file.h"
 
@@ -26,8 +25,7 @@ class JxlReader : public ImageReader {
  public:
   explicit JxlReader(const std::string& path) : decoder_(JxlDecoderMake(nullptr)) {
     info_.path = path;
-    file_.reset(std::fopen(path.c_str(), "rb"));
-    if (!file_) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
+    file_ = OpenInputFile(path);
     if (!decoder_) throw std::bad_alloc();
     Require(JxlDecoderSubscribeEvents(decoder_.get(), JXL_DEC_BASIC_INFO | JXL_DEC_COLOR_ENCODING |
                                                           JXL_DEC_FRAME | JXL_DEC_FULL_IMAGE));
@@ -44,10 +42,6 @@ class JxlReader : public ImageReader {
   }
 
  private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   [[noreturn]] void Fail() const {
     throw Failure(info_.path + ": the JPEG XL picture is cut short or damaged");
   }
@@ -148,7 +142,7 @@ class JxlReader : public ImageReader {
     }
   }
 
-  std::unique_ptr<std::FILE, CloseFile> file_;
+  InputFile file_;
   JxlDecoderPtr decoder_;
   std::vector<std::uint8_t> input_;
   JxlPixelFormat format_ = {};

@@ -9,6 +9,7 @@
 #include "app/image/pictures.h"
 #include "app/image/pnm.h"
 #include "app/support/failure.h"
+#include "app/support/limits.h"
 
 namespace corvane {
 namespace {
@@ -60,6 +61,9 @@ std::vector<StreamedPage> ListStreamPages(const std::string& path) {
   const std::unique_ptr<PageStream> stream = OpenPageStream(path);
   std::vector<StreamedPage> pages;
   while (stream->Next()) {
+    if (pages.size() == limits::kPages) {
+      throw Failure(fmt::format("{}: more than {} pages", path, limits::kPages));
+    }
     pages.push_back(stream->Page());
     pages.back().image.profile.clear();
   }
@@ -67,7 +71,10 @@ std::vector<StreamedPage> ListStreamPages(const std::string& path) {
 }
 
 int CountStreamPages(const std::string& path) {
-  return static_cast<int>(ListStreamPages(path).size());
+  const std::unique_ptr<PageStream> stream = OpenPageStream(path);
+  int count = 0;
+  while (stream->Next()) ++count;
+  return count;
 }
 
 }  // namespace corvane

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <iterator>
@@ -18,6 +17,7 @@
 #include "app/image/profile.h"
 #include "app/image/reader.h"
 #include "app/support/failure.h"
+#include "app/support/input_file.h"
 #include "app/support/interrupt.h"
 #include "app/support/limits.h"
 #include "app/support/scratch_file.h"
@@ -41,8 +41,7 @@ class PngReader : public ImageReader {
  public:
   explicit PngReader(const std::string& path) {
     info_.path = path;
-    file_.reset(std::fopen(path.c_str(), "rb"));
-    if (!file_) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
+    file_ = OpenInputFile(path);
     png_ = state_.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, &OnError, &OnWarning);
     if (png_ == nullptr) throw std::bad_alloc();
     pngInfo_ = state_.info = png_create_info_struct(png_);
@@ -64,10 +63,6 @@ class PngReader : public ImageReader {
   }
 
  private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   struct State {
     png_structp png = nullptr;
     png_infop info = nullptr;
@@ -187,7 +182,7 @@ class PngReader : public ImageReader {
     if (!ReadEnd()) Fail();
   }
 
-  std::unique_ptr<std::FILE, CloseFile> file_;
+  InputFile file_;
   State state_;
   png_structp png_ = nullptr;  // both held by state_
   png_infop pngInfo_ = nullptr;

@@ -51,8 +51,13 @@ class PlainStripRows : public StoredRows {
 
   void Read(std::uint32_t y, std::uint8_t* row) override {
     const std::uint32_t strip = firstStrip_ + y / rowsPerStrip_;
-    const std::uint64_t offset =
-        TIFFGetStrileOffset(file_, strip) + std::uint64_t{y % rowsPerStrip_} * rowBytes_;
+    const std::uint64_t inStrip = std::uint64_t{y % rowsPerStrip_} * rowBytes_;
+    const std::uint64_t start = TIFFGetStrileOffset(file_, strip);
+    // A strip that was never written has no place.
+    if (start == 0 || TIFFGetStrileByteCount(file_, strip) < inStrip + rowBytes_) {
+      throw Failure(path_ + ": the TIFF image is cut short");
+    }
+    const std::uint64_t offset = start + inStrip;
     for (std::size_t done = 0; done < rowBytes_;) {
       const ssize_t count =
           pread(TIFFFileno(file_), row + done, rowBytes_ - done, static_cast<off_t>(offset + done));

@@ -52,6 +52,16 @@ void ReversePixels(std::uint8_t* row, std::size_t pixels, std::size_t bytesPerPi
   }
 }
 
+// Pixels that lie `step` bytes apart, side by side.
+void CopyColumn(const std::uint8_t* from, std::size_t step, std::size_t pixel, std::uint32_t count,
+                std::uint8_t* to) {
+  if (pixel == 3) {
+    for (; count > 0; --count, from += step, to += 3) std::memcpy(to, from, 3);
+  } else {
+    for (; count > 0; --count, from += step, to += pixel) std::memcpy(to, from, pixel);
+  }
+}
+
 class MirroredRows : public RowSource {
  public:
   explicit MirroredRows(std::unique_ptr<RowSource> rows)
@@ -90,9 +100,17 @@ class TurnedRows : public RowSource {
     // Within a tile, pixels along an upright row lie `step` bytes apart.
     const std::size_t step = turn_.swap ? kTile * pixel : pixel;
     const std::size_t start = y % kTile * (turn_.swap ? pixel : kTile * pixel);
+    const std::uint8_t* from = line_.data() + start;
     std::uint8_t* to = row;
-    for (std::uint32_t x = 0; x < Width(); ++x, to += pixel) {
-      std::memcpy(to, line_.data() + x / kTile * tileBytes_ + start + x % kTile * step, pixel);
+    for (std::uint32_t left = Width(); left > 0; from += tileBytes_) {
+      const std::uint32_t count = std::min(left, kTile);
+      if (!turn_.swap) {
+        std::memcpy(to, from, count * pixel);
+      } else {
+        CopyColumn(from, step, pixel, count, to);
+      }
+      to += count * pixel;
+      left -= count;
     }
     if (turn_.flipHorizontal) ReversePixels(row, Width(), pixel);
   }

@@ -266,6 +266,13 @@ void CopyRows(RowSource& image, const Placement& placement,
   }
 }
 
+// The image's row or column under the middle of the i-th of `count` sheet pixels.
+std::uint32_t Under(std::uint32_t i, double start, double size, std::uint32_t count,
+                    std::uint32_t limit) {
+  const double position = start + (i + 0.5) * size / count;
+  return std::min(static_cast<std::uint32_t>(position), limit - 1);
+}
+
 }  // namespace
 
 Sheet MakeSheet(const PaperSize& paper, double horizontalDpi, double verticalDpi) {
@@ -382,7 +389,13 @@ PlacedTags::PlacedTags(std::unique_ptr<RowSource> tags, const Placement& placeme
     : RowSource(sheet.width, sheet.height, 1),
       tags_(std::move(tags)),
       placement_(placement),
-      tagRow_(std::make_unique<std::uint8_t[]>(tags_->RowBytes())) {}
+      tagRow_(tags_->RowBytes()),
+      columns_(placement.width) {
+  for (std::uint32_t x = 0; x < placement.width; ++x) {
+    columns_[x] =
+        Under(x, placement.sourceLeft, placement.sourceWidth, placement.width, tags_->Width());
+  }
+}
 
 PlacedTags::~PlacedTags() = default;
 
@@ -390,18 +403,11 @@ void PlacedTags::ReadRow(std::uint8_t* row) {
   std::memset(row, 0, RowBytes());
   const std::uint32_t y = next_++;
   if (y < placement_.top || y - placement_.top >= placement_.height) return;
-  // The image's row or column under the middle of the i-th of `count` sheet pixels.
-  const auto under = [](std::uint32_t i, double start, double size, std::uint32_t count,
-                        std::uint32_t limit) {
-    const double position = start + (i + 0.5) * size / count;
-    return std::min(static_cast<std::uint32_t>(position), limit - 1);
-  };
-  const std::uint32_t needed = under(y - placement_.top, placement_.sourceTop,
+  const std::uint32_t needed = Under(y - placement_.top, placement_.sourceTop,
                                      placement_.sourceHeight, placement_.height, tags_->Height());
-  for (; rowsRead_ <= needed; ++rowsRead_) tags_->ReadRow(tagRow_.get());
+  for (; rowsRead_ <= needed; ++rowsRead_) tags_->ReadRow(tagRow_.data());
   for (std::uint32_t x = 0; x < placement_.width; ++x) {
-    row[placement_.left + x] = tagRow_[under(x, placement_.sourceLeft, placement_.sourceWidth,
-                                             placement_.width, tags_->Width())];
+    row[placement_.left + x] = tagRow_[columns_[x]];
   }
 }
 

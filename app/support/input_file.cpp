@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include "app/support/input_file.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "app/support/failure.h"
+
+namespace corvane {
+
+InputFile OpenInputFile(const std::string& path) {
+  InputFile file(std::fopen(path.c_str(), "rbe"));
+  if (!file) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
+  return file;
+}
+
+}  // namespace corvane
