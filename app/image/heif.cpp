@@ -68,19 +68,21 @@ class HeifReader : public ImageReader {
  public:
   HeifReader(const std::string& path, int page) {
     info_.path = path;
-    const HeifFile file(path);
-    const Held<heif_image_handle> handle = file.Open(page);
-    info_.width = static_cast<std::uint32_t>(heif_image_handle_get_width(handle.get()));
-    info_.height = static_cast<std::uint32_t>(heif_image_handle_get_height(handle.get()));
+    handle_ = HeifFile(path).Open(page);
+    info_.width = static_cast<std::uint32_t>(heif_image_handle_get_width(handle_.get()));
+    info_.height = static_cast<std::uint32_t>(heif_image_handle_get_height(handle_.get()));
     CheckImageSize(path, info_.width, info_.height);
-    info_.form.alpha = heif_image_handle_has_alpha_channel(handle.get()) != 0;
-    info_.form.bits = heif_image_handle_get_luma_bits_per_pixel(handle.get()) > 8 ? 16 : 8;
+    info_.form.alpha = heif_image_handle_has_alpha_channel(handle_.get()) != 0;
+    info_.form.bits = heif_image_handle_get_luma_bits_per_pixel(handle_.get()) > 8 ? 16 : 8;
     CheckHeldSize(info_);
-    ReadProfile(*handle);
-    Decode(*handle);
+    ReadProfile(*handle_);
   }
 
   void ReadRow(std::uint8_t* row) override {
+    if (next_ == 0) {
+      Decode(*handle_);
+      handle_.reset();
+    }
     const std::uint8_t* stored = pixels_ + next_++ * stride_;
     if (info_.form.bits == 8) {
       std::memcpy(row, stored, info_.RowBytes());
@@ -184,6 +186,7 @@ class HeifReader : public ImageReader {
     }
   }
 
+  Held<heif_image_handle> handle_;  // until the first row; it holds the file
   Held<heif_image> image_;
   const std::uint8_t* pixels_ = nullptr;
   std::size_t stride_ = 0;

@@ -27,11 +27,11 @@ class WebpReader : public ImageReader {
  public:
   explicit WebpReader(const std::string& path) {
     info_.path = path;
-    const std::vector<std::uint8_t> file = ReadFile();
-    const WebPData data = {file.data(), file.size()};
+    file_ = ReadFile();
+    const WebPData data = {file_.data(), file_.size()};
     const std::unique_ptr<WebPDemuxer, DeleteDemuxer> demuxer(WebPDemux(&data));
     WebPBitstreamFeatures features = {};
-    if (!demuxer || WebPGetFeatures(file.data(), file.size(), &features) != VP8_STATUS_OK) Fail();
+    if (!demuxer || WebPGetFeatures(file_.data(), file_.size(), &features) != VP8_STATUS_OK) Fail();
     if (features.has_animation != 0) throw Failure(path + ": an animation is no page");
     info_.width = static_cast<std::uint32_t>(features.width);
     info_.height = static_cast<std::uint32_t>(features.height);
@@ -39,10 +39,10 @@ class WebpReader : public ImageReader {
     info_.form.alpha = features.has_alpha != 0;
     CheckHeldSize(info_);
     ReadMetadata(*demuxer);
-    Decode(file);
   }
 
   void ReadRow(std::uint8_t* row) override {
+    if (next_ == 0) Decode();
     std::memcpy(row, pixels_.data() + next_++ * info_.RowBytes(), info_.RowBytes());
   }
 
@@ -83,13 +83,17 @@ class WebpReader : public ImageReader {
     });
   }
 
-  void Decode(const std::vector<std::uint8_t>& file) {
+  void Decode() {
     pixels_.resize(info_.RowBytes() * info_.height);
     const auto stride = static_cast<int>(info_.RowBytes());
     const auto decode = info_.form.alpha ? &WebPDecodeRGBAInto : &WebPDecodeRGBInto;
-    if (decode(file.data(), file.size(), pixels_.data(), pixels_.size(), stride) == nullptr) Fail();
+    if (decode(file_.data(), file_.size(), pixels_.data(), pixels_.size(), stride) == nullptr) {
+      Fail();
+    }
+    file_ = {};
   }
 
+  std::vector<std::uint8_t> file_;  // until the first row
   std::vector<std::uint8_t> pixels_;
   std::size_t next_ = 0;
 };
