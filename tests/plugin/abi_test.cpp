@@ -28,6 +28,8 @@
 
 namespace {
 
+using corvane::CarriedState;
+
 struct Place {
   const char* what;
   std::size_t actual;
