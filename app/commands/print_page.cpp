@@ -23,7 +23,6 @@ namespace {
 
 constexpr std::uint32_t kRgbLayout = 1;
 constexpr std::uint32_t kTaggedRgbLayout = 4;
-constexpr std::uint32_t kContoneLayout = 8;
 
 bool IsSeparated(const PageJob& job) { return !job.inks.empty(); }
 

@@ -6,8 +6,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::uint32_t kContoneLayout = 8;
-
 // "C", or "C bit 0" where the ink has two planes.
 std::string PlaneName(const RowPlane& plane, const RowPlanes& row) {
   const auto hasSameInk = [&](const RowPlane& other) { return other.ink == plane.ink; };

@@ -22,6 +22,9 @@ PageShape BinaryPageShape(const PrintMode& mode, int alternateMode, std::uint32_
                           std::uint32_t height, std::uint32_t horizontalDpi,
                           std::uint32_t verticalDpi);
 
+// The layout code of contone rows with all planes that a mode halftones.
+inline constexpr std::uint32_t kContoneLayout = 8;
+
 // The contone rows of the same page, one for each input row.
 PageShape ContonePageShape(const PrintMode& mode, int alternateMode, std::uint32_t width,
                            std::uint32_t height, std::uint32_t horizontalDpi,
