@@ -84,7 +84,7 @@ class PlacedTags : public RowSource {
   Placement placement_;
   std::vector<std::uint8_t> tagRow_;
   std::vector<std::uint32_t> columns_;  // of the tags, under each placed pixel
-  std::uint32_t rowsRead_ = 0;  // of tags_
+  std::uint32_t rowsRead_ = 0;          // of tags_
   std::uint32_t next_ = 0;
 };
 
