@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "app/inks/bit_count.h"
 #include "app/preview/sink.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
