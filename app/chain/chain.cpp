@@ -16,7 +16,13 @@
 namespace corvane {
 namespace {
 
+// A bag that lost an entry for want of memory says something else than was meant.
+void Require(const ZCOM::PROPERTIES& bag) {
+  if (!bag.IsComplete()) throw std::bad_alloc();
+}
+
 void CopyProperties(const ZCOM::PROPERTIES& from, ZCOM::PROPERTIES& to) {
+  Require(from);
   for (const auto* entry = from.First(); entry != nullptr; entry = entry->Next()) {
     if (entry->Text() != nullptr) {
       to.SetProperty(entry->Key(), entry->Text(), entry->Group());
@@ -26,7 +32,7 @@ void CopyProperties(const ZCOM::PROPERTIES& from, ZCOM::PROPERTIES& to) {
       to.SetProperty(entry->Key(), static_cast<unsigned long>(entry->Bits()), entry->Group());
     }
   }
-  if (!to.IsComplete()) throw std::bad_alloc();
+  Require(to);
 }
 
 }  // namespace
@@ -141,6 +147,10 @@ void Chain::SetState(const ChainState& state) {
 }
 
 unsigned long Chain::Send(ZCOM::QObject& message) {
+  Require(message.Properties);
+  if (message.MessageKind == kStartPageMessage) {
+    Require(static_cast<QStartPage&>(message).PageProperties);
+  }
   const unsigned long result = elements_.front()->DataArrived(&message, 0);
   if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
   return result;

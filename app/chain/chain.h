@@ -64,7 +64,8 @@ class Chain {
 
   const std::vector<std::string>& ElementNames() const { return names_; }
 
-  // Hands the message to the first element and returns its result.
+  // Hands the message to the first element and returns its result. Throws std::bad_alloc for one
+  // whose properties found no memory, and what an observer throws.
   unsigned long Send(ZCOM::QObject& message);
 
   // Whether every element tells what it keeps, so that the state is all that the rows to come
