@@ -232,7 +232,8 @@ bool IsLastTiffDirectory(TIFF* file, const std::string& path) {
   const std::optional<toff_t> next = version == kBigTiff
                                          ? ReadNextPlace<std::uint64_t, std::uint64_t>(file, 20)
                                          : ReadNextPlace<std::uint16_t, std::uint32_t>(file, 12);
-  if (!version || !next) FailAsDamaged(path);
+  // It can be read by now where one read alone has failed.
+  if (!version || !next || *next != 0) FailAsDamaged(path);
   return true;
 }
 
