@@ -152,7 +152,7 @@ std::map<std::string, std::vector<std::string>> ReadPipeCommands(const fs::path&
 bool IsFolderDevice(const std::string& uri) { return uri.starts_with(kFolderScheme); }
 
 fs::path FolderOfDevice(const std::string& uri, const DeviceRights& allowed) {
-  const fs::path path = IsFolderDevice(uri) ? uri.substr(kFolderScheme.size()) : fs::path();
+  const fs::path path = IsFolderDevice(uri) ? uri.substr(kFolderScheme.size()) : std::string();
   if (!path.is_absolute()) throw Failure(uri + ": is not folder:///PATH");
   if (allowed.folder.empty()) throw Failure(uri + ": the server was started without a folder");
   // Links count for what they lead to, so that nothing leads out.
