@@ -1,18 +1,20 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 #
-# run.py BUILD_FOLDER [TEST...]: starts corvane-printer on the loopback and prints to it as clients do. What it
-# prints is compared with what `corvane print` makes of the same pixels. With --suites the test suites
-# of cups-ipp-utils are run, too, and what fails in them is listed.
+# run.py BUILD_FOLDER [--jobs COUNT] [TEST...]: starts corvane-printer on the loopback and prints to it as clients
+# do. What it prints is compared with what `corvane print` makes of the same pixels. COUNT jobs (12) go through
+# kills of the server. With --suites the test suites of cups-ipp-utils are run, and what fails in them is listed.
 import itertools
 import json
 import os
 import pathlib
+import random
 import signal
 import socket
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import urllib.error
 import urllib.request
@@ -33,8 +35,8 @@ SUITES = ["ipp-1.1.test", "ipp-2.0.test", "ipp-everywhere.test"]
 
 
 class Printer:
-    def __init__(self, build, folder):
-        self.build, self.folder = build, folder
+    def __init__(self, build, folder, killed_jobs):
+        self.build, self.folder, self.killed_jobs = build, folder, killed_jobs
         self.out, self.state = folder / "out", folder / "state"
         with socket.socket() as free:
             free.bind(("127.0.0.1", 0))
@@ -209,21 +211,80 @@ def test_page(printer, files):
           "there is no picture of what is no job")
 
 
+# What a server that is killed leaves: every sheet that has its name, looked at once.
+class KilledOutput:
+    def __init__(self, expected):
+        self.expected, self.seen, self.again = expected, {}, 0
+
+    def look(self, printer, jobs):
+        for job in jobs:
+            attempt = printer.told(job).get("attempt", 0)
+            for sheet in sorted(job.glob("sheet-*.tif")):
+                status = sheet.stat()
+                stamp = status.st_ino, status.st_mtime_ns
+                known, earlier = self.seen.get(sheet, (None, 0))
+                if stamp == known:
+                    continue
+                number = int(sheet.stem.split("-")[1])
+                if planes(sheet.read_bytes()) != self.expected[number - 1]:
+                    raise SystemExit(f"FAILED: {sheet} is not whole, at attempt {attempt}")
+                if known and attempt <= earlier:
+                    raise SystemExit(f"FAILED: {sheet} was printed twice, at attempt {attempt}")
+                self.again += known is not None
+                self.seen[sheet] = stamp, attempt
+
+
+# Sends documents until so many have been answered for, whatever becomes of the server meanwhile.
+def send_through_kills(printer, file, count, answered):
+    for number in itertools.count():
+        if len(answered) == count:
+            return
+        name = f"document {number}"
+        if printer.send(file, "application/pdf", "ATTR integer copies 2", name=name):
+            answered.append(name)
+        else:
+            time.sleep(0.1)
+
+
 def test_kills(printer, files):
     count = len(printer.jobs())
-    taken = sum(printer.send(files["pdf"], "application/pdf") for _ in range(12))
-    for pause in 0.1, 0.4, 0.9:
-        time.sleep(pause)
+    printer.send(files["pdf"], "application/pdf", "ATTR integer copies 2")
+    whole = printer.last(count + 1)
+    output = KilledOutput([planes(sheet.read_bytes()) for sheet in sorted(whole.glob("sheet-*.tif"))])
+    content = sorted(file.name for file in whole.iterdir())
+    chance, kills, answered = random.Random(printer.killed_jobs), 0, []
+    sender = threading.Thread(target=send_through_kills, args=(printer, files["pdf"], printer.killed_jobs, answered))
+    sender.start()
+
+    def told():
+        return [(job, printer.told(job)) for job in printer.jobs()[count + 1:]]
+
+    # A document that was cut off on its way, and not answered for, may be aborted.
+    def is_over():
+        jobs = [job for _, job in told()]
+        completed = {job["asked"]["name"] for job in jobs if job["state"] == "completed"}
+        return (not sender.is_alive() and completed.issuperset(answered) and
+                all(job["state"] in ("completed", "aborted") for job in jobs))
+
+    begun = time.monotonic()
+    while not is_over():
+        if time.monotonic() - begun > 60 + 10 * printer.killed_jobs:
+            raise SystemExit(f"FAILED: {len(answered)} jobs do not end after {kills} kills")
+        time.sleep(chance.uniform(0, 3))
         printer.kill()
+        kills += 1
+        output.look(printer, printer.jobs()[count + 1:])
         printer.start()
-    for _ in range(1200):
-        told = [printer.told(job) for job in printer.jobs()[count:]]
-        if len(told) >= taken and all(t["state"] == "completed" for t in told):
-            break
-        time.sleep(0.1)
-    check(sum(t["state"] == "completed" for t in told) == taken, f"{taken} jobs outlive three kills")
-    left = [s.read_bytes() for job in printer.jobs()[count:] for s in job.glob("sheet-*")]
-    check(all(planes(sheet) for sheet in left), "no half page is left")
+    output.look(printer, printer.jobs()[count + 1:])
+    completed = [(folder, job) for folder, job in told() if job["state"] == "completed"]
+    names = [job["asked"]["name"] for _, job in completed]
+    check(set(answered) <= set(names), f"{len(answered)} jobs outlive {kills} kills")
+    check(len(set(names)) == len(names), "none of them is there twice")
+    check(all(sorted(file.name for file in folder.iterdir()) == content for folder, _ in completed),
+          f"each has its {len(output.expected)} sheets, whole, and nothing else")
+    attempts = [job["attempt"] for _, job in completed]
+    print(f"{sum(a > 1 for a in attempts)} of {len(attempts)} jobs were printed at 2 to {max(attempts)} attempts, "
+          f"{output.again} sheets again, as job.json says")
 
 
 # ---------------------------------------------------------------------------------------------
@@ -354,7 +415,10 @@ TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test
 
 
 def main():
-    build, chosen = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2:]
+    build, chosen, killed_jobs = pathlib.Path(sys.argv[1]).resolve(), sys.argv[2:], 12
+    if "--jobs" in chosen:
+        at = chosen.index("--jobs")
+        killed_jobs, chosen[at:at + 2] = int(chosen[at + 1]), []
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         folder.chmod(0o755)  # a scheduler that is started by root runs filters as somebody else
@@ -366,7 +430,7 @@ def main():
         write_png(files["png"])
         write_pdf(files["pdf"], 3)
         write_pdf(files["long"], 400)
-        printer = Printer(build, folder)
+        printer = Printer(build, folder, killed_jobs)
         try:
             if "--suites" in chosen:
                 test_suites(printer, files)
