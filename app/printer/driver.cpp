@@ -11,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <thread>
@@ -21,6 +22,7 @@
 #include "app/page/paper.h"
 #include "app/page/planes.h"
 #include "app/page/settings.h"
+#include "app/printer/document_sheets.h"
 #include "app/printer/head.h"
 #include "app/printer/output_job.h"
 #include "app/printer/pushed_page.h"
@@ -42,6 +44,8 @@ namespace fs = std::filesystem;
 constexpr char kOwnFormat[] = "application/vnd.corvane-pages";
 constexpr char kModeOption[] = "corvane-print-mode";
 constexpr char kAlternateOption[] = "corvane-alternate-mode";
+constexpr char kNumberUpOption[] = "number-up";
+constexpr int kNumbersUp[] = {1, 2, 4, 6, 9, 16};
 constexpr double kHundredthsPerMillimetre = 100;
 
 // ---------------------------------------------------------------------------------------------
@@ -70,6 +74,11 @@ int NumberOf(const pappl_pr_options_t& options, const char* name) {
   int number = 0;
   if (text != nullptr) std::from_chars(text, text + std::strlen(text), number);
   return number;
+}
+
+// As it was asked for, be it possible or not.
+int NumberUpOf(const pappl_pr_options_t& options) {
+  return std::max(NumberOf(options, kNumberUpOption), 1);
 }
 
 JobWishes WishesOf(const pappl_pr_options_t& options) {
@@ -216,6 +225,7 @@ class DeviceJob {
     description.user = papplJobGetUsername(job_);
     description.format = papplJobGetFormat(job_);
     description.copies = std::clamp(options.copies, 1, 999);
+    description.numberUp = NumberUpOf(options);
     return description;
   }
 
@@ -429,43 +439,35 @@ bool PrintImage(pappl_job_t* job, pappl_device_t* device, void* data) {
                    });
 }
 
+int PagesPerSheet(const pappl_pr_options_t& options) {
+  const int wanted = NumberUpOf(options);
+  if (std::ranges::find(kNumbersUp, wanted) == std::end(kNumbersUp)) {
+    throw Failure(fmt::format("{}: number-up is 1, 2, 4, 6, 9 or 16", wanted));
+  }
+  return wanted;
+}
+
 void PrintPages(pappl_job_t* job, DeviceJob& output, const pappl_pr_options_t& options,
                 const char* file) {
   RendererSettings renderer;
   renderer.isCancelled = [job] { return papplJobIsCanceled(job); };
   Document document(file, renderer);
-  const std::vector<DocumentPage> sizes = document.Pages();
-  const auto first = static_cast<std::size_t>(std::max(1u, options.first_page));
-  const auto last = std::min<std::size_t>(sizes.size(), options.last_page);
-  if (first > last) throw Failure("the document has no page of the range");
-  papplJobSetImpressions(job, static_cast<int>(last - first + 1));
-  output.Output().SetConverter(document.Sandboxed() ? "Ghostscript in a sandbox" : "Ghostscript");
-  const PaperSize paper = PaperOf(options);
-  const PageSettings& settings = output.Output().Settings();
-  const auto scaleOf = [&](const DocumentPage& page) {
-    const double toMm = kMillimetresPerInch / kPointsPerInch;
-    return ScaleOn(paper, page.widthPoints * toMm, page.heightPoints * toMm, options.print_scaling);
+  SheetWishes wishes;
+  wishes.paper = PaperOf(options);
+  wishes.firstPage = options.first_page;
+  wishes.lastPage = options.last_page;
+  wishes.pagesPerSheet = PagesPerSheet(options);
+  wishes.scale = [&](const PaperSize& paper, double widthMm, double heightMm) {
+    return ScaleOn(paper, widthMm, heightMm, options.print_scaling);
   };
-  for (std::size_t i = first; i <= last;) {
-    // One run of the interpreter makes all pages that follow one another and are scaled alike.
-    Rendering rendering;
-    rendering.horizontalDpi = settings.horizontalDpi;
-    rendering.verticalDpi = settings.verticalDpi;
-    rendering.scale = scaleOf(sizes[i - 1]);
-    for (; i <= last && scaleOf(sizes[i - 1]) == rendering.scale; ++i) {
-      rendering.pages.push_back({static_cast<int>(i - 1), sizes[i - 1]});
-    }
-    const std::unique_ptr<PageStream> stream = document.Render(rendering);
-    for (const WantedPage& wanted : rendering.pages) {
-      stream->GoTo(wanted.number);
-      PageJob page;
-      page.image = fmt::format("page {} of the document", wanted.number + 1);
-      page.page = wanted.number;
-      page.paper = paper;
-      page.placing.scale = 1;
-      output.Print(page, stream.get());
-      papplJobSetImpressionsCompleted(job, 1);
-    }
+  wishes.isCancelled = renderer.isCancelled;
+  DocumentSheets sheets(document, wishes, output.Output().Settings());
+  papplJobSetImpressions(job, static_cast<int>(sheets.Count()));
+  output.Output().SetConverter(document.Sandboxed() ? "Ghostscript in a sandbox" : "Ghostscript");
+  for (std::size_t left = sheets.Count(); left > 0; --left) {
+    DocumentSheets::Sheet sheet = sheets.Next();
+    output.Print(std::move(sheet.job), sheet.stream);
+    papplJobSetImpressionsCompleted(job, 1);
   }
 }
 
@@ -550,6 +552,7 @@ void DescribeMedia(pappl_pr_driver_data_t& driver) {
 void DescribeOptions(pappl_pr_driver_data_t& driver, ipp_t** attributes) {
   driver.vendor[driver.num_vendor++] = kModeOption;
   driver.vendor[driver.num_vendor++] = kAlternateOption;
+  driver.vendor[driver.num_vendor++] = kNumberUpOption;
   *attributes = ippNew();
   std::vector<const char*> modes;
   for (const std::string& word : ModeWords()) modes.push_back(word.c_str());
@@ -560,6 +563,9 @@ void DescribeOptions(pappl_pr_driver_data_t& driver, ipp_t** attributes) {
   ippAddInteger(*attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, "corvane-alternate-mode-default", 0);
   ippAddRange(*attributes, IPP_TAG_PRINTER, "corvane-alternate-mode-supported", 0,
               kAlternateModes - 1);
+  ippAddInteger(*attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, "number-up-default", 1);
+  ippAddIntegers(*attributes, IPP_TAG_PRINTER, IPP_TAG_INTEGER, "number-up-supported",
+                 static_cast<int>(std::size(kNumbersUp)), kNumbersUp);
   // What printers say that everybody finds, and the framework leaves to its driver.
   for (const char* name : {"print-rendering-intent-default", "print-rendering-intent-supported"}) {
     ippAddString(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, name, nullptr, "auto");

@@ -150,6 +150,7 @@ void OutputJob::Write(const std::string& state, const std::string& reason) const
                   {"user", description_.user},
                   {"format", description_.format},
                   {"copies", description_.copies},
+                  {"numberUp", description_.numberUp},
                   {"media", SettingText(kMediaType, settings_.mediaType)},
                   {"intent", SettingText(kPageIntent, settings_.pageIntent)}};
   job["converted"] = {{"mode", static_cast<int>(settings_.mode->descriptor)},

@@ -23,6 +23,7 @@ struct JobDescription {
   std::int64_t created = 0;  // seconds since 1970; tells jobs of one number apart
   std::string name, user, format;
   int copies = 1;
+  int numberUp = 1;  // pages on a sheet, of a document
 };
 
 // Where the sheets of a job go.

@@ -31,6 +31,10 @@ subprocess.run([sys.argv[1], "1", "tester", "a job", "1", "", sys.argv[2]], chec
                stderr=subprocess.DEVNULL)
 print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)
 """
+# The sheet that the documents are made for.
+MEDIA = ("ATTR collection media-col {MEMBER collection media-size "
+         f"{{MEMBER integer x-dimension {round(WIDTH_POINTS / 72 * 2540)} "
+         f"MEMBER integer y-dimension {round(HEIGHT_POINTS / 72 * 2540)}}}}}")
 SUITES = ["ipp-1.1.test", "ipp-2.0.test", "ipp-everywhere.test"]
 
 
@@ -101,10 +105,10 @@ def check(holds, what):
     print(f"ok: {what}", flush=True)
 
 
-def print_command(printer, png, mode, alternate, quality, *options):
+def print_command(printer, input, mode, alternate, quality, *options):
     out = printer.folder / "expected.tif"
     paper = f"{WIDTH_POINTS / 72 * 25.4:.6f}x{HEIGHT_POINTS / 72 * 25.4:.6f}mm"
-    words = ["print", png, "-o", out, "-q", "--mode", mode, "--uam", alternate, "--paper", paper,
+    words = ["print", input, "-o", out, "-q", "--mode", mode, "--uam", alternate, "--paper", paper,
              *options]
     if quality:
         words += ["--quality", quality]
@@ -126,10 +130,7 @@ def test_bytes(printer, files):
               f"mode {number} prints the planes of corvane print")
     for orientation, degrees in (4, 270), (5, 90), (6, 180):
         count = len(printer.jobs())
-        printer.send(files["png"], "image/png", f"ATTR enum orientation-requested {orientation}\n"
-                     "ATTR collection media-col {MEMBER collection media-size "
-                     f"{{MEMBER integer x-dimension {round(WIDTH_POINTS / 72 * 2540)} "
-                     f"MEMBER integer y-dimension {round(HEIGHT_POINTS / 72 * 2540)}}}}}")
+        printer.send(files["png"], "image/png", f"ATTR enum orientation-requested {orientation}\n{MEDIA}")
         job = printer.last(count + 1)
         converted = printer.told(job)["converted"]
         check(planes((job / "sheet-0001.tif").read_bytes()) ==
@@ -148,6 +149,23 @@ def test_copies(printer, files):
     count = len(printer.jobs())
     printer.send(files["pdf"], "application/pdf", "ATTR rangeOfInteger page-ranges 2-3")
     check(len(printer.told(printer.last(count + 1))["sheets"]) == 2, "a range of two pages is two sheets")
+
+
+def test_number_up(printer, files):
+    for number, count in (1, 3), (2, 2), (4, 1):
+        jobs = len(printer.jobs())
+        printer.send(files["pdf"], "application/pdf", f"ATTR integer number-up {number}\nATTR integer copies 2\n{MEDIA}")
+        job = printer.last(jobs + 1)
+        told = printer.told(job)
+        check(len(told["sheets"]) == len(list(job.glob("sheet-*"))) == 2 * count,
+              f"two copies of three pages, {number} on a sheet, are {2 * count} sheets")
+    converted = told["converted"]
+    check(planes((job / "sheet-0002.tif").read_bytes()) ==
+          print_command(printer, files["pdf"], converted["mode"], 0, converted["tableQuality"], "--nup", 4, "--rotate",
+                        "auto"), "four on a sheet lie as corvane print puts them")
+    printer.send(files["pdf"], "application/pdf", "ATTR integer number-up 5")
+    told = printer.told(printer.last(jobs + 2))
+    check(told["state"] == "aborted" and "number-up" in told["reason"], "five on a sheet are refused")
 
 
 def test_bad_input(printer, files):
@@ -169,8 +187,13 @@ def test_bad_input(printer, files):
 
 
 def test_cancel(printer, files):
+    for number in 1, 9:
+        cancel(printer, files["long"], number)
+
+
+def cancel(printer, file, number_up):
     count = len(printer.jobs())
-    printer.send(files["long"], "application/pdf")
+    printer.send(file, "application/pdf", f"ATTR integer number-up {number_up}")
     while len(printer.jobs()) <= count or not list(printer.jobs()[-1].glob("sheet-*")):
         time.sleep(0.05)
     begun = time.monotonic()
@@ -182,7 +205,7 @@ def test_cancel(printer, files):
                          b"ATTR name requesting-user-name tester\n}\n")
     job = printer.last(count + 1)
     took = time.monotonic() - begun
-    check(printer.told(job)["state"] == "canceled" and took < 0.5, f"a job is canceled, in {took:.2f} s")
+    check(printer.told(job)["state"] == "canceled" and took < 0.5, f"a job with {number_up} on a sheet is canceled, in {took:.2f} s")
     time.sleep(0.5)
     left = subprocess.run(["ps", "-o", "comm=", "--ppid", str(printer.server.pid)], capture_output=True, text=True)
     check(not left.stdout.strip(), "no process of a canceled job is left")
@@ -200,7 +223,7 @@ def test_page(printer, files):
         except urllib.error.HTTPError:
             return b""
 
-    for path in "/", "/Corvane/", "/Corvane/media", "/Corvane/supplies":
+    for path in "/", "/Corvane/", "/Corvane/media", "/Corvane/printing", "/Corvane/supplies":
         check(b"</html>" in page(path), f"{path} is a page")
     shown = page("/Corvane/printed")
     check(f"job={job}\"".encode() in shown and b"&lt;i&gt;&amp;" in shown and b"<i>" not in shown,
@@ -388,6 +411,10 @@ def test_scheduler(printer, files):
             told = printer.told(printer.last(count + 1))
             check(len(printer.jobs()) == count + 1 and len(told["sheets"]) == 3 * copies,
                   f"{copies} copies through an everywhere queue are {3 * copies} sheets of one job")
+        count = len(printer.jobs())
+        scheduler.print("everywhere", files["pdf"], "-o", "number-up=2")
+        check(len(printer.told(printer.last(count + 1))["sheets"]) == 2,
+              "two pages on a sheet through an everywhere queue are put there once")
         glossy = scheduler.received(scheduler.print("ppd", files["pdf"], "-o", "MediaType=Glossy", "-o",
                                                     "print-quality=5"))
         check(len(sheets(glossy)) == 3 and glossy != once, "media and quality of lp reach the filter")
@@ -410,8 +437,8 @@ def test_suites(printer, files):
                 print("\n".join([line, *(l for l in more if l.strip().startswith(("EXPECTED", "GOT", "status-code")))]))
 
 
-TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_bad_input,
-         test_cancel, test_page, test_kills)
+TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_number_up,
+         test_bad_input, test_cancel, test_page, test_kills)
 
 
 def main():
