@@ -125,9 +125,9 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
   papplSystemSetPrinterDrivers(system, static_cast<int>(drivers.size()), drivers.data(), nullptr,
                                &AddPrintedPage, &DescribeDriver, &service);
   AddDocumentFilters(system, service);
-  const fs::path state = service.stateFolder / "state";
-  ReviveJobs(state, service.stateFolder / "spool");
-  papplSystemLoadState(system, state.c_str());
+  const QueueFiles queue = {service.stateFolder / "state", service.stateFolder / "spool"};
+  ReviveJobs(queue);
+  papplSystemLoadState(system, queue.state.c_str());
   if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
     const std::string head = options.Text("head", "corvane-7");
     const std::string uri = "folder://" + service.rights.folder.string();
@@ -137,7 +137,7 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
     }
   }
   RefillCartridges(options.Text("new-cartridges"), service, papplSystemGetDefaultPrinterID(system));
-  KeepQueue(system, state);
+  KeepQueue(system, queue);
   ResumePrinters(system);
   return system;
 }

@@ -2,6 +2,7 @@
 #include "app/printer/queue_state.h"
 
 #include <cups/cups.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 
 #include <cstdlib>
@@ -11,7 +12,10 @@
 #include <mutex>
 #include <string_view>
 #include <system_error>
+#include <utility>
+#include <vector>
 
+#include "app/support/descriptor.h"
 #include "app/support/output_stage.h"
 
 namespace corvane {
@@ -24,17 +28,65 @@ constexpr std::string_view kHeld = " state=\"4\"", kProcessing = " state=\"5\"";
 constexpr std::string_view kPending = " state=\"3\"";
 constexpr std::string_view kAttributes = ".ipp";
 
+// The framework writes the options of every waiting job anew whenever it saves the queue, over the
+// old ones, and a server that is killed meanwhile would forget them: what they were when the job
+// came is kept in a folder beside.
+fs::path KeptAttributes(const fs::path& spool) { return spool.parent_path() / "attributes"; }
+
+std::vector<std::string> NamesIn(const fs::path& folder, std::string_view ending) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    std::string name = at->path().filename();
+    if (name.ends_with(ending)) names.push_back(std::move(name));
+  }
+  return names;
+}
+
+bool AreWhole(const fs::path& attributes) {
+  const Descriptor file(open(attributes.c_str(), O_RDONLY | O_CLOEXEC));
+  ipp_t* read = ippNew();
+  const bool whole = file.IsOpen() && ippReadFile(file.Number(), read) == IPP_STATE_DATA;
+  ippDelete(read);
+  return whole;
+}
+
+// Whole or not at all.
+bool Copy(const fs::path& from, const fs::path& to) {
+  const fs::path unfinished = to.string() + ".new";
+  std::error_code problem;
+  fs::copy_file(from, unfinished, fs::copy_options::overwrite_existing, problem);
+  if (!problem) fs::rename(unfinished, to, problem);
+  return !problem;
+}
+
+bool KeepAttributes(const fs::path& spool) {
+  const fs::path kept = KeptAttributes(spool);
+  std::error_code problem;
+  fs::create_directories(kept, problem);
+  bool all = !problem;
+  for (const std::string& name : NamesIn(spool, kAttributes)) {
+    if (fs::exists(kept / name, problem)) continue;
+    all = AreWhole(spool / name) && Copy(spool / name, kept / name) && all;
+  }
+  for (const std::string& name : NamesIn(kept, kAttributes)) {
+    if (!fs::exists(spool / name, problem)) fs::remove(kept / name, problem);
+  }
+  return all;
+}
+
 bool Save(pappl_system_t* system, void* data) {
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
-  const auto& file = *static_cast<const fs::path*>(data);
-  const fs::path unfinished = file.string() + ".new";
+  const auto& files = *static_cast<const QueueFiles*>(data);
+  const fs::path unfinished = files.state.string() + ".new";
   std::error_code problem;
   if (papplSystemSaveState(system, unfinished.c_str())) {
-    fs::rename(unfinished, file, problem);
-    if (!problem) return true;
+    const bool keeps = KeepAttributes(files.spool);
+    fs::rename(unfinished, files.state, problem);
+    if (keeps && !problem) return true;
   }
-  papplLog(system, PAPPL_LOGLEVEL_ERROR, "%s: the queue cannot be saved", file.c_str());
+  papplLog(system, PAPPL_LOGLEVEL_ERROR, "%s: the queue cannot be saved", files.state.c_str());
   return false;
 }
 
@@ -88,25 +140,31 @@ bool ResumeAll(pappl_system_t* system, void*) {
 
 }  // namespace
 
-void KeepQueue(pappl_system_t* system, const fs::path& file) {
-  static fs::path kept;
-  kept = file;
+void KeepQueue(pappl_system_t* system, const QueueFiles& files) {
+  static QueueFiles kept;
+  kept = files;
   papplSystemSetSaveCallback(system, &Save, &kept);
   papplSystemSetEventCallback(system, &SaveNewJob, &kept);
   Save(system, &kept);
 }
 
-void ReviveJobs(const fs::path& file, const fs::path& spool) {
-  std::ifstream lines(file);
+void ReviveJobs(const QueueFiles& files) {
+  const fs::path kept = KeptAttributes(files.spool);
+  std::error_code ignored;
+  for (const std::string& name : NamesIn(kept, kAttributes)) {
+    const fs::path own = files.spool / name;
+    if (fs::exists(own, ignored) && !AreWhole(own)) Copy(kept / name, own);
+  }
+  std::ifstream lines(files.state);
   if (!lines) return;
   std::string revived;
   int printer = 0;
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with(kPrinter)) printer = std::atoi(ValuesOf(line, kPrinter)["id"].c_str());
-    if (line.starts_with(kJob)) ReviveJob(printer, spool, line);
+    if (line.starts_with(kJob)) ReviveJob(printer, files.spool, line);
     revived += line + "\n";
   }
-  WriteOutput(file, revived);
+  WriteOutput(files.state, revived);
 }
 
 void ResumePrinters(pappl_system_t* system) {

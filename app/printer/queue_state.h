@@ -6,18 +6,23 @@
 #include <pappl/pappl.h>
 
 #include <filesystem>
-#include <string>
 
 namespace corvane {
+
+struct QueueFiles {
+  std::filesystem::path state;  // the framework's file
+  std::filesystem::path spool;  // its folder of documents and of their jobs' options
+};
 
 // Saves it now and whenever the framework does, as a whole or not at all. To be called once it was
 // loaded; a job is in it before its document is taken, so that no job is lost that was answered
 // for.
-void KeepQueue(pappl_system_t* system, const std::filesystem::path& file);
+void KeepQueue(pappl_system_t* system, const QueueFiles& files);
 
 // To be called before it is loaded: a job that was being printed is one to be printed, and so is
-// one whose document came into the spool folder after the file was saved.
-void ReviveJobs(const std::filesystem::path& file, const std::filesystem::path& spool);
+// one whose document came into the spool folder after the file was saved. Options that were cut
+// short are those again that the job came with.
+void ReviveJobs(const QueueFiles& files);
 
 // Has the printers go on with the jobs that were loaded, which the framework lets wait for a new
 // one, as soon as the system runs.
