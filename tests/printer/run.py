@@ -70,7 +70,7 @@ class Printer:
         self.server.wait(20)
 
     # Sends a document; returns whether the server has taken it. A printer that is busy is asked again, as clients do.
-    def send(self, file, kind, attributes="", user="tester", name="a job"):
+    def send(self, file, kind, attributes="", user="tester", name="a job", to="/ipp/print"):
         test = self.folder / "send.test"
         test.write_text("{ OPERATION Print-Job\nGROUP operation-attributes-tag\n"
                         "ATTR charset attributes-charset utf-8\nATTR language attributes-natural-language en\n"
@@ -79,7 +79,7 @@ class Printer:
                         f"GROUP job-attributes-tag\n{attributes}\nFILE {file}\nSTATUS successful-ok\n"
                         "STATUS successful-ok-ignored-or-substituted-attributes\n}\n")
         while True:
-            done = subprocess.run(["ipptool", "-t", self.uri, test], env=self.environment, timeout=300,
+            done = subprocess.run(["ipptool", "-t", f"ipp://localhost:{self.port}{to}", test], env=self.environment, timeout=300,
                                   capture_output=True, text=True)
             if "server-error-busy" not in done.stdout:
                 return done.returncode == 0
@@ -171,6 +171,24 @@ def test_number_up(printer, files):
     printer.send(files["pdf"], "application/pdf", "ATTR integer number-up 5")
     told = printer.told(printer.last(jobs + 2))
     check(told["state"] == "aborted" and "number-up" in told["reason"], "five on a sheet are refused")
+
+
+def test_pipe(printer, files):
+    received, commands = printer.folder / "received", printer.folder / "pipes"
+    commands.write_text(f"collect dd of={received} status=none\n")
+    printer.kill(signal.SIGTERM)
+    printer.start("-o", f"pipes={commands}")
+    subprocess.run([printer.build / "bin/corvane-printer", "add", "-d", "press", "-m", "corvane-9", "-v", "pipe://collect"],
+                   env=printer.environment, check=True)
+    count = len(printer.jobs())
+    for to in "/ipp/print", "/ipp/print/press":
+        printer.send(files["pdf"], "application/pdf", f"ATTR integer copies 2\n{MEDIA}", to=to)
+    kept = printer.last(count + 1)
+    printer.kill(signal.SIGTERM)  # it prints what waits, and the command ends with it
+    check([planes(sheet) for sheet in sheets(received.read_bytes())] ==
+          [planes(sheet.read_bytes()) for sheet in sorted(kept.glob("sheet-*"))],
+          "a command is given the sheets that a folder gets, each as often")
+    printer.start()
 
 
 def test_bad_input(printer, files):
@@ -458,7 +476,7 @@ def test_suites(printer, files):
 
 
 TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_number_up,
-         test_bad_input, test_cancel, test_page, test_cut_options, test_kills)
+         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_kills)
 
 
 def main():
