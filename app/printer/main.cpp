@@ -131,10 +131,13 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
   if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
     const std::string head = options.Text("head", "corvane-7");
     const std::string uri = "folder://" + service.rights.folder.string();
-    if (papplPrinterCreate(system, 0, kPrinterName, head.c_str(), nullptr, uri.c_str()) ==
-        nullptr) {
+    pappl_printer_t* printer =
+        papplPrinterCreate(system, 0, kPrinterName, head.c_str(), nullptr, uri.c_str());
+    if (printer == nullptr) {
       throw Failure(head + ": no printer with this head can be made");
     }
+    // It was another one's place when the server had another folder.
+    papplSystemSetDefaultPrinterID(system, papplPrinterGetID(printer));
   }
   RefillCartridges(options.Text("new-cartridges"), service, papplSystemGetDefaultPrinterID(system));
   KeepQueue(system, queue);

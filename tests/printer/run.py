@@ -257,6 +257,14 @@ def test_page(printer, files):
           "there is no picture of what is no job")
 
 
+def test_other_folder(printer, files):
+    printer.kill(signal.SIGTERM)
+    printer.out = printer.folder / "elsewhere"
+    printer.start()
+    check(printer.send(files["png"], "image/png") and printer.told(printer.last(1))["state"] == "completed",
+          "a server that is given another folder prints into it")
+
+
 # What a server that is killed leaves: every sheet that has its name, looked at once.
 class KilledOutput:
     def __init__(self, expected):
@@ -476,7 +484,8 @@ def test_suites(printer, files):
 
 
 TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_number_up,
-         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_kills)
+         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_kills,
+         test_other_folder)
 
 
 def main():
