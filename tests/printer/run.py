@@ -46,6 +46,9 @@ class Printer:
             free.bind(("127.0.0.1", 0))
             self.port = free.getsockname()[1]
         self.uri = f"ipp://localhost:{self.port}/ipp/print"
+        # A server is found at a socket by the name of its program: no other one is to be spoken to.
+        self.program = folder / f"corvane-printer-{self.port}"
+        self.program.symlink_to(build / "bin/corvane-printer")
         self.environment = dict(os.environ, TMPDIR=str(folder), HOME=str(folder))
         self.installed = folder / "installed"
         for component in COMPONENTS:
@@ -56,7 +59,7 @@ class Printer:
     def start(self, *options):
         words = ["server", "-o", f"server-port={self.port}", "-o", f"folder={self.out}", "-o", f"state={self.state}",
                  "-o", "head=corvane-9", *options]
-        self.server = subprocess.Popen([self.build / "bin/corvane-printer", *words], env=self.environment)
+        self.server = subprocess.Popen([self.program, *words], env=self.environment)
         for _ in range(200):
             try:
                 socket.create_connection(("localhost", self.port)).close()
@@ -178,7 +181,7 @@ def test_pipe(printer, files):
     commands.write_text(f"collect dd of={received} status=none\n")
     printer.kill(signal.SIGTERM)
     printer.start("-o", f"pipes={commands}")
-    subprocess.run([printer.build / "bin/corvane-printer", "add", "-d", "press", "-m", "corvane-9", "-v", "pipe://collect"],
+    subprocess.run([printer.program, "add", "-d", "press", "-m", "corvane-9", "-v", "pipe://collect"],
                    env=printer.environment, check=True)
     count = len(printer.jobs())
     for to in "/ipp/print", "/ipp/print/press":
@@ -202,7 +205,7 @@ def test_bad_input(printer, files):
     printer.send(broken, "application/pdf")
     check(printer.told(printer.last(count + 2))["state"] == "aborted", "a broken document fails alone")
     for device in "folder:///etc", "pipe://unknown":
-        added = subprocess.run([printer.build / "bin/corvane-printer", "add", "-d", "other", "-m", "corvane-4", "-v",
+        added = subprocess.run([printer.program, "add", "-d", "other", "-m", "corvane-4", "-v",
                                 device], env=printer.environment, capture_output=True)
         check(added.returncode != 0, f"{device} is no device of this server")
     printer.send(files["png"], "image/png")
@@ -514,6 +517,7 @@ def main():
                         test(printer, files)
         finally:
             printer.kill(signal.SIGKILL if "--suites" in chosen else signal.SIGTERM)  # they leave jobs without end
+            pathlib.Path(f"/run/{printer.program.name}.sock").unlink(missing_ok=True)  # of a server of root
 
 
 main()
