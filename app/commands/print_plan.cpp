@@ -214,14 +214,8 @@ double FittingScale(const PaperSize& page, const PaperSize& paper, const ImagePl
 // How a page of a document is drawn, so that its pixels are the sheet's.
 void PlaceDrawing(PlannedPage& planned) {
   ImagePlacing& placing = planned.job.placing;
-  constexpr double kPerInch = 100 * kMillimetresPerInch;
-  const auto hundredths = [](double millimetres) {
-    return static_cast<std::uint32_t>(std::lround(millimetres * 100));
-  };
   PaperSize size = planned.drawnSize;
-  placing.degrees =
-      DegreesOf(placing, {hundredths(size.widthMm), hundredths(size.heightMm), kPerInch, kPerInch},
-                SheetOf(planned.job));
+  placing.degrees = DegreesOf(placing, size, SheetOf(planned.job));
   if (IsSideways(placing.degrees)) std::swap(size.widthMm, size.heightMm);
   planned.drawnScale =
       placing.scale ? *placing.scale : FittingScale(size, planned.job.paper, placing);

@@ -320,6 +320,17 @@ int DegreesOf(const ImagePlacing& placing, const ImageSize& image, const Sheet& 
   return !fits && turned > upright * kGain ? 90 : 0;
 }
 
+int DegreesOf(const ImagePlacing& placing, const PaperSize& drawing, const Sheet& sheet) {
+  constexpr double kPerInch = 100 * kMillimetresPerInch;
+  const auto hundredths = [](double millimetres) {
+    return static_cast<std::uint32_t>(std::lround(millimetres * 100));
+  };
+  return DegreesOf(
+      placing,
+      ImageSize{hundredths(drawing.widthMm), hundredths(drawing.heightMm), kPerInch, kPerInch},
+      sheet);
+}
+
 Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlacing& placing) {
   const SheetArea area = AreaOn(sheet, placing.margins, placing.position);
   const Inches size = NaturalSize(image, sheet);

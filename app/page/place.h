@@ -60,6 +60,8 @@ Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlac
 
 // How far clockwise the image is to be turned: kTurnToFit asks whether it gets larger by that.
 int DegreesOf(const ImagePlacing& placing, const ImageSize& image, const Sheet& sheet);
+// The same for what is drawn in millimetres.
+int DegreesOf(const ImagePlacing& placing, const PaperSize& drawing, const Sheet& sheet);
 
 // A row of bare paper: with a tag as the fourth byte of a pixel it is no photograph.
 std::vector<std::uint8_t> WhiteRow(std::uint32_t width, std::size_t bytesPerPixel);

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <string>
 #include <utility>
 
@@ -18,17 +17,6 @@ namespace corvane {
 namespace {
 
 constexpr std::size_t kTaggedBytes = 4;  // of a pixel of a document
-
-// How a page is turned so that it is largest on the paper.
-int DegreesToFit(const PaperSize& paper, double widthMm, double heightMm) {
-  constexpr double kPerInch = 100 * kMillimetresPerInch;
-  const auto hundredths = [](double millimetres) {
-    return static_cast<std::uint32_t>(std::lround(millimetres * 100));
-  };
-  return DegreesOf({.degrees = kTurnToFit},
-                   {hundredths(widthMm), hundredths(heightMm), kPerInch, kPerInch},
-                   MakeSheet(paper, kPerInch, kPerInch));
-}
 
 }  // namespace
 
@@ -61,7 +49,11 @@ void DocumentSheets::AddPage(std::size_t number, const DocumentPage& size) {
   page.job.placing.scale = 1;
   constexpr double kToMm = kMillimetresPerInch / kPointsPerInch;
   double widthMm = size.widthPoints * kToMm, heightMm = size.heightPoints * kToMm;
-  if (!cells_.empty()) page.job.placing.degrees = DegreesToFit(room_, widthMm, heightMm);
+  if (!cells_.empty()) {
+    page.job.placing.degrees =
+        DegreesOf({.degrees = kTurnToFit}, PaperSize{page.job.image, widthMm, heightMm},
+                  MakeSheet(room_, settings_.horizontalDpi, settings_.verticalDpi));
+  }
   if (IsSideways(page.job.placing.degrees)) std::swap(widthMm, heightMm);
   page.scale = wishes_.scale(room_, widthMm, heightMm);
 }
