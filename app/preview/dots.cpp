@@ -16,6 +16,10 @@ constexpr double kLeastPointDpi = 1200.0;
 // Light wanders about this far in paper; over less, the n-th roots of reflectances are averaged,
 // over more, reflectances.
 constexpr double kCellDpi = 300.0;
+constexpr double kSamplesPerCell = 2.0;
+// The standard deviation of the spread, in cells, besides the box of a sample.
+constexpr double kSpreadDeviation = 0.5;
+constexpr int kPad = 2;  // pixels that spread and reduction reach, with one to spare
 
 constexpr int kPhases = 8;  // places of a spot's centre within a point, each way
 constexpr int kLanes = 8;   // points that are added at a time
@@ -32,16 +36,8 @@ std::int64_t FixedPoint(double value) {
 
 DotRenderer::DotRenderer(const PrintModel& model, const std::vector<DropPlane>& planes,
                          double verticalDpi, const PageWindow& window, double dpi, Output output)
-    : model_(model), output_(std::move(output)), verticalDpi_(verticalDpi), windowTop_(window.top) {
-  width_ = static_cast<std::uint32_t>(std::max(1.0, std::round(window.width * dpi)));
-  height_ = static_cast<std::uint32_t>(std::max(1.0, std::round(window.height * dpi)));
-  cellsPerPixel_ = std::max(1, static_cast<int>(std::lround(kCellDpi / dpi)));
-  const double cellDpi = dpi * cellsPerPixel_;
-  pointsPerCell_ = std::max(1, static_cast<int>(std::ceil(kLeastPointDpi / cellDpi - 1e-9)));
-  pointDpi_ = cellDpi * pointsPerCell_;
-  pointWidth_ = std::int64_t{width_} * cellsPerPixel_ * pointsPerCell_;
-  pointHeight_ = std::int64_t{height_} * cellsPerPixel_ * pointsPerCell_;
-
+    : model_(model), output_(std::move(output)), verticalDpi_(verticalDpi) {
+  SetGrid(window, dpi);
   for (const DropPlane& plane : planes) {
     const double radius = std::sqrt(model.SpotArea(plane.picolitres) / std::numbers::pi);
     margin_ = std::max(margin_, static_cast<int>(radius / kMicrometresPerInch * pointDpi_) + 2);
@@ -49,27 +45,76 @@ DotRenderer::DotRenderer(const PrintModel& model, const std::vector<DropPlane>& 
   ringRows_ = 2 * static_cast<std::size_t>(margin_) + 2;
   ringStride_ = static_cast<std::size_t>(pointWidth_ + 2 * margin_ + kLanes);
   ringRowUsed_.resize(ringRows_);
+  const double left = window.left - pad_ / dpi;
   for (const DropPlane& plane : planes) {
     planes_.push_back(MakePlane(plane));
     Plane& made = planes_.back();
     // The window's left edge lies at a place of its own within the page's points.
-    made.start = FixedPoint(pointDpi_ / plane.horizontalDpi / 2 - window.left * pointDpi_);
+    made.start = FixedPoint(pointDpi_ / plane.horizontalDpi / 2 - left * pointDpi_);
     const double reach = margin_ * plane.horizontalDpi / pointDpi_;
-    const double left = window.left * plane.horizontalDpi;
-    const double right = left + static_cast<double>(pointWidth_) / pointDpi_ * plane.horizontalDpi;
-    made.first = static_cast<std::uint32_t>(std::clamp(left - reach, 0.0, double{1} * plane.width));
+    const double begin = left * plane.horizontalDpi;
+    const double right = begin + static_cast<double>(pointWidth_) / pointDpi_ * plane.horizontalDpi;
+    made.first =
+        static_cast<std::uint32_t>(std::clamp(begin - reach, 0.0, double{1} * plane.width));
     made.end = static_cast<std::uint32_t>(
         std::clamp(std::ceil(right + reach), 0.0, double{1} * plane.width));
   }
 
+  SetChannels();
+}
+
+void DotRenderer::SetGrid(const PageWindow& window, double dpi) {
+  width_ = static_cast<std::uint32_t>(std::max(1.0, std::round(window.width * dpi)));
+  height_ = static_cast<std::uint32_t>(std::max(1.0, std::round(window.height * dpi)));
+  // A pixel that is smaller than a cell is a sample by itself: nothing blurs the dots that it
+  // shows.
+  const bool spreads = dpi <= kCellDpi + 1e-6;
+  if (spreads) {
+    samplesPerPixel_ =
+        static_cast<int>(kSamplesPerCell * std::max(1L, std::lround(kCellDpi / dpi)));
+    pad_ = kPad;
+  }
+  const double sampleDpi = dpi * samplesPerPixel_;
+  pointsPerSample_ = std::max(1, static_cast<int>(std::ceil(kLeastPointDpi / sampleDpi - 1e-9)));
+  pointDpi_ = sampleDpi * pointsPerSample_;
+  pointWidth_ = (std::int64_t{width_} + 2 * pad_) * samplesPerPixel_ * pointsPerSample_;
+  pointHeight_ = (std::int64_t{height_} + 2 * pad_) * samplesPerPixel_ * pointsPerSample_;
+  windowTop_ = window.top - pad_ / dpi;
+
+  if (!spreads) {
+    reduction_ = {1.0f};
+    return;
+  }
+  const double deviation = kSpreadDeviation * sampleDpi / kCellDpi;
+  double sum = 0;
+  for (int i = -kSpreadReach; i <= kSpreadReach; ++i) {
+    sum += std::exp(-i * i / (2 * deviation * deviation));
+  }
+  for (int i = 0; i <= kSpreadReach; ++i) {
+    spread_[i] = static_cast<float>(std::exp(-i * i / (2 * deviation * deviation)) / sum);
+  }
+  // A raised cosine over two pixels: those of neighbours add up to 1 everywhere.
+  for (int i = 0; i < 2 * samplesPerPixel_; ++i) {
+    const double place = (i + 0.5) / samplesPerPixel_;
+    reduction_.push_back(
+        static_cast<float>((1 - std::cos(std::numbers::pi * place)) / (2 * samplesPerPixel_)));
+  }
+}
+
+void DotRenderer::SetChannels() {
   const auto points = static_cast<std::size_t>(pointWidth_);
-  const std::size_t cells = points / static_cast<std::size_t>(pointsPerCell_);
+  const std::size_t samples = points / static_cast<std::size_t>(pointsPerSample_);
   for (auto& dye : dyes_) dye.resize(points);
-  for (auto& root : roots_) root.resize(points);
+  roots_.resize(points);
   pointTotals_.resize(points);
-  for (auto& cell : cellRoots_) cell.resize(cells);
-  for (auto& pixel : pixelBands_) pixel.resize(width_);
-  pixelInk_.resize(width_);
+  channels_.resize(kOwn);
+  for (Channel& channel : channels_) {
+    channel.sums.resize(samples);
+    for (auto& row : channel.last) row.resize(samples);
+    for (auto& row : channel.pixels) row.resize(samples);
+  }
+  workRow_.resize(samples + 2 * kSpreadReach);
+  spreadRow_.resize(samples);
   row_.bands.resize(width_);
   row_.totalInk.resize(width_);
 }
@@ -182,21 +227,19 @@ void DotRenderer::AddDrops(const Plane& plane, const std::uint8_t* bits, double 
 void DotRenderer::FinishPointRows(std::int64_t end) {
   for (; pointRow_ < std::min(end, pointHeight_); ++pointRow_) {
     RenderPointRow(static_cast<std::size_t>(pointRow_) % ringRows_);
-    if (++pointRowsInCell_ == pointsPerCell_) FinishCellRow();
+    if (++pointRowsInSample_ == pointsPerSample_) FinishSampleRow();
   }
 }
 
-void DotRenderer::Finish() { FinishPointRows(pointHeight_); }
+void DotRenderer::Finish() {
+  FinishPointRows(pointHeight_);
+  // The last rows of the picture wait for what lies below them.
+  for (int i = 0; i < kSpreadReach; ++i) FinishSampleRow();
+}
 
 void DotRenderer::RenderPointRow(std::size_t ringRow) {
   const auto points = static_cast<std::size_t>(pointWidth_);
-  const auto perCell = static_cast<std::size_t>(pointsPerCell_);
-  if (!ringRowUsed_[ringRow]) {
-    for (auto& cells : cellRoots_) {
-      for (float& cell : cells) cell += static_cast<float>(perCell);
-    }
-    return;
-  }
+  if (!ringRowUsed_[ringRow]) return;
   ringRowUsed_[ringRow] = 0;
 
   for (auto& dye : dyes_) std::fill(dye.begin(), dye.end(), 0.0f);
@@ -217,58 +260,85 @@ void DotRenderer::RenderPointRow(std::size_t ringRow) {
     for (std::size_t i = 0; i < 4; ++i) {
       factors.overprint[i] = static_cast<float>(scale * model_.Overprints()[i][band]);
     }
-    float* const roots = roots_[band].data();
     const float* const dyes[kDyeCount] = {dyes_[0].data(), dyes_[1].data(), dyes_[2].data(),
                                           dyes_[3].data()};
-    loops_.rootsOfDyes(factors, dyes, points, roots);
-    float* const cells = cellRoots_[band].data();
-    const std::size_t cellCount = cellRoots_[band].size();
-    for (std::size_t cell = 0; cell < cellCount; ++cell) {
-      float all = 0;
-      for (std::size_t i = 0; i < perCell; ++i) all += roots[cell * perCell + i];
-      cells[cell] += all;
-    }
+    loops_.rootsOfDyes(factors, dyes, points, roots_.data());
+    std::vector<float>& sums = channels_[band].sums;
+    loops_.addAbsorbed(roots_.data(), pointsPerSample_, sums.size(), sums.data());
   }
-  const std::size_t perPixel = perCell * static_cast<std::size_t>(cellsPerPixel_);
-  for (std::size_t pixel = 0; pixel < width_; ++pixel) {
-    std::uint32_t all = 0;
-    for (std::size_t i = 0; i < perPixel; ++i) all += pointTotals_[pixel * perPixel + i];
-    pixelInk_[pixel] += all * 8.0;
-  }
+  std::vector<float>& sums = channels_[kTotal].sums;
+  loops_.addLayerSums(pointTotals_.data(), pointsPerSample_, sums.size(), sums.data());
 }
 
-void DotRenderer::FinishCellRow() {
-  pointRowsInCell_ = 0;
-  const double points = static_cast<double>(pointsPerCell_) * pointsPerCell_;
-  const auto perPixel = static_cast<std::size_t>(cellsPerPixel_);
-  for (std::size_t band = 0; band < 3; ++band) {
-    std::vector<float>& cells = cellRoots_[band];
+void DotRenderer::FinishSampleRow() {
+  pointRowsInSample_ = 0;
+  const auto place = static_cast<std::size_t>(sampleRow_ % kSpreadTaps);
+  for (Channel& channel : channels_) {
+    std::swap(channel.last[place], channel.sums);
+    std::fill(channel.sums.begin(), channel.sums.end(), 0.0f);
+  }
+  if (sampleRow_ >= kSpreadReach) ReduceSampleRow(sampleRow_ - kSpreadReach);
+  ++sampleRow_;
+}
+
+// Spreads a row of samples and adds it to the two rows of pixels that it is part of.
+void DotRenderer::ReduceSampleRow(std::int64_t row) {
+  const std::size_t samples = spreadRow_.size();
+  const auto perPixel = static_cast<std::size_t>(samplesPerPixel_);
+  const std::size_t before = (reduction_.size() - perPixel) / 2;
+  const std::size_t place = static_cast<std::size_t>(row) + before;
+  const std::size_t weight = place % perPixel, pixelRow = place / perPixel, kept = pixelRow % 2;
+  const bool overlap = before > 0;
+
+  const float points = static_cast<float>(pointsPerSample_ * pointsPerSample_);
+  for (std::size_t i = 0; i < channels_.size(); ++i) {
+    Channel& channel = channels_[i];
+    const float* rows[kSpreadTaps];
+    for (int tap = 0; tap < kSpreadTaps; ++tap) {
+      // The ring holds the rows up to kSpreadReach below this one; before the first all are empty.
+      rows[tap] =
+          channel
+              .last[static_cast<std::size_t>(row + tap + kSpreadTaps - kSpreadReach) % kSpreadTaps]
+              .data();
+    }
+    loops_.spread(rows, spread_, samples, workRow_.data(), spreadRow_.data());
+    for (float& value : spreadRow_) value /= points;
+    if (i < kBands) {
+      loops_.absorbedLight(static_cast<float>(model_.YuleNielsen()), samples, spreadRow_.data());
+    }
+    loops_.addWeighted(spreadRow_.data(), samples, reduction_[weight], channel.pixels[kept].data(),
+                       overlap ? reduction_[weight + perPixel] : 0.0f,
+                       channel.pixels[1 - kept].data());
+  }
+  if (weight + 1 < perPixel) return;
+  FinishPixelRow(static_cast<std::int64_t>(pixelRow) - overlap, overlap ? 1 - kept : kept);
+}
+
+float DotRenderer::Reduced(const Channel& channel, std::size_t kept, std::size_t pixel) const {
+  const auto perPixel = static_cast<std::size_t>(samplesPerPixel_);
+  const std::size_t before = (reduction_.size() - perPixel) / 2;
+  const float* const samples =
+      channel.pixels[kept].data() + (pixel + static_cast<std::size_t>(pad_)) * perPixel - before;
+  float sum = 0;
+  for (std::size_t i = 0; i < reduction_.size(); ++i) sum += reduction_[i] * samples[i];
+  return sum;
+}
+
+void DotRenderer::FinishPixelRow(std::int64_t row, std::size_t kept) {
+  if (row >= pad_ && row < std::int64_t{height_} + pad_) {
+    const double ofFull = kLayer / 8.0 * model_.LayersAtFull();
     for (std::size_t pixel = 0; pixel < width_; ++pixel) {
-      for (std::size_t i = 0; i < perPixel; ++i) {
-        float& cell = cells[pixel * perPixel + i];
-        pixelBands_[band][pixel] += cell == static_cast<float>(points)
-                                        ? 1.0
-                                        : std::pow(cell / points, model_.YuleNielsen());
-        cell = 0.0f;
+      for (std::size_t band = 0; band < kBands; ++band) {
+        row_.bands[pixel][band] = 1.0 - double{Reduced(channels_[band], kept, pixel)};
       }
+      row_.totalInk[pixel] =
+          static_cast<float>(double{Reduced(channels_[kTotal], kept, pixel)} / ofFull);
     }
+    output_(row_);
   }
-  if (++cellRowsInPixel_ == cellsPerPixel_) FinishPixelRow();
-}
-
-void DotRenderer::FinishPixelRow() {
-  cellRowsInPixel_ = 0;
-  const double cells = static_cast<double>(cellsPerPixel_) * cellsPerPixel_;
-  const double ofFull = cells * pointsPerCell_ * pointsPerCell_ * kLayer * model_.LayersAtFull();
-  for (std::size_t pixel = 0; pixel < width_; ++pixel) {
-    for (std::size_t band = 0; band < 3; ++band) {
-      row_.bands[pixel][band] = pixelBands_[band][pixel] / cells;
-      pixelBands_[band][pixel] = 0;
-    }
-    row_.totalInk[pixel] = static_cast<float>(pixelInk_[pixel] / ofFull);
-    pixelInk_[pixel] = 0;
+  for (Channel& channel : channels_) {
+    std::fill(channel.pixels[kept].begin(), channel.pixels[kept].end(), 0.0f);
   }
-  output_(row_);
 }
 
 }  // namespace corvane

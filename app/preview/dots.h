@@ -55,8 +55,9 @@ class DotRenderer {
   void Finish();
 
  private:
-  // Spots are drawn on a grid of points, fine against them. The light that the paper mixes lies in
-  // cells of several points; a pixel of the picture is one cell or several.
+  // Spots are drawn on a grid of points, fine against them. Points are summed to samples, a few an
+  // inch more than light tells apart that has spread in the paper; the kernels of spread and
+  // reduction lie over several samples, so that it does not matter where dots lie against them.
   struct Stamp {
     int rows = 0, blocks = 0;  // blocks of kLanes points across
     int left = 0, top = 0;     // of its first point, against the one that holds the spot's centre
@@ -75,12 +76,25 @@ class DotRenderer {
     std::vector<std::uint16_t> layers;  // ringRows_ rows of points
   };
 
+  // What is summed over points, spread and reduced: what each band absorbs of the n-th root of the
+  // light, all ink, and with measured inks each ink by itself. All are 0 where there is no ink.
+  static constexpr std::size_t kBands = 3, kTotal = 3, kOwn = 4;
+  struct Channel {
+    std::vector<float> sums;                           // of the row of samples in work
+    std::array<std::vector<float>, kSpreadTaps> last;  // rows of samples, by row number
+    std::array<std::vector<float>, 2> pixels;          // the row of pixels before, and this one
+  };
+
   Plane MakePlane(const DropPlane& shape);
+  void SetGrid(const PageWindow& window, double dpi);
+  void SetChannels();
   void AddDrops(const Plane& plane, const std::uint8_t* bits, double centre);
   void FinishPointRows(std::int64_t end);
   void RenderPointRow(std::size_t ringRow);
-  void FinishCellRow();
-  void FinishPixelRow();
+  void FinishSampleRow();
+  void ReduceSampleRow(std::int64_t row);
+  void FinishPixelRow(std::int64_t row, std::size_t kept);
+  float Reduced(const Channel& channel, std::size_t kept, std::size_t pixel) const;
 
   const PrintModel& model_;
   const PointLoops& loops_ =
@@ -88,10 +102,13 @@ class DotRenderer {
   Output output_;
   double verticalDpi_, windowTop_;
   std::uint32_t width_, height_;
-  int pointsPerCell_, cellsPerPixel_;
-  double pointDpi_;
-  std::int64_t pointWidth_, pointHeight_;
-  int margin_ = 0;  // points that a spot can reach beyond its centre's
+  int pad_ = 0;  // pixels around the picture that the kernels reach
+  int pointsPerSample_ = 1, samplesPerPixel_ = 1;
+  double pointDpi_ = 0;
+  std::int64_t pointWidth_ = 0, pointHeight_ = 0;
+  float spread_[kSpreadReach + 1] = {1};  // weights by the distance in samples
+  std::vector<float> reduction_;          // weights of the samples of a pixel and those around
+  int margin_ = 0;                        // points that a spot can reach beyond its centre's
   std::size_t ringStride_ = 0, ringRows_ = 0;
   std::vector<Plane> planes_;
   std::vector<Ring> rings_;
@@ -99,13 +116,13 @@ class DotRenderer {
 
   std::int64_t rowNumber_ = 0;
   std::int64_t pointRow_ = 0;  // the next to be rendered
-  int pointRowsInCell_ = 0, cellRowsInPixel_ = 0;
+  int pointRowsInSample_ = 0;
+  std::int64_t sampleRow_ = 0;  // the next to be summed
   std::array<std::vector<float>, kDyeCount> dyes_;
-  std::array<std::vector<float>, 3> roots_;
+  std::vector<float> roots_;
   std::vector<std::uint16_t> pointTotals_;
-  std::array<std::vector<float>, 3> cellRoots_;    // sums over the points of a row of cells
-  std::array<std::vector<double>, 3> pixelBands_;  // sums over the cells of a row of pixels
-  std::vector<double> pixelInk_;                   // sums over the points of a row of pixels
+  std::vector<Channel> channels_;
+  std::vector<float> spreadRow_, workRow_;
   RenderedRow row_;
 };
 
