@@ -241,6 +241,7 @@ void DotRenderer::RenderPointRow(std::size_t ringRow) {
   const auto points = static_cast<std::size_t>(pointWidth_);
   if (!ringRowUsed_[ringRow]) return;
   ringRowUsed_[ringRow] = 0;
+  lastUsedSampleRow_ = sampleRow_;
 
   for (auto& dye : dyes_) std::fill(dye.begin(), dye.end(), 0.0f);
   std::fill(pointTotals_.begin(), pointTotals_.end(), std::uint16_t{0});
@@ -283,16 +284,27 @@ void DotRenderer::FinishSampleRow() {
 
 // Spreads a row of samples and adds it to the two rows of pixels that it is part of.
 void DotRenderer::ReduceSampleRow(std::int64_t row) {
-  const std::size_t samples = spreadRow_.size();
   const auto perPixel = static_cast<std::size_t>(samplesPerPixel_);
   const std::size_t before = (reduction_.size() - perPixel) / 2;
   const std::size_t place = static_cast<std::size_t>(row) + before;
   const std::size_t weight = place % perPixel, pixelRow = place / perPixel, kept = pixelRow % 2;
+  if (row <= lastUsedSampleRow_ + kSpreadReach) AddSampleRow(row, weight, kept);
+  if (weight + 1 < perPixel) return;
   const bool overlap = before > 0;
+  FinishPixelRow(static_cast<std::int64_t>(pixelRow) - overlap, overlap ? 1 - kept : kept);
+}
 
+void DotRenderer::AddSampleRow(std::int64_t row, std::size_t weight, std::size_t kept) {
+  const std::size_t samples = spreadRow_.size();
+  const std::size_t after = weight + static_cast<std::size_t>(samplesPerPixel_);
+  const auto addToPixels = [&](Channel& channel, const std::vector<float>& from) {
+    loops_.addWeighted(from.data(), samples, reduction_[weight], channel.pixels[kept].data(),
+                       after < reduction_.size() ? reduction_[after] : 0.0f,
+                       channel.pixels[1 - kept].data());
+  };
   const float points = static_cast<float>(pointsPerSample_ * pointsPerSample_);
-  for (std::size_t i = 0; i < channels_.size(); ++i) {
-    Channel& channel = channels_[i];
+  for (std::size_t band = 0; band < kBands; ++band) {
+    const Channel& channel = channels_[band];
     const float* rows[kSpreadTaps];
     for (int tap = 0; tap < kSpreadTaps; ++tap) {
       // The ring holds the rows up to kSpreadReach below this one; before the first all are empty.
@@ -302,16 +314,13 @@ void DotRenderer::ReduceSampleRow(std::int64_t row) {
               .data();
     }
     loops_.spread(rows, spread_, samples, workRow_.data(), spreadRow_.data());
-    for (float& value : spreadRow_) value /= points;
-    if (i < kBands) {
-      loops_.absorbedLight(static_cast<float>(model_.YuleNielsen()), samples, spreadRow_.data());
-    }
-    loops_.addWeighted(spreadRow_.data(), samples, reduction_[weight], channel.pixels[kept].data(),
-                       overlap ? reduction_[weight + perPixel] : 0.0f,
-                       channel.pixels[1 - kept].data());
+    loops_.absorbedLight(static_cast<float>(model_.YuleNielsen()), 1.0f / points, samples,
+                         spreadRow_.data());
+    addToPixels(channels_[band], spreadRow_);
   }
-  if (weight + 1 < perPixel) return;
-  FinishPixelRow(static_cast<std::int64_t>(pixelRow) - overlap, overlap ? 1 - kept : kept);
+  for (std::size_t i = kBands; i < channels_.size(); ++i) {
+    addToPixels(channels_[i], channels_[i].last[static_cast<std::size_t>(row) % kSpreadTaps]);
+  }
 }
 
 float DotRenderer::Reduced(const Channel& channel, std::size_t kept, std::size_t pixel) const {
@@ -326,7 +335,8 @@ float DotRenderer::Reduced(const Channel& channel, std::size_t kept, std::size_t
 
 void DotRenderer::FinishPixelRow(std::int64_t row, std::size_t kept) {
   if (row >= pad_ && row < std::int64_t{height_} + pad_) {
-    const double ofFull = kLayer / 8.0 * model_.LayersAtFull();
+    const double ofFull =
+        kLayer / 8.0 * pointsPerSample_ * pointsPerSample_ * model_.LayersAtFull();
     for (std::size_t pixel = 0; pixel < width_; ++pixel) {
       for (std::size_t band = 0; band < kBands; ++band) {
         row_.bands[pixel][band] = 1.0 - double{Reduced(channels_[band], kept, pixel)};

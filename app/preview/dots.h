@@ -93,6 +93,7 @@ class DotRenderer {
   void RenderPointRow(std::size_t ringRow);
   void FinishSampleRow();
   void ReduceSampleRow(std::int64_t row);
+  void AddSampleRow(std::int64_t row, std::size_t weight, std::size_t kept);
   void FinishPixelRow(std::int64_t row, std::size_t kept);
   float Reduced(const Channel& channel, std::size_t kept, std::size_t pixel) const;
 
@@ -118,6 +119,7 @@ class DotRenderer {
   std::int64_t pointRow_ = 0;  // the next to be rendered
   int pointRowsInSample_ = 0;
   std::int64_t sampleRow_ = 0;  // the next to be summed
+  std::int64_t lastUsedSampleRow_ = -kSpreadTaps;
   std::array<std::vector<float>, kDyeCount> dyes_;
   std::vector<float> roots_;
   std::vector<std::uint16_t> pointTotals_;

@@ -104,9 +104,9 @@ void Spread(const float* const (&rows)[kSpreadTaps], const float (&weights)[kSpr
   }
 }
 
-void AbsorbedLight(float n, std::size_t samples, float* __restrict absorbed) {
+void AbsorbedLight(float n, float scale, std::size_t samples, float* __restrict absorbed) {
   for (std::size_t i = 0; i < samples; ++i) {
-    const float root = Larger(1.0f - absorbed[i], 1e-30f);
+    const float root = Larger(1.0f - absorbed[i] * scale, 1e-30f);
     absorbed[i] = 1.0f - PowerOfTwo(Smaller(Larger(n * BinaryLogarithm(root), -120.0f), 0.0f));
   }
 }

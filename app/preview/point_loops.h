@@ -38,8 +38,8 @@ struct PointLoops {
   // `spread` hold `samples` from kSpreadReach on, zeros before and after.
   void (*spread)(const float* const (&rows)[kSpreadTaps], const float (&weights)[kSpreadReach + 1],
                  std::size_t samples, float* work, float* spread);
-  // What light loses whose n-th root loses these parts.
-  void (*absorbedLight)(float n, std::size_t samples, float* absorbed);
+  // What light loses whose n-th root loses these amounts times `scale`.
+  void (*absorbedLight)(float n, float scale, std::size_t samples, float* absorbed);
   // Adds a row with two weights to two rows.
   void (*addWeighted)(const float* row, std::size_t samples, float weightA, float* a, float weightB,
                       float* b);
