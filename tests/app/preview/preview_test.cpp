@@ -49,6 +49,13 @@ using IsDrop = bool (*)(std::uint32_t x, std::uint32_t y);
 bool Nowhere(std::uint32_t, std::uint32_t) { return false; }
 bool Everywhere(std::uint32_t, std::uint32_t) { return true; }
 bool Chequered(std::uint32_t x, std::uint32_t y) { return (x + y) % 2 == 0; }
+// Spots of four drops, as the coarser modes lay them.
+bool InFours(std::uint32_t x, std::uint32_t y) { return x % 4 < 2 && y % 4 < 2; }
+// A drop somewhere in each square of five pixels, as error diffusion strews them.
+bool Strewn(std::uint32_t x, std::uint32_t y) {
+  const std::uint32_t place = (x / 5 * 73856093u ^ y / 5 * 19349663u) * 2654435761u >> 16;
+  return x % 5 == place % 5 && y % 5 == place / 5 % 5;
+}
 bool OneInSixteen(std::uint32_t x, std::uint32_t y) { return x % 4 == 1 && y % 4 == 2; }
 
 // A page of one ink, an inch square.
@@ -111,6 +118,48 @@ TEST(DotRenderer, AgreesWithTheModelOfTints) {
       const Triple shown = LabFromBands(picture.MeanBands());
       const Triple expected = LabFromBands(model.Bands(amounts));
       EXPECT_LT(DeltaE2000(shown, expected), 3.0) << kInkNames[static_cast<int>(ink)];
+    }
+  }
+}
+
+// Where dots lie against the renderer's own grid is no property of a print.
+TEST(DotRenderer, LooksTheSameWhereverItsGridLies) {
+  const PrintModel model(DefaultInkData(), kGlossy);
+  for (const double dpi : {72.0, 100.0, 150.0, 300.0}) {
+    const Triple lab =
+        LabFromBands(Render(model, InFours, 10, dpi, {0.2, 0.2, 0.5, 0.5}).MeanBands());
+    for (const double pixels : {0.5, 1.0, 2.5}) {
+      const PageWindow moved = {0.2 + pixels / 600, 0.2 + pixels / 600, 0.5, 0.5};
+      const Triple other = LabFromBands(Render(model, InFours, 10, dpi, moved).MeanBands());
+      EXPECT_LT(DeltaE2000(lab, other), 0.25) << dpi << ", moved by " << pixels;
+    }
+  }
+}
+
+// The pattern of drops is finer than these pixels: it must not come back as noise.
+TEST(DotRenderer, KeepsFlatPatchesQuiet) {
+  const PrintModel model(DefaultInkData(), kGlossy);
+  const Picture picture = Render(model, Strewn, 10, 75, {0.1, 0.1, 0.8, 0.8}, 1, Ink::K);
+  double sum = 0, squares = 0, count = 0;
+  for (const RenderedRow& row : picture.rows) {
+    for (const Triple& bands : row.bands) {
+      const double lightness = LabFromBands(bands)[0];
+      sum += lightness, squares += lightness * lightness, ++count;
+    }
+  }
+  EXPECT_LT(std::sqrt(squares / count - sum / count * (sum / count)), 1.3);
+}
+
+// A part of the page shows what the whole page shows there, up to its edge.
+TEST(DotRenderer, ShowsPartsAsTheWhole) {
+  const PrintModel model(DefaultInkData(), kGlossy);
+  const Picture whole = Render(model, Strewn, 10, 150);
+  const Picture part = Render(model, Strewn, 10, 150, {0.2, 0.4, 0.2, 0.2});
+  ASSERT_EQ(part.rows.size(), 30u);
+  for (std::size_t y = 0; y < 30; ++y) {
+    for (std::size_t x = 0; x < 30; ++x) {
+      ASSERT_NEAR(part.rows[y].bands[x][0], whole.rows[60 + y].bands[30 + x][0], 0.01)
+          << x << ' ' << y;
     }
   }
 }
