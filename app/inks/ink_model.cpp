@@ -148,9 +148,40 @@ Triple PrintModel::InkDensity(Ink ink, double amount) const {
     for (double& band : density) band *= density_;
     return density;
   }
+  return LayersDensity(ink, amount);
+}
+
+Triple PrintModel::LayersDensity(Ink ink, double amount) const {
   Triple density = LayerDensity(ink);
   for (double& band : density) band = LayeredDensity(amount * layersAtFull_, band, n_, clustering_);
   return density;
+}
+
+bool PrintModel::IsBeyondLayers() const {
+  return !terms_.empty() || std::any_of(tints_.begin(), tints_.end(),
+                                        [](const auto& tints) { return tints.has_value(); });
+}
+
+Triple PrintModel::TintBeyondLayers(Ink ink, double amount) const {
+  Triple density = InkDensity(ink, amount);
+  const Triple layers = LayersDensity(ink, amount);
+  for (int band = 0; band < 3; ++band) density[band] -= layers[band];
+  return density;
+}
+
+Triple PrintModel::OverprintBeyondLayers(const InkAmounts& amounts) const {
+  if (terms_.empty()) return {};
+  std::array<double, kDyeCount> dyes = DyesOf(amounts);
+  for (double& dye : dyes) dye = std::clamp(dye, 0.0, kMostOverprint);
+  return TermsOverprint(dyes, amounts, nullptr, nullptr);
+}
+
+std::array<double, kDyeCount> PrintModel::DyesOf(const InkAmounts& amounts) const {
+  std::array<double, kDyeCount> dyes{};
+  for (int ink = 0; ink < kInkCount; ++ink) {
+    dyes[static_cast<int>(DyeOf(static_cast<Ink>(ink)))] += amounts[ink] * strength_[ink];
+  }
+  return dyes;
 }
 
 Triple PrintModel::SolidsOverprint(const std::array<double, kDyeCount>& dyes,
@@ -204,10 +235,7 @@ Triple PrintModel::TermsOverprint(const std::array<double, kDyeCount>& dyes,
 
 Triple PrintModel::OverprintDensity(const InkAmounts& amounts,
                                     std::array<Triple, kInkCount>* slopes) const {
-  std::array<double, kDyeCount> dyes{};
-  for (int ink = 0; ink < kInkCount; ++ink) {
-    dyes[static_cast<int>(DyeOf(static_cast<Ink>(ink)))] += amounts[ink] * strength_[ink];
-  }
+  std::array<double, kDyeCount> dyes = DyesOf(amounts);
   std::array<bool, kDyeCount> varies;
   for (int dye = 0; dye < kDyeCount; ++dye) {
     varies[dye] = dyes[dye] >= 0.0 && dyes[dye] <= kMostOverprint;

@@ -139,6 +139,12 @@ class PrintModel {
   const std::array<Triple, 4>& Overprints() const { return overprint_; }
   static constexpr double kMostOverprint = 1.5;
 
+  // What measured tints and overprints know beyond layers of dye, which is what drops are drawn as:
+  // the density that an ink's tint has more, per band, and that of `overprints`.
+  bool IsBeyondLayers() const;
+  Triple TintBeyondLayers(Ink ink, double amount) const;
+  Triple OverprintBeyondLayers(const InkAmounts& amounts) const;
+
   // The density of the dye of a solid, spread evenly, per band.
   const Triple& DyeDensity(Dye dye) const { return dyeDensity_[static_cast<int>(dye)]; }
 
@@ -156,6 +162,9 @@ class PrintModel {
   double InkLimit() const { return inkLimit_; }
 
  private:
+  Triple LayersDensity(Ink ink, double amount) const;
+  std::array<double, kDyeCount> DyesOf(const InkAmounts& amounts) const;
+
   using DyeSlopes = std::array<Triple, kDyeCount>;
 
   Triple SolidsOverprint(const std::array<double, kDyeCount>& dyes, DyeSlopes* slopes) const;

@@ -19,6 +19,9 @@ constexpr double kCellDpi = 300.0;
 constexpr double kSamplesPerCell = 2.0;
 // The standard deviation of the spread, in cells, besides the box of a sample.
 constexpr double kSpreadDeviation = 0.5;
+// Steps of the tables of measured tints: of an amount of 1, and up to the most that is told apart.
+constexpr double kTintSteps = 512;
+constexpr double kMostTint = 2;
 constexpr int kPad = 2;  // pixels that spread and reduction reach, with one to spare
 
 constexpr int kPhases = 8;  // places of a spot's centre within a point, each way
@@ -108,6 +111,15 @@ void DotRenderer::SetChannels() {
   roots_.resize(points);
   pointTotals_.resize(points);
   channels_.resize(kOwn);
+  // Over single dots there is no tint to be known.
+  if (pad_ > 0 && model_.IsBeyondLayers()) {
+    channels_.resize(kOwn + rings_.size());
+    for (Ring& ring : rings_) {
+      for (int step = 0; step <= kMostTint * kTintSteps; ++step) {
+        ring.tints.push_back(model_.TintBeyondLayers(ring.ink, step / kTintSteps));
+      }
+    }
+  }
   for (Channel& channel : channels_) {
     channel.sums.resize(samples);
     for (auto& row : channel.last) row.resize(samples);
@@ -126,7 +138,7 @@ DotRenderer::Plane DotRenderer::MakePlane(const DropPlane& shape) {
   plane.shape = shape;
   plane.ring = static_cast<std::size_t>(ring - rings_.begin());
   if (ring == rings_.end()) {
-    rings_.push_back({shape.ink, std::vector<std::uint16_t>(ringStride_ * ringRows_)});
+    rings_.push_back({shape.ink, {}, std::vector<std::uint16_t>(ringStride_ * ringRows_)});
   }
   plane.step = FixedPoint(pointDpi_ / shape.horizontalDpi);
 
@@ -245,10 +257,15 @@ void DotRenderer::RenderPointRow(std::size_t ringRow) {
 
   for (auto& dye : dyes_) std::fill(dye.begin(), dye.end(), 0.0f);
   std::fill(pointTotals_.begin(), pointTotals_.end(), std::uint16_t{0});
-  for (Ring& ring : rings_) {
+  for (std::size_t i = 0; i < rings_.size(); ++i) {
+    Ring& ring = rings_[i];
     std::uint16_t* const layers = ring.layers.data() + ringStride_ * ringRow + margin_;
     loops_.addLayers(layers, points, static_cast<float>(model_.LayerDye(ring.ink) / kLayer),
                      dyes_[static_cast<std::size_t>(DyeOf(ring.ink))].data(), pointTotals_.data());
+    if (channels_.size() > kOwn) {
+      std::vector<float>& own = channels_[kOwn + i].sums;
+      loops_.addLayerSums(layers, pointsPerSample_, own.size(), own.data());
+    }
     std::fill_n(layers - margin_, ringStride_, std::uint16_t{0});
   }
 
@@ -333,6 +350,25 @@ float DotRenderer::Reduced(const Channel& channel, std::size_t kept, std::size_t
   return sum;
 }
 
+// The density, per band, that measured inks have at the pixel's amounts beyond layers of dye.
+Triple DotRenderer::BeyondLayers(std::size_t kept, std::size_t pixel) const {
+  const double ofFull =
+      double{kLayer} * pointsPerSample_ * pointsPerSample_ * model_.LayersAtFull();
+  InkAmounts amounts{};
+  Triple density{};
+  for (std::size_t i = 0; i < rings_.size(); ++i) {
+    const Ring& ring = rings_[i];
+    const double amount = double{Reduced(channels_[kOwn + i], kept, pixel)} / ofFull;
+    amounts[static_cast<std::size_t>(ring.ink)] = amount;
+    const double place = std::min(amount, kMostTint) * kTintSteps;
+    const Triple& tint = ring.tints[static_cast<std::size_t>(place + 0.5)];
+    for (std::size_t band = 0; band < kBands; ++band) density[band] += tint[band];
+  }
+  const Triple overprint = model_.OverprintBeyondLayers(amounts);
+  for (std::size_t band = 0; band < kBands; ++band) density[band] += overprint[band];
+  return density;
+}
+
 void DotRenderer::FinishPixelRow(std::int64_t row, std::size_t kept) {
   if (row >= pad_ && row < std::int64_t{height_} + pad_) {
     const double ofFull =
@@ -340,6 +376,12 @@ void DotRenderer::FinishPixelRow(std::int64_t row, std::size_t kept) {
     for (std::size_t pixel = 0; pixel < width_; ++pixel) {
       for (std::size_t band = 0; band < kBands; ++band) {
         row_.bands[pixel][band] = 1.0 - double{Reduced(channels_[band], kept, pixel)};
+      }
+      if (channels_.size() > kOwn) {
+        const Triple density = BeyondLayers(kept, pixel);
+        for (std::size_t band = 0; band < kBands; ++band) {
+          row_.bands[pixel][band] *= std::pow(10.0, -density[band]);
+        }
       }
       row_.totalInk[pixel] =
           static_cast<float>(double{Reduced(channels_[kTotal], kept, pixel)} / ofFull);

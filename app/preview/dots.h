@@ -73,6 +73,7 @@ class DotRenderer {
   };
   struct Ring {
     Ink ink;
+    std::vector<Triple> tints;  // with measured inks: TintBeyondLayers by the amount, in steps
     std::vector<std::uint16_t> layers;  // ringRows_ rows of points
   };
 
@@ -94,6 +95,7 @@ class DotRenderer {
   void FinishSampleRow();
   void ReduceSampleRow(std::int64_t row);
   void AddSampleRow(std::int64_t row, std::size_t weight, std::size_t kept);
+  Triple BeyondLayers(std::size_t kept, std::size_t pixel) const;
   void FinishPixelRow(std::int64_t row, std::size_t kept);
   float Reduced(const Channel& channel, std::size_t kept, std::size_t pixel) const;
 

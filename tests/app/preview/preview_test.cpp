@@ -164,6 +164,26 @@ TEST(DotRenderer, ShowsPartsAsTheWhole) {
   }
 }
 
+// Measured tints and overprints look as a calibration predicts them, not as layers of dye would.
+TEST(DotRenderer, ShowsMeasuredInks) {
+  InkData inks = DefaultInkData();
+  inks.tints[static_cast<std::size_t>(Ink::C)] = {
+      {0.25, {82, -6, -12}}, {0.5, {70, -14, -26}}, {1, {48, -20, -44}}};
+  OverprintTerm term;
+  term.dyes = {2, 0, 0, 0};
+  term.density = {0.3, 0.1, -0.1};
+  inks.overprints = {term};
+  const PrintModel measured(inks, kGlossy), layers(DefaultInkData(), kGlossy);
+  const PageWindow inner = {0.25, 0.25, 0.5, 0.5};
+  InkAmounts amounts{};
+  amounts[static_cast<std::size_t>(Ink::C)] = 0.5;
+  const Triple dots = LabFromBands(Render(layers, Chequered, 10, 150, inner).MeanBands());
+  const double ofDots = DeltaE2000(dots, LabFromBands(layers.Bands(amounts)));
+  const Triple shown = LabFromBands(Render(measured, Chequered, 10, 150, inner).MeanBands());
+  EXPECT_LT(DeltaE2000(shown, LabFromBands(measured.Bands(amounts))), ofDots + 0.5);
+  EXPECT_GT(DeltaE2000(shown, dots), 5);
+}
+
 TEST(DotRenderer, ShowsEachDropRoundAndInItsPlace) {
   const PrintModel model(DefaultInkData(), kGlossy);
   constexpr double kDpi = 4800;
