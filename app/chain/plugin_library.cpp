@@ -6,6 +6,7 @@
 
 #include "app/support/failure.h"
 #include "app/support/message.h"
+#include "app/support/platform.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -48,15 +49,7 @@ void ShowReport(ZCOM::EObject*, const char* text) {
 
 }  // namespace
 
-std::filesystem::path ProgramDirectory() {
-#if defined(_WIN32)
-  wchar_t path[32768];
-  const DWORD length = GetModuleFileNameW(nullptr, path, 32768);
-  return std::filesystem::path(path, path + length).parent_path();
-#else
-  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
-#endif
-}
+std::filesystem::path ProgramDirectory() { return ProgramFile().parent_path(); }
 
 std::filesystem::path FindBesideProgram(std::initializer_list<const char*> candidates) {
   const std::filesystem::path directory = ProgramDirectory();

@@ -28,6 +28,7 @@
 #include "app/support/interrupt.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/progress.h"
 #include "app/support/threads.h"
 #include "app/tables/page_tables.h"

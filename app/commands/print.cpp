@@ -36,6 +36,7 @@
 #include "app/support/limits.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/progress.h"
 #include "app/support/scratch_file.h"
 #include "app/support/threads.h"

@@ -2,10 +2,8 @@
 #include "app/commands/print_report.h"
 
 #include <fmt/format.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "app/support/json.h"
@@ -120,19 +118,6 @@ void WriteReportJson(const PrintReport& report,
   if (report.sandboxed) rest["renderer"] = {{"sandboxed", *report.sandboxed}};
   write("\n  ],");
   write(JsonText(rest).substr(1) + '\n');
-}
-
-// What getrusage tells began before the program did: it is also that of the process that started
-// it.
-std::uint64_t PeakMemoryBytes() {
-  std::ifstream status("/proc/self/status");
-  for (std::string name; status >> name; std::getline(status, name)) {
-    std::uint64_t kibibytes = 0;
-    if (name == "VmHWM:" && status >> kibibytes) return kibibytes * 1024;
-  }
-  rusage usage = {};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
 }
 
 }  // namespace corvane

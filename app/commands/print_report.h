@@ -52,7 +52,4 @@ std::string ReportText(const PrintReport& report);
 void WriteReportJson(const PrintReport& report,
                      const std::function<void(std::string_view text)>& write);
 
-// The most memory that the process has held so far.
-std::uint64_t PeakMemoryBytes();
-
 }  // namespace corvane

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/standard_input.h"
 
-#include <fcntl.h>
-
 #include <vector>
 
 #include "app/image/kind.h"
@@ -11,7 +9,7 @@
 namespace corvane {
 
 StandardInput::StandardInput()
-    : input_(std::make_unique<InputStream>(Descriptor(fcntl(0, F_DUPFD_CLOEXEC, 0)), kName)) {
+    : input_(std::make_unique<InputStream>(Descriptor::StandardInput(), kName)) {
   if (input_->Peek(1).empty()) throw Failure(std::string(kName) + ": is empty");
   const std::optional<FileKind> kind = KindOf(*input_);
   isPageStream_ = kind && corvane::IsPageStream(*kind);

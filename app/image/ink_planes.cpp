@@ -214,7 +214,7 @@ class RawInkPlanes : public InkPlanesReader {
         rowBytes_ > kMostRowBytes) {
       throw Failure(info_.path + ": is no description of raw separations");
     }
-    data_ = fs::path(info_.path).parent_path() / page.at("data").get<std::string>();
+    data_ = (fs::path(info_.path).parent_path() / page.at("data").get<std::string>()).string();
     info_.height = page.at("rows").get<std::uint32_t>();
     info_.width = planes[0].at("width").get<std::uint32_t>();
     info_.horizontalDpi = planes[0].at("horizontalDpi").get<double>();

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "app/support/failure.h"
+#include "app/support/platform.h"
 
 namespace corvane {
 namespace {
@@ -28,7 +29,7 @@ constexpr Module kCups = {"cups_raster", "raster streams", "libcups2-dev"};
 // A function of the module, which stays loaded. Throws Failure for the input that needs it.
 template <class Function>
 Function* FunctionOf(const Module& module, const char* symbol, const std::string& input) {
-  const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
+  const fs::path folder = ProgramFile().parent_path();
   const std::string name = fmt::format("corvane-{}.so", module.name);
   std::error_code ignored;
   fs::path file = folder / "../lib" / name;  // where it is built

@@ -13,6 +13,7 @@
 #include "app/support/input_stream.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/work_folder.h"
 
 namespace corvane {
@@ -61,7 +62,7 @@ PageCache::PageCache(fs::path folder) : folder_(std::move(folder)) {
   std::error_code problem;
   fs::create_directories(folder_, problem);
   if (problem) throw Failure(folder_.string() + ": cannot make the folder: " + problem.message());
-  program_ = DigestOfFile("/proc/self/exe").sha256 + DigestOfFile(PluginFile()).sha256;
+  program_ = DigestOfFile(ProgramFile()).sha256 + DigestOfFile(PluginFile()).sha256;
 }
 
 fs::path PageCache::EntryOf(const JobPage& page) const {

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/jobs/digest.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <nettle/sha2.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "app/support/descriptor.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 
@@ -60,19 +59,15 @@ bool MayPass(int error, const fs::path& path) {
 
 class OpenFile {
  public:
-  explicit OpenFile(const fs::path& path)
-      : path_(path), file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (file_ < 0) FailToRead(path, errno);
+  explicit OpenFile(const fs::path& path) : path_(path), file_(Descriptor::OpenForReading(path)) {
+    if (!file_.IsOpen()) FailToRead(path, errno);
   }
-  ~OpenFile() { close(file_); }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
 
   // 0 at the end.
   std::size_t Read(void* data, std::size_t size) {
     for (;;) {
       ThrowIfInterrupted();
-      const ssize_t got = read(file_, data, size);
+      const std::ptrdiff_t got = file_.Read(data, size);
       if (got >= 0) return static_cast<std::size_t>(got);
       if (errno != EINTR) FailToRead(path_, errno);
     }
@@ -80,7 +75,7 @@ class OpenFile {
 
  private:
   const fs::path& path_;
-  int file_;
+  Descriptor file_;
 };
 
 }  // namespace

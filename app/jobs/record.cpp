@@ -3,7 +3,6 @@
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <ctime>
 #include <fstream>
@@ -99,12 +98,6 @@ PageStanding StandingOf(const fs::path& manifest, const JobPage& page) {
   if (!record->failure.empty()) return {PageState::Failed, *std::move(record)};
   if (!AreThere(output.parent_path(), record->files)) return {};
   return {PageState::Done, *std::move(record)};
-}
-
-std::string HostName() {
-  char name[256] = "";
-  gethostname(name, sizeof name - 1);
-  return name;
 }
 
 std::string UtcNow() {

@@ -59,8 +59,7 @@ struct PageStanding {
 };
 PageStanding StandingOf(const std::filesystem::path& manifest, const JobPage& page);
 
-// What to write into a new record.
-std::string HostName();
+// For a new record.
 std::string UtcNow();
 
 }  // namespace corvane

@@ -2,7 +2,6 @@
 #include "app/jobs/share.h"
 
 #include <fmt/format.h>
-#include <sched.h>
 
 #include <algorithm>
 #include <charconv>
@@ -11,6 +10,7 @@
 #include <string_view>
 
 #include "app/support/failure.h"
+#include "app/support/platform.h"
 
 namespace corvane {
 namespace {
@@ -102,8 +102,7 @@ bool ShareOfPages::Has(const JobPage& page) {
 }
 
 int UsableCores(const Environment& environment) {
-  cpu_set_t cores;
-  int usable = sched_getaffinity(0, sizeof cores, &cores) == 0 ? CPU_COUNT(&cores) : 1;
+  int usable = ProcessorCount();
   if (const int quota = QuotaCores()) usable = std::min(usable, quota);
   for (const char* name : {"SLURM_CPUS_PER_TASK", "SLURM_CPUS_ON_NODE"}) {
     if (const std::optional<int> given = NumberIn(name, environment)) {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -79,21 +78,19 @@ bool NearlyEqual(std::uint64_t drawn, std::uint32_t pixels) {
 struct FreeGraph {
   void operator()(zimg_filter_graph* graph) const { zimg_filter_graph_free(graph); }
 };
-struct FreeAligned {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
 constexpr std::size_t kAlignment = 64;
+
+struct FreeAligned {
+  void operator()(void* memory) const { ::operator delete (memory, std::align_val_t{kAlignment}); }
+};
 
 std::size_t Aligned(std::size_t bytes) {
   return (bytes + kAlignment - 1) / kAlignment * kAlignment;
 }
 
 std::unique_ptr<std::uint8_t, FreeAligned> AlignedBytes(std::size_t bytes) {
-  auto* memory = static_cast<std::uint8_t*>(
-      std::aligned_alloc(kAlignment, std::max(Aligned(bytes), kAlignment)));
-  if (memory == nullptr) throw std::bad_alloc();
-  return std::unique_ptr<std::uint8_t, FreeAligned>(memory);
+  void* const memory = ::operator new (Aligned(bytes), std::align_val_t{kAlignment});
+  return std::unique_ptr<std::uint8_t, FreeAligned>(static_cast<std::uint8_t*>(memory));
 }
 
 [[noreturn]] void FailInResampling() {

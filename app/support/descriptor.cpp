@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 
@@ -23,14 +24,25 @@ namespace {
 constexpr int kMode = _S_IREAD | _S_IWRITE;
 constexpr int kNewFile = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
 constexpr int kOldFile = _O_WRONLY | _O_BINARY | _O_NOINHERIT;
+constexpr int kReadFile = _O_RDONLY | _O_BINARY | _O_NOINHERIT;
+constexpr int kScratchFile = _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
+constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
 
 int Open(const std::filesystem::path& path, int flags) {
   return _wopen(path.c_str(), flags, kMode);
 }
 
 std::ptrdiff_t WriteSome(int file, const char* bytes, std::size_t size) {
-  constexpr std::size_t kMost = std::size_t{1} << 30;
-  return _write(file, bytes, static_cast<unsigned>(size < kMost ? size : kMost));
+  return _write(file, bytes, static_cast<unsigned>(std::min(size, kMostAtOnce)));
+}
+
+std::ptrdiff_t ReadSome(int file, void* bytes, std::size_t size) {
+  return _read(file, bytes, static_cast<unsigned>(std::min(size, kMostAtOnce)));
+}
+
+std::ptrdiff_t ReadSomeAt(int file, void* bytes, std::size_t size, std::uint64_t offset) {
+  if (_lseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET) < 0) return -1;
+  return ReadSome(file, bytes, size);
 }
 
 std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::uint64_t offset) {
@@ -38,7 +50,7 @@ std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::u
   return WriteSome(file, bytes, size);
 }
 
-int Duplicate(int file) {
+int DuplicateOf(int file) {
   const int copy = _dup(file);
   if (copy >= 0) _setmode(copy, _O_BINARY);  // the same bytes everywhere
   return copy;
@@ -51,6 +63,8 @@ int SyncFile(int file) { return _commit(file); }
 constexpr mode_t kMode = 0666;
 constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 constexpr int kOldFile = O_WRONLY | O_CLOEXEC;
+constexpr int kReadFile = O_RDONLY | O_CLOEXEC;
+constexpr int kScratchFile = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 
 int Open(const std::filesystem::path& path, int flags) { return open(path.c_str(), flags, kMode); }
 
@@ -58,17 +72,23 @@ std::ptrdiff_t WriteSome(int file, const char* bytes, std::size_t size) {
   return write(file, bytes, size);
 }
 
+std::ptrdiff_t ReadSome(int file, void* bytes, std::size_t size) { return read(file, bytes, size); }
+
+std::ptrdiff_t ReadSomeAt(int file, void* bytes, std::size_t size, std::uint64_t offset) {
+  return pread(file, bytes, size, static_cast<off_t>(offset));
+}
+
 std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::uint64_t offset) {
   return pwrite(file, bytes, size, static_cast<off_t>(offset));
 }
 
-int Duplicate(int file) { return fcntl(file, F_DUPFD_CLOEXEC, 0); }
+int DuplicateOf(int file) { return fcntl(file, F_DUPFD_CLOEXEC, 0); }
 
 int SyncFile(int file) { return fsync(file); }
 
 #endif
 
-constexpr int kStandardOutput = 1;
+constexpr int kStandardInput = 0, kStandardOutput = 1;
 
 // `write(bytes, size, done)` writes some of what is left.
 template <class WriteOnce>
@@ -105,7 +125,27 @@ Descriptor Descriptor::OpenForWriting(const std::filesystem::path& path) {
   return Descriptor(Open(path, kOldFile));
 }
 
-Descriptor Descriptor::StandardOutput() { return Descriptor(Duplicate(kStandardOutput)); }
+Descriptor Descriptor::OpenForReading(const std::filesystem::path& path) {
+  return Descriptor(Open(path, kReadFile));
+}
+
+Descriptor Descriptor::MakeScratch(const std::filesystem::path& path) {
+  return Descriptor(Open(path, kScratchFile));
+}
+
+Descriptor Descriptor::StandardOutput() { return Descriptor(DuplicateOf(kStandardOutput)); }
+
+Descriptor Descriptor::StandardInput() { return Descriptor(DuplicateOf(kStandardInput)); }
+
+Descriptor Descriptor::Duplicate() const { return Descriptor(DuplicateOf(number_)); }
+
+std::ptrdiff_t Descriptor::Read(void* data, std::size_t size) {
+  return ReadSome(number_, data, size);
+}
+
+std::ptrdiff_t Descriptor::ReadAt(std::uint64_t offset, void* data, std::size_t size) const {
+  return ReadSomeAt(number_, data, size, offset);
+}
 
 bool Descriptor::Write(const void* data, std::size_t size) {
   return WriteAll(data, size, [&](const char* bytes, std::size_t left, std::size_t) {

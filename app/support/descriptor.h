@@ -27,11 +27,22 @@ class Descriptor {
   static Descriptor MakeFile(const std::filesystem::path& path);
   // A pipe or a device.
   static Descriptor OpenForWriting(const std::filesystem::path& path);
+  static Descriptor OpenForReading(const std::filesystem::path& path);
+  // A new one to be read and written.
+  static Descriptor MakeScratch(const std::filesystem::path& path);
   // In binary form, and closed without closing what others write to.
   static Descriptor StandardOutput();
+  static Descriptor StandardInput();
+
+  // The same open file a second time.
+  Descriptor Duplicate() const;
 
   bool IsOpen() const { return number_ != kClosed; }
   int Number() const { return number_; }
+
+  // Give how many bytes were read, at least 1, 0 at the end, and less than 0 when it fails.
+  std::ptrdiff_t Read(void* data, std::size_t size);
+  std::ptrdiff_t ReadAt(std::uint64_t offset, void* data, std::size_t size) const;
 
   bool Write(const void* data, std::size_t size);
   bool WriteAt(std::uint64_t offset, const void* data, std::size_t size);

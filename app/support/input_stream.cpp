@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/support/input_stream.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <poll.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,11 +10,35 @@
 
 #include "app/support/interrupt.h"
 
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <poll.h>
+#include <unistd.h>
+#endif
+
 namespace corvane {
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
+
+#if defined(_WIN32)
+
+// A read waits by itself.
+bool HasBytes(const Descriptor&) { return true; }
+
+#else
+
 constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still wants the bytes
+
+// Waits for bytes, the end or what a read says is wrong.
+bool HasBytes(const Descriptor& file) {
+  pollfd wanted = {file.Number(), POLLIN, 0};
+  const int ready = poll(&wanted, 1, kLongestWaitMs);
+  return ready > 0 || (ready < 0 && errno != EINTR);
+}
+
+#endif
 
 }  // namespace
 
@@ -32,7 +53,7 @@ InputStream::InputStream(Descriptor file, std::string name)
 }
 
 InputStream::InputStream(const std::string& path)
-    : InputStream(Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)), path) {}
+    : InputStream(Descriptor::OpenForReading(path), path) {}
 
 std::span<const std::uint8_t> InputStream::Peek(std::size_t size) {
   if (Buffered() < size && begin_ > 0) {
@@ -107,12 +128,11 @@ std::size_t InputStream::ReadSome(std::uint8_t* data, std::size_t size) {
     if (cancelled_ || (isCancelled_ && isCancelled_())) throw Cancelled();
     ThrowIfInterrupted();
     if (waitLeft_ <= waitLeft_.zero()) throw WaitedTooLong(name_ + ": nothing comes any more");
-    pollfd wanted = {file_.Number(), POLLIN, 0};
     const auto start = std::chrono::steady_clock::now();
-    const int ready = poll(&wanted, 1, kLongestWaitMs);
+    const bool ready = HasBytes(file_);
     waitLeft_ -= std::chrono::steady_clock::now() - start;
-    if (ready == 0 || (ready < 0 && errno == EINTR)) continue;
-    const ssize_t done = ready < 0 ? ready : read(file_.Number(), data, size);
+    if (!ready) continue;
+    const std::ptrdiff_t done = file_.Read(data, size);
     if (done >= 0) return static_cast<std::size_t>(done);
     if (errno != EINTR && errno != EAGAIN) {
       throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));

@@ -2,11 +2,11 @@
 #include "app/support/progress.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+
+#include "app/support/platform.h"
 
 namespace corvane {
 namespace {
@@ -15,11 +15,6 @@ constexpr auto kRedraw = std::chrono::milliseconds(100);
 constexpr auto kNextObject = std::chrono::milliseconds(500);
 constexpr int kWidestBar = 40;
 constexpr int kTextBesideBar = 32;
-
-int TerminalColumns() {
-  winsize size = {};
-  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
 
 }  // namespace
 
@@ -30,7 +25,7 @@ ProgressStyle ProgressStyleOf(const std::string& word, bool quiet) {
 
 Progress::Progress(std::string label, std::uint64_t total, ProgressStyle style)
     : label_(std::move(label)), total_(std::max<std::uint64_t>(total, 1)), style_(style) {
-  if (style == ProgressStyle::Line && isatty(STDERR_FILENO) == 0) style_ = ProgressStyle::None;
+  if (style == ProgressStyle::Line && TerminalColumns() == 0) style_ = ProgressStyle::None;
 }
 
 Progress::~Progress() {

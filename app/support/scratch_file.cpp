@@ -4,19 +4,46 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 namespace corvane {
+
+#if defined(_WIN32)
+
+ScratchFile::ScratchFile()
+    : folder_(std::filesystem::temp_directory_path(), std::filesystem::temp_directory_path()),
+      path_(folder_.NextPath()),
+      file_(Descriptor::MakeScratch(path_)) {
+  if (!file_.IsOpen()) {
+    throw TransientFailure(
+        fmt::format("{}: no temporary file: {}", path_.string(), std::strerror(errno)));
+  }
+}
+
+ScratchFile::~ScratchFile() {
+  file_.Close();
+  std::error_code ignored;
+  std::filesystem::remove(path_, ignored);
+}
+
+std::string ScratchFile::Path() const { return path_.string(); }
+
+#else
 
 ScratchFile::ScratchFile() {
   const char* folder = std::getenv("TMPDIR");
@@ -29,11 +56,13 @@ ScratchFile::ScratchFile() {
   unlink(path.c_str());
 }
 
+ScratchFile::~ScratchFile() = default;
+
 std::string ScratchFile::Path() const { return fmt::format("/proc/self/fd/{}", file_.Number()); }
 
-Descriptor ScratchFile::Duplicate() const {
-  return Descriptor(fcntl(file_.Number(), F_DUPFD_CLOEXEC, 0));
-}
+#endif
+
+Descriptor ScratchFile::Duplicate() const { return file_.Duplicate(); }
 
 void ScratchFile::Write(std::uint64_t offset, const void* data, std::size_t size) {
   if (file_.WriteAt(offset, data, size)) return;
@@ -43,7 +72,7 @@ void ScratchFile::Write(std::uint64_t offset, const void* data, std::size_t size
 void ScratchFile::Read(std::uint64_t offset, void* data, std::size_t size) const {
   char* bytes = static_cast<char*>(data);
   while (size > 0) {
-    const ssize_t done = pread(file_.Number(), bytes, size, static_cast<off_t>(offset));
+    const std::ptrdiff_t done = file_.ReadAt(offset, bytes, size);
     if (done < 0 && errno == EINTR) continue;
     if (done < 0) throw TransientFailure(fmt::format("temporary file: {}", std::strerror(errno)));
     if (done == 0) {
