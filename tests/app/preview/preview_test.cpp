@@ -52,7 +52,7 @@ bool Chequered(std::uint32_t x, std::uint32_t y) { return (x + y) % 2 == 0; }
 // Spots of four drops, as the coarser modes lay them.
 bool InFours(std::uint32_t x, std::uint32_t y) { return x % 4 < 2 && y % 4 < 2; }
 // A drop somewhere in each square of five pixels, as error diffusion strews them.
-bool Strewn(std::uint32_t x, std::uint32_t y) {
+bool Scattered(std::uint32_t x, std::uint32_t y) {
   const std::uint32_t place = (x / 5 * 73856093u ^ y / 5 * 19349663u) * 2654435761u >> 16;
   return x % 5 == place % 5 && y % 5 == place / 5 % 5;
 }
@@ -139,7 +139,7 @@ TEST(DotRenderer, LooksTheSameWhereverItsGridLies) {
 // The pattern of drops is finer than these pixels: it must not come back as noise.
 TEST(DotRenderer, KeepsFlatPatchesQuiet) {
   const PrintModel model(DefaultInkData(), kGlossy);
-  const Picture picture = Render(model, Strewn, 10, 75, {0.1, 0.1, 0.8, 0.8}, 1, Ink::K);
+  const Picture picture = Render(model, Scattered, 10, 75, {0.1, 0.1, 0.8, 0.8}, 1, Ink::K);
   double sum = 0, squares = 0, count = 0;
   for (const RenderedRow& row : picture.rows) {
     for (const Triple& bands : row.bands) {
@@ -153,8 +153,8 @@ TEST(DotRenderer, KeepsFlatPatchesQuiet) {
 // A part of the page shows what the whole page shows there, up to its edge.
 TEST(DotRenderer, ShowsPartsAsTheWhole) {
   const PrintModel model(DefaultInkData(), kGlossy);
-  const Picture whole = Render(model, Strewn, 10, 150);
-  const Picture part = Render(model, Strewn, 10, 150, {0.2, 0.4, 0.2, 0.2});
+  const Picture whole = Render(model, Scattered, 10, 150);
+  const Picture part = Render(model, Scattered, 10, 150, {0.2, 0.4, 0.2, 0.2});
   ASSERT_EQ(part.rows.size(), 30u);
   for (std::size_t y = 0; y < 30; ++y) {
     for (std::size_t x = 0; x < 30; ++x) {
