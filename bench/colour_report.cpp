@@ -13,14 +13,22 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "app/chain/chain.h"
 #include "app/page/planes.h"
+#include "app/page/settings.h"
 #include "app/preview/dots.h"
 #include "app/tables/best_inks.h"
 #include "app/tables/builder.h"
+#include "app/tables/grid.h"
 #include "app/tables/lookup.h"
+#include "halftone/routine_table.h"
 #include "printmode/print_modes.h"
 
 namespace corvane {
@@ -232,29 +240,54 @@ void ReportAllTables(const TableBuilder& builder) {
 // -------------------------------------------------------------------------------------------------
 // Through the chain
 
-struct PlaneGeometry {
-  std::vector<DropPlane> planes;
-  double verticalDpi = 0;
-};
-
-constexpr std::uint32_t kPatch = 48;   // input pixels
-constexpr std::uint32_t kBorder = 10;  // of a patch, not measured
+constexpr std::uint32_t kPatch = 48;  // input rows
+constexpr double kPictureDpi = 300;
+constexpr std::uint32_t kBorder = 5;  // of a patch, pixels of the picture, not measured
 
 struct PrintCondition {
   std::int32_t descriptor;
   int useAlternateModes;
   TableKey key;
+
+  const PrintMode& Mode() const { return *FindPrintMode(descriptor); }
+  // Of the input, across.
+  std::uint32_t Dpi() const { return std::min<std::uint32_t>(kInputDpi, Mode().horizontalDpi); }
+  std::uint32_t PatchWidth() const { return kPatch * Dpi() / kInputDpi; }
+};
+
+// A colour-table file without a directory, which holds one table.
+class SingleTableFile {
+ public:
+  SingleTableFile() = default;
+  SingleTableFile(const SingleTableFile&) = delete;
+  SingleTableFile& operator=(const SingleTableFile&) = delete;
+  ~SingleTableFile() { std::filesystem::remove(name_); }
+
+  void Write(const std::vector<std::uint8_t>& table) const {
+    std::ofstream file(name_, std::ios::binary);
+    file.write("\0\0\0\0", 4);
+    file.write(reinterpret_cast<const char*>(table.data()),
+               static_cast<std::streamsize>(table.size()));
+  }
+  const std::string& Name() const { return name_; }
+
+ private:
+  std::string name_ =
+      (std::filesystem::temp_directory_path() / fmt::format("corvane-report-{}.cvt", getpid()))
+          .string();
 };
 
 // Patches in rows of `columns`, rendered one row of patches at a time.
 class ChartPrinter {
  public:
-  ChartPrinter(const PluginLibrary& library, const InkData& inks, const Reference& reference,
-               const PrintCondition& condition, const std::string& tableFile)
+  ChartPrinter(const PluginLibrary& library, const InkData& inks, const PrintModel& model,
+               const PrintCondition& condition, const std::string& tableFile, int alignments)
       : inks_(&inks),
-        reference_(reference),
+        model_(model),
         condition_(condition),
-        mode_(*FindPrintMode(condition.descriptor)) {
+        mode_(condition.Mode()),
+        renderers_(alignments),
+        pictureRows_(alignments) {
     ChainSetup setup;
     setup.host.SetProperty("ColorTableFilename", tableFile.c_str(), "Standard");
     chain_ = std::make_unique<Chain>(library, setup);
@@ -265,11 +298,10 @@ class ChartPrinter {
     columns_ = static_cast<std::uint32_t>(std::ceil(std::sqrt(double(colours.size()))));
     const std::uint32_t patchRows =
         (static_cast<std::uint32_t>(colours.size()) + columns_ - 1) / columns_;
-    width_ = columns_ * kPatch;
+    width_ = columns_ * condition_.PatchWidth();
     height_ = patchRows * kPatch;
     sums_.assign(colours.size(), Triple{});
     counts_.assign(colours.size(), 0);
-    pictureRow_ = 0;
 
     chain_->ObserveOutput([this](ZCOM::QObject& message) {
       if (message.MessageKind == kErrorMessage) throw std::runtime_error("the chain failed");
@@ -284,7 +316,7 @@ class ChartPrinter {
     raster.Data = row.data();
     for (std::uint32_t y = 0; y < height_; ++y) {
       for (std::uint32_t x = 0; x < width_; ++x) {
-        const std::size_t patch = y / kPatch * columns_ + x / kPatch;
+        const std::size_t patch = y / kPatch * columns_ + x / condition_.PatchWidth();
         const Rgb8 white = {255, 255, 255};
         const Rgb8& colour = patch < colours.size() ? colours[patch] : white;
         std::copy(colour.begin(), colour.end(), row.begin() + 3 * x);
@@ -294,8 +326,10 @@ class ChartPrinter {
     }
     ZCOM::QObject end(kEndPageMessage);
     chain_->Send(end);
-    renderer_->Finish();
-    renderer_.reset();
+    for (auto& renderer : renderers_) {
+      renderer->Finish();
+      renderer.reset();
+    }
 
     std::vector<Triple> labs;
     for (std::size_t i = 0; i < sums_.size(); ++i) {
@@ -316,7 +350,7 @@ class ChartPrinter {
     set(start.Properties, "MediaType", static_cast<unsigned>(condition_.key.media + 1));
     set(start.Properties, "PrintQuality", static_cast<unsigned>(condition_.key.quality + 1));
     set(start.Properties, "PrintableWidth", width_);
-    set(start.Properties, "HorizontalInputResolution", kInputDpi);
+    set(start.Properties, "HorizontalInputResolution", condition_.Dpi());
     set(start.Properties, "VerticalInputResolution", kInputDpi);
     set(start.Properties, "UseAlternateModes", static_cast<unsigned>(condition_.useAlternateModes));
     set(start.PageProperties, "CMYKBinaryDescriptor", static_cast<unsigned>(mode_.descriptor));
@@ -328,9 +362,10 @@ class ChartPrinter {
   }
 
   // The planes as they leave the chain.
-  void MakeRenderer() {
+  void MakeRenderers() {
+    const std::uint32_t dpi = condition_.Dpi();
     const PageShape page =
-        BinaryPageShape(mode_, condition_.useAlternateModes, width_, height_, kInputDpi, kInputDpi);
+        BinaryPageShape(mode_, condition_.useAlternateModes, width_, height_, dpi, kInputDpi);
     std::vector<DropPlane> planes;
     for (const PlaneShape& sent : page.planes) {
       DropPlane plane;
@@ -342,48 +377,54 @@ class ChartPrinter {
       plane.picolitres = DropPicolitres(*inks_, mode_, sent.ink);
       planes.push_back(plane);
     }
-    const PageWindow window = {0, 0, double(width_) / kInputDpi, double(height_) / kInputDpi};
-    renderer_ = std::make_unique<DotRenderer>(reference_.model, planes, page.verticalDpi, window,
-                                              double(kInputDpi) / 2,
-                                              [this](const RenderedRow& row) { Measure(row); });
+    // Half a cell of the renderer's apart, so that how drops lie to its cells makes no difference.
+    for (std::size_t i = 0; i < renderers_.size(); ++i) {
+      const PageWindow window = {static_cast<double>(i % 2) / kInputDpi,
+                                 static_cast<double>(i / 2) / kInputDpi, double(width_) / dpi,
+                                 double(height_) / kInputDpi};
+      pictureRows_[i] = 0;
+      renderers_[i] = std::make_unique<DotRenderer>(
+          model_, planes, page.verticalDpi, window, kPictureDpi,
+          [this, i](const RenderedRow& row) { Measure(row, pictureRows_[i]++); });
+    }
   }
 
   void Take(const QRaster& raster) {
-    if (!renderer_) MakeRenderer();
-    renderer_->AddRow(raster.Data);
+    if (!renderers_[0]) MakeRenderers();
+    for (auto& renderer : renderers_) renderer->AddRow(raster.Data);
   }
 
-  void Measure(const RenderedRow& row) {
-    const auto inside = [](std::uint32_t place) {
-      const std::uint32_t at = 2 * place % kPatch;
-      return at >= kBorder && at < kPatch - kBorder;
+  void Measure(const RenderedRow& row, std::uint32_t y) {
+    const std::uint32_t wide =
+        static_cast<std::uint32_t>(condition_.PatchWidth() * kPictureDpi / condition_.Dpi());
+    constexpr auto kTall = static_cast<std::uint32_t>(kPatch * kPictureDpi / kInputDpi);
+    const auto inside = [](std::uint32_t place, std::uint32_t size) {
+      return place % size >= kBorder && place % size < size - kBorder;
     };
-    const std::uint32_t y = pictureRow_++;
-    if (!inside(y)) return;
+    if (!inside(y, kTall)) return;
     for (std::uint32_t x = 0; x < row.bands.size(); ++x) {
-      const std::size_t patch = 2 * y / kPatch * columns_ + 2 * x / kPatch;
-      if (patch >= sums_.size() || !inside(x)) continue;
+      const std::size_t patch = y / kTall * columns_ + x / wide;
+      if (patch >= sums_.size() || !inside(x, wide)) continue;
       for (int band = 0; band < 3; ++band) sums_[patch][band] += row.bands[x][band];
       ++counts_[patch];
     }
   }
 
   const InkData* inks_;
-  const Reference& reference_;
+  const PrintModel& model_;
   PrintCondition condition_;
   const PrintMode& mode_;
   std::unique_ptr<Chain> chain_;
-  std::unique_ptr<DotRenderer> renderer_;
-  std::uint32_t columns_ = 0, width_ = 0, height_ = 0, pictureRow_ = 0;
+  std::vector<std::unique_ptr<DotRenderer>> renderers_;
+  std::vector<std::uint32_t> pictureRows_;
+  std::uint32_t columns_ = 0, width_ = 0, height_ = 0;
   std::vector<Triple> sums_;
   std::vector<int> counts_;
 };
 
 void ReportChain(const TableBuilder& builder) {
   const PluginLibrary library;
-  const std::string tableFile =
-      (std::filesystem::temp_directory_path() / fmt::format("corvane-report-{}.cvt", getpid()))
-          .string();
+  const SingleTableFile table;
   fmt::print("\nThrough table, conversion, halftoning, dot placement and preview\n");
   fmt::print("{:>8} {:>8} {:>7} {:>7} {:>7} | {:>6} {:>7} {:>7} {:>10} {:>7}\n", "mode", "colours",
              "mean", "95 %", "largest", "greys", "mean", "largest", "chroma off", "s");
@@ -395,14 +436,8 @@ void ReportChain(const TableBuilder& builder) {
         PrintCondition{111, 0, {3, kGlossy, 0, 2, 1}}}) {
     const auto begin = std::chrono::steady_clock::now();
     const Reference reference(builder, condition.key);
-    // A file without a directory holds one table.
-    std::ofstream file(tableFile, std::ios::binary);
-    file.write("\0\0\0\0", 4);
-    file.write(reinterpret_cast<const char*>(reference.table.data()),
-               static_cast<std::streamsize>(reference.table.size()));
-    file.close();
-
-    ChartPrinter printer(library, builder.Inks(), reference, condition, tableFile);
+    table.Write(reference.table);
+    ChartPrinter printer(library, builder.Inks(), reference.model, condition, table.Name(), 1);
     const std::vector<Rgb8> colours = ChartColours(reference), greys = GreyColours(reference);
     const auto compare = [&](const std::vector<Rgb8>& chart, double* chromaOff) {
       const std::vector<Triple> printed = printer.Print(chart);
@@ -430,13 +465,212 @@ void ReportChain(const TableBuilder& builder) {
         chromaOff, seconds);
     std::fflush(stdout);
   }
-  std::filesystem::remove(tableFile);
+}
+
+// -------------------------------------------------------------------------------------------------
+// Tones
+
+// The page that a mode prints by default, graphics on glossy paper, and one that uses every ink.
+TableKey KeyOf(const PrintMode& mode, int alternateMode) {
+  if (mode.inkSet == InkSet::Black) return {0, kGlossy, 0, 1, 1};
+  if (DefaultPaperCharacteristics(mode) != 0) return {1, kGlossy, 0, 1, 1};
+  const int quality = DefaultPrintQuality(mode, alternateMode) - 1;
+  return {mode.inkSet == InkSet::Nine ? 3 : 2, kGlossy, 0, std::max(quality, 2), 1};
+}
+
+constexpr std::size_t kToneSteps = 16;
+
+// Encoded greys from the lightest on, off the nodes of a table.
+std::vector<std::uint8_t> ToneValues() {
+  std::vector<std::uint8_t> values;
+  for (int value = 247; value >= 0; value -= 16) values.push_back(static_cast<std::uint8_t>(value));
+  return values;
+}
+
+// A table that prints one ink by the red channel, in proportion.
+std::vector<std::uint8_t> TableOfInk(Ink ink, InkSet set) {
+  if (set == InkSet::Black) {
+    std::vector<std::uint8_t> curve(256);
+    std::iota(curve.begin(), curve.end(), std::uint8_t{0});
+    return curve;
+  }
+  std::vector<std::uint8_t> table(static_cast<std::size_t>(PlanesOf(set)) * kNodes);
+  for (std::size_t node = 0; node < kNodes; ++node) {
+    table[static_cast<std::size_t>(ink) * kNodes + node] =
+        static_cast<std::uint8_t>(node / (kGrid * kGrid) * 255 / (kGrid - 1));
+  }
+  return table;
+}
+
+// A ramp as it was printed, against what its table says.
+struct Tone {
+  std::array<double, kToneSteps> contone{}, said{}, printed{};  // of an ink alone; L*; L*
+  double MeanOff() const {
+    double sum = 0;
+    for (std::size_t i = 0; i < kToneSteps; ++i) sum += printed[i] - said[i];
+    return sum / kToneSteps;
+  }
+};
+
+// Prints ramps in one mode.
+class TonePrinter {
+ public:
+  TonePrinter(const PluginLibrary& library, const InkData& inks, const PrintCondition& condition)
+      : library_(library), inks_(inks), model_(inks, condition.key.media), condition_(condition) {}
+
+  // Greys of a table; with `said`, against what that one says.
+  Tone Greys(const std::vector<std::uint8_t>& table,
+             const std::vector<std::uint8_t>& said = {}) const {
+    return Print(table, said.empty() ? table : said, Ink::K, 1);
+  }
+  Tone InkAlone(Ink ink) const {
+    const std::vector<std::uint8_t> table = TableOfInk(ink, condition_.Mode().inkSet);
+    return Print(table, table, ink, condition_.Mode().inkSet == InkSet::Black ? 1 : 0);
+  }
+
+ private:
+  Tone Print(const std::vector<std::uint8_t>& table, const std::vector<std::uint8_t>& said, Ink ink,
+             bool grey) const {
+    constexpr int kAlignments = 4;
+    file_.Write(table);
+    std::vector<Rgb8> colours;
+    for (const std::uint8_t value : ToneValues()) {
+      colours.push_back(grey ? Rgb8{value, value, value} : Rgb8{value, 255, 255});
+    }
+    ChartPrinter printer(library_, inks_, model_, condition_, file_.Name(), kAlignments);
+    const std::vector<Triple> labs = printer.Print(colours);
+    Tone tone;
+    for (std::size_t i = 0; i < kToneSteps; ++i) {
+      const Contone contone = LookUp(said, colours[i]);
+      tone.contone[i] = contone[static_cast<std::size_t>(ink)];
+      tone.said[i] = LabFromBands(model_.Bands(AmountsOf(contone)))[0];
+      tone.printed[i] = labs[i][0];
+    }
+    return tone;
+  }
+
+  const PluginLibrary& library_;
+  const InkData& inks_;
+  PrintModel model_;
+  PrintCondition condition_;
+  SingleTableFile file_;
+};
+
+// The curve that gives an ink the lightness that tables say it has, as far as it reaches: for each
+// contone value the one that was printed so light, evened out over five steps of the ramp.
+std::vector<std::array<int, 2>> CurveOf(const Tone& tone) {
+  std::array<double, kToneSteps> moved{};
+  for (std::size_t i = 0; i < kToneSteps; ++i) {
+    double from = 0, light = 100, found = 255;
+    for (std::size_t j = 0; j < kToneSteps; ++j) {
+      const double darker = std::min(light, tone.printed[j]);
+      if (darker <= tone.said[i]) {
+        const double part = (light - tone.said[i]) / std::max(light - darker, 1e-9);
+        found = from + std::clamp(part, 0.0, 1.0) * (tone.contone[j] - from);
+        break;
+      }
+      from = tone.contone[j];
+      light = darker;
+    }
+    moved[i] = found - tone.contone[i];
+  }
+  std::vector<std::array<int, 2>> points = {{0, 0}};
+  for (std::size_t i = 0; i < kToneSteps; ++i) {
+    double sum = 0, weights = 0;
+    for (int step = -2; step <= 2; ++step) {
+      const int at = std::clamp(static_cast<int>(i) + step, 0, static_cast<int>(kToneSteps) - 1);
+      sum += (3 - std::abs(step)) * moved[static_cast<std::size_t>(at)];
+      weights += 3 - std::abs(step);
+    }
+    const double value = std::clamp(tone.contone[i] + sum / weights, points.back()[1] + 1.0, 255.0);
+    points.push_back({static_cast<int>(tone.contone[i]), static_cast<int>(std::lround(value))});
+    if (points.back()[1] == 255) break;
+  }
+  if (points.back()[0] < 255) points.push_back({255, std::min(255, points.back()[1] + 8)});
+  return points;
+}
+
+void WriteCurves(const std::vector<std::pair<Ink, std::vector<std::array<int, 2>>>>& curves,
+                 const std::filesystem::path& path) {
+  std::ofstream file(path);
+  std::string text;
+  for (const auto& [ink, points] : curves) {
+    text += text.empty() ? "{\n" : ",\n";
+    text += fmt::format("  \"{}\": [", kInkNames[static_cast<int>(ink)]);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+      text += fmt::format("{}[{}, {}]", i ? ", " : "", points[i][0], points[i][1]);
+    }
+    text += "]";
+  }
+  file << text << "\n}\n";
+}
+
+// Whether a mode prints other rows with this alternate mode than with those before it.
+bool IsOwn(const PrintMode& mode, int alternateMode) {
+  for (int other = 0; other < alternateMode; ++other) {
+    const AlternateMode &a = mode.Alternate(alternateMode), &b = mode.Alternate(other);
+    if (a.layout == b.layout && a.halftoneDpi == b.halftoneDpi &&
+        a.placing.firstExpansion == b.placing.firstExpansion && a.placing.rows == b.placing.rows &&
+        FindHalftoneRoutine(mode.descriptor, alternateMode) ==
+            FindHalftoneRoutine(mode.descriptor, other)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// How much lighter every mode prints than its table says, and what is left of that with curves for
+// its inks, which go to a folder as files for `corvane table build --curves`.
+void ReportTones(const TableBuilder& builder, const std::string& folder, int only) {
+  const PluginLibrary library;
+  fmt::print("Mean L* above what the table says: greys, with curves, largest, inks alone\n");
+  for (const PrintMode& mode : kPrintModes) {
+    for (int alternate = 0; alternate < kAlternateModes; ++alternate) {
+      if (only != 0 && mode.descriptor != only) continue;
+      if (!IsOwn(mode, alternate)) continue;
+      const PrintCondition condition = {mode.descriptor, alternate, KeyOf(mode, alternate)};
+      const TonePrinter printer(library, builder.Inks(), condition);
+      const std::vector<std::uint8_t> table = builder.Build(condition.key);
+      const Tone greys = printer.Greys(table);
+      std::string inks;
+      std::vector<std::pair<Ink, std::vector<std::array<int, 2>>>> curves;
+      for (const Ink ink : PrintedInks(mode)) {
+        const Tone tone = printer.InkAlone(ink);
+        if (tone.printed.back() > 99.9) continue;  // none of it leaves this mode
+        inks += fmt::format("{} {:.2f}  ", kInkNames[static_cast<int>(ink)], tone.MeanOff());
+        if (DyeOf(ink) != Dye::Yellow) curves.emplace_back(ink, CurveOf(tone));
+      }
+      const std::filesystem::path path =
+          std::filesystem::path(folder) / fmt::format("{}-{}.json", +mode.descriptor, alternate);
+      WriteCurves(curves, path);
+      TableSettings settings;
+      settings.curves = ReadInkCurves(path);
+      const TableBuilder curved(builder.Inks(), settings);
+      const Tone after = printer.Greys(curved.Build(condition.key), table);
+      const auto most = [](const Tone& tone) {
+        double off = 0;
+        for (std::size_t i = 0; i < kToneSteps; ++i) {
+          off = std::max(off, std::abs(tone.printed[i] - tone.said[i]));
+        }
+        return off;
+      };
+      fmt::print("{:>4} {} {:>6.2f} {:>6.2f} {:>6.2f} {:>6.2f}   {}\n", +mode.descriptor, alternate,
+                 greys.MeanOff(), after.MeanOff(), most(greys), most(after), inks);
+      std::fflush(stdout);
+    }
+  }
 }
 
 }  // namespace
 }  // namespace corvane
 
+// `corvane_colour_report [INKS.json]`, or `corvane_colour_report tones FOLDER [MODE]`.
 int main(int argc, char** argv) {
+  if (argc > 2 && std::string_view(argv[1]) == "tones") {
+    corvane::ReportTones(corvane::TableBuilder(corvane::DefaultInkData()), argv[2],
+                         argc > 3 ? std::atoi(argv[3]) : 0);
+    return 0;
+  }
   const corvane::TableBuilder builder(argc > 1 ? corvane::ReadInkData(argv[1])
                                                : corvane::DefaultInkData());
   corvane::ReportTables(builder);

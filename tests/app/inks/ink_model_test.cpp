@@ -4,8 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <string>
 
 #include "app/support/failure.h"
 #include "printmode/print_modes.h"
@@ -146,6 +148,28 @@ TEST(InkFile, NamesTheEntryThatIsWrong) {
   }
   EXPECT_THAT(ErrorOf([] { ReadInkData("/nowhere/inks.json"); }),
               testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
+}
+
+// The curves of modes that come with the program: each for a mode that there is, rising, and for
+// inks whose tone it moves by little.
+TEST(InkCurveFile, ReadsTheTonesOfModes) {
+  int files = 0;
+  const auto folder = std::filesystem::path(corvane::harness::SourceDirectory()) / "examples/tones";
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const InkCurves curves = ReadInkCurves(entry.path());
+    const std::string name = entry.path().stem().string();
+    const PrintMode* mode = FindPrintMode(std::stoi(name));
+    ASSERT_NE(mode, nullptr) << name;
+    EXPECT_LT(std::stoi(name.substr(name.find('-') + 1)), kAlternateModes) << name;
+    EXPECT_FALSE(curves.IsIdentity()) << name;
+    for (const auto& curve : curves.values) {
+      EXPECT_TRUE(std::is_sorted(curve.begin(), curve.end())) << name;
+      EXPECT_EQ(curve[0], 0) << name;
+      for (int value = 0; value < 256; ++value) EXPECT_NEAR(curve[value], value, 24) << name;
+    }
+    ++files;
+  }
+  EXPECT_EQ(files, 12);
 }
 
 TEST(InkCurveFile, JoinsPointsAndRefusesCurvesThatFall) {
