@@ -31,6 +31,8 @@ constexpr double kFirstDamping = 1000;  // of squared dye amounts
 constexpr double kHold = 1e6;           // keeps a node that is at the ink limit there
 // Second differences of Lab from this on count with their fourth power.
 constexpr double kSharp = 6;
+// Lightness counts more than in CIE94: it must not fall where it ought to rise.
+constexpr double kOfLightness = 1.25;
 constexpr double kMargin = 0.004;  // that contone values may add by rounding
 
 constexpr int kBends = 3 * kGrid * kGrid * (kGrid - 2);
@@ -79,7 +81,7 @@ Matrix3d Metric(const Triple& lab, double weight) {
   const double ofChroma = 1.0 + 0.02 * chroma, ofHue = 1.0 + 0.015 * chroma;
   Matrix3d metric = along * along.transpose() / (ofChroma * ofChroma) +
                     across * across.transpose() / (ofHue * ofHue);
-  metric(0, 0) = 1.0;
+  metric(0, 0) = kOfLightness;
   return metric * (weight * weight);
 }
 
