@@ -54,8 +54,8 @@ const InkData& DefaultInkData() {
     InkData data;
     data.name = "Photo dyes, three strengths";
     data.measured = false;
-    data.yuleNielsen = 8.0;
-    data.clustering = 0.5;
+    data.yuleNielsen = 12.0;
+    data.clustering = 0.2;
     data.fullLoad = 3600.0;
     data.spotArea = 283.0;
     data.solids = {{{54, -37, -50}, {48, 75, -5}, {90, -7, 96}, {7, 0, 0}}};

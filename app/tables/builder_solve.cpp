@@ -32,7 +32,7 @@ constexpr double kHold = 1e6;           // keeps a node that is at the ink limit
 // Second differences of Lab from this on count with their fourth power.
 constexpr double kSharp = 6;
 // Lightness counts more than in CIE94: it must not fall where it ought to rise.
-constexpr double kOfLightness = 1.25;
+constexpr double kOfLightness = 1.2;
 constexpr double kMargin = 0.004;  // that contone values may add by rounding
 
 constexpr int kBends = 3 * kGrid * kGrid * (kGrid - 2);

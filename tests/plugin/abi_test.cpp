@@ -196,8 +196,8 @@ TEST(BinaryInterface, IsDocumentedAsItIs) {
     const auto last = std::find_if(first, documented.end(), [&](const DocumentedSlot& row) {
       return row.name != first->name;
     });
-    const bool hasDestructor = !first->what.starts_with("ZCOM::Factory::") &&
-                               !first->what.starts_with("CarriedState::");
+    const bool hasDestructor =
+        !first->what.starts_with("ZCOM::Factory::") && !first->what.starts_with("CarriedState::");
     for (auto row = first; row != last; ++row) {
       const std::size_t mirrored = first->itanium + static_cast<std::size_t>(last - 1 - row);
       EXPECT_EQ(row->microsoft, mirrored - (hasDestructor ? 1 : 0)) << row->what;
