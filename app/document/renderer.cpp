@@ -177,7 +177,8 @@ std::vector<std::string> DrawingTask(const OpenedDocument& document, const std::
   if (document.kind == FileKind::Eps) task.push_back("-dEPSCrop");
   task.insert(task.end(), {"-f", ChildCommand::NameOfFile(kDocument)});
   // An illustration need not show its page itself.
-  if (document.kind == FileKind::Eps) task.insert(task.end(), {"-c", "showpage"});
+  constexpr char kShowUnlessShown[] = "currentpagedevice /PageCount get 0 eq { showpage } if";
+  if (document.kind == FileKind::Eps) task.insert(task.end(), {"-c", kShowUnlessShown});
   return task;
 }
 

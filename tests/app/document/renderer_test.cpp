@@ -175,13 +175,18 @@ TEST_F(RendererTest, KnowsHowLargePagesAre) {
                           "%!PS\n<</PageSize [100.25 60]>> setpagedevice (noise) = showpage "
                           "<</PageSize [50 80]>> setpagedevice showpage")),
             (Sizes{{100.25, 60}, {50, 80}}));
-  // Of an illustration its box counts, whether it shows itself or not.
+  // Of an illustration its box counts and one page, whether it shows itself or not.
   for (const char* ending : {"", "showpage"}) {
-    EXPECT_EQ(sizes(Written("a.eps",
-                            "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 10 20 40 80\n"
-                            "%%EndComments\n0 0 50 50 rectfill " +
-                                std::string(ending))),
-              (Sizes{{30, 60}}));
+    const std::string file = Written("a.eps",
+                                     "%!PS-Adobe-3.0 EPSF-3.0\n%%BoundingBox: 10 20 40 80\n"
+                                     "%%EndComments\n0 0 50 50 rectfill " +
+                                         std::string(ending));
+    EXPECT_EQ(sizes(file), (Sizes{{30, 60}}));
+    const auto stream = Document(file, {}).Render(
+        {.pages = {{0, {30, 60}}}, .horizontalDpi = 72, .verticalDpi = 72});
+    ASSERT_TRUE(stream->Next());
+    EXPECT_EQ(FailureOf([&] { ReadPage(*stream); }), "no failure");
+    EXPECT_FALSE(stream->Next());
   }
   EXPECT_THAT(FailureOf([&] { sizes(Written("b.ps", "%!PS\nnonsense")); }),
               StartsWith(folder_.File("b.ps") + ": Ghostscript ended with status 1"));
