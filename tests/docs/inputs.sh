@@ -32,9 +32,10 @@ case $1 in
     ;;
   docs/printing.md)
     pages paper.pdf pdfwrite
-    pages page.ps ps2write
-    cp page.ps report.ps
-    pages figure.eps eps2write -dLastPage=1
+    pages report.ps ps2write
+    pages page.ps ps2write -dLastPage=1
+    gs -q -dSAFER -dBATCH -dNOPAUSE -g400x300 -sDEVICE=eps2write -sOutputFile=figure.eps -c \
+      '/Helvetica 40 selectfont 30 60 moveto (figure) show showpage'
     pages locked.pdf pdfwrite -sOwnerPassword=owner -sUserPassword=word -dEncryptionR=3 -dKeyLength=128
     echo word >word
     pages page.pwg pwgraster -dLastPage=1
@@ -45,7 +46,8 @@ case $1 in
     cp photo.jpg page.png pictures
     cp photo.jpg photos/a.jpg
     cp photo.jpg photos/b.jpg
-    $print -o inks.tif --contone -m 108
+    $print -o planes.tif --contone -m 108
+    mv planes-contone.tif inks.tif
     echo '<svg xmlns="http://www.w3.org/2000/svg" width="20mm" height="20mm"><rect width="90" height="9"/></svg>' \
       >drawing.svg
     ;;
