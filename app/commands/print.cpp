@@ -103,7 +103,7 @@ void ReadTagged(PlacedPage& page, std::uint32_t width, std::size_t bytesPerPixel
 
 int EncoderThreads(const PrintOptions& options) {
   constexpr int kMost = 8;
-  const int cores = Processors();
+  const int cores = ProcessorCount();
   const int wanted = options.encoderThreads > 0 ? options.encoderThreads : cores / options.jobs;
   return std::clamp(wanted, 1, kMost);
 }

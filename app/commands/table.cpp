@@ -18,6 +18,7 @@
 #include "app/support/json.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/progress.h"
 #include "app/support/threads.h"
 #include "app/tables/builder.h"
@@ -270,7 +271,7 @@ int RunTableBuild(const TableBuildOptions& options) {
     sources.push_back(found->second);
   }
 
-  const int processors = Processors();
+  const int processors = ProcessorCount();
   const auto distinct = BuildTables(builder, places, options.jobs > 0 ? options.jobs : processors,
                                     ProgressStyleOf(options.progress, options.quiet));
   std::vector<const std::vector<std::uint8_t>*> stored;

@@ -16,6 +16,7 @@
 #include "app/support/json.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/threads.h"
 #include "app/tables/check.h"
 #include "app/tables/check_picture.h"
@@ -174,7 +175,7 @@ int RunTableCheck(const TableCheckOptions& options) {
   TableFile file(options.file);
   const InkData inks = InksFrom(options.inks);
   const std::vector<IndexedTable> tables = ReadTables(file, options.indices);
-  const int processors = Processors();
+  const int processors = ProcessorCount();
   std::optional<IndexedTable> pictured;
   if (!options.picture.empty()) {
     const TableIndices indices =

@@ -13,11 +13,6 @@
 
 namespace corvane {
 
-// At least one.
-inline int Processors() {
-  return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-}
-
 // Starts up to `wanted` threads that run `work` and adds them to `threads`. Where the system gives
 // no more, those that there are have to do: the caller looks at how many came.
 template <typename Work>
