@@ -25,7 +25,6 @@ constexpr int kMode = _S_IREAD | _S_IWRITE;
 constexpr int kNewFile = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
 constexpr int kOldFile = _O_WRONLY | _O_BINARY | _O_NOINHERIT;
 constexpr int kReadFile = _O_RDONLY | _O_BINARY | _O_NOINHERIT;
-constexpr int kScratchFile = _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
 constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
 
 int Open(const std::filesystem::path& path, int flags) {
@@ -64,7 +63,6 @@ constexpr mode_t kMode = 0666;
 constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 constexpr int kOldFile = O_WRONLY | O_CLOEXEC;
 constexpr int kReadFile = O_RDONLY | O_CLOEXEC;
-constexpr int kScratchFile = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 
 int Open(const std::filesystem::path& path, int flags) { return open(path.c_str(), flags, kMode); }
 
@@ -127,10 +125,6 @@ Descriptor Descriptor::OpenForWriting(const std::filesystem::path& path) {
 
 Descriptor Descriptor::OpenForReading(const std::filesystem::path& path) {
   return Descriptor(Open(path, kReadFile));
-}
-
-Descriptor Descriptor::MakeScratch(const std::filesystem::path& path) {
-  return Descriptor(Open(path, kScratchFile));
 }
 
 Descriptor Descriptor::StandardOutput() { return Descriptor(DuplicateOf(kStandardOutput)); }

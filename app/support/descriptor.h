@@ -28,8 +28,6 @@ class Descriptor {
   // A pipe or a device.
   static Descriptor OpenForWriting(const std::filesystem::path& path);
   static Descriptor OpenForReading(const std::filesystem::path& path);
-  // A new one to be read and written.
-  static Descriptor MakeScratch(const std::filesystem::path& path);
   // In binary form, and closed without closing what others write to.
   static Descriptor StandardOutput();
   static Descriptor StandardInput();

@@ -2,7 +2,9 @@
 #include "app/support/input_stream.h"
 
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,25 +12,10 @@
 
 #include "app/support/interrupt.h"
 
-#if defined(_WIN32)
-#include <io.h>
-#else
-#include <poll.h>
-#include <unistd.h>
-#endif
-
 namespace corvane {
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
-
-#if defined(_WIN32)
-
-// A read waits by itself.
-bool HasBytes(const Descriptor&) { return true; }
-
-#else
-
 constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still wants the bytes
 
 // Waits for bytes, the end or what a read says is wrong.
@@ -37,8 +24,6 @@ bool HasBytes(const Descriptor& file) {
   const int ready = poll(&wanted, 1, kLongestWaitMs);
   return ready > 0 || (ready < 0 && errno != EINTR);
 }
-
-#endif
 
 }  // namespace
 

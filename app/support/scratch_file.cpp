@@ -4,46 +4,19 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 
-#if !defined(_WIN32)
-#include <unistd.h>
-#endif
-
 namespace corvane {
-
-#if defined(_WIN32)
-
-ScratchFile::ScratchFile()
-    : folder_(std::filesystem::temp_directory_path(), std::filesystem::temp_directory_path()),
-      path_(folder_.NextPath()),
-      file_(Descriptor::MakeScratch(path_)) {
-  if (!file_.IsOpen()) {
-    throw TransientFailure(
-        fmt::format("{}: no temporary file: {}", path_.string(), std::strerror(errno)));
-  }
-}
-
-ScratchFile::~ScratchFile() {
-  file_.Close();
-  std::error_code ignored;
-  std::filesystem::remove(path_, ignored);
-}
-
-std::string ScratchFile::Path() const { return path_.string(); }
-
-#else
 
 ScratchFile::ScratchFile() {
   const char* folder = std::getenv("TMPDIR");
@@ -56,11 +29,7 @@ ScratchFile::ScratchFile() {
   unlink(path.c_str());
 }
 
-ScratchFile::~ScratchFile() = default;
-
 std::string ScratchFile::Path() const { return fmt::format("/proc/self/fd/{}", file_.Number()); }
-
-#endif
 
 Descriptor ScratchFile::Duplicate() const { return file_.Duplicate(); }
 

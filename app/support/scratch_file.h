@@ -3,24 +3,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <string>
 
 #include "app/support/descriptor.h"
-#include "app/support/work_folder.h"
 
 namespace corvane {
 
 // A temporary file without a name, in TMPDIR or /tmp, for what is too large to hold in memory.
-// It is gone when it is closed, however the program ends. Its members throw Failure. On Windows,
-// where no file is without a name, it lies in a work folder in the user's own folder of temporary
-// files.
+// It is gone when it is closed, however the program ends. Its members throw Failure.
 class ScratchFile {
  public:
   ScratchFile();
-  ~ScratchFile();
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
 
   // Opens it another time, as long as this lives.
   std::string Path() const;
@@ -37,10 +30,6 @@ class ScratchFile {
   void SendToStandardOutput(std::uint64_t size) const;
 
  private:
-#if defined(_WIN32)
-  WorkFolder folder_;
-  std::filesystem::path path_;
-#endif
   Descriptor file_;
 };
 
