@@ -135,6 +135,8 @@ class FileFromPage {
     TIFF* const tiff = TIFFClientOpen(path.c_str(), "rm", self.get(), &Read, &Write, &Seek, &Close,
                                       &Size, nullptr, nullptr);
     if (tiff == nullptr) return nullptr;
+    // Stored rows are read beside the library, from the file itself.
+    TIFFSetFileno(tiff, fileno(self->file_.get()));
     static_cast<void>(self.release());  // the library closes it
     return tiff;
   }
@@ -249,13 +251,6 @@ TiffFile OpenTiffFile(const std::string& path) {
   if (!file) FailAsDamaged(path);
   ThrowIfMemoryShort();
   return file;
-}
-
-// By the functions that the library reads by: it knows descriptors on some systems only.
-std::ptrdiff_t ReadTiffBytes(TIFF* file, std::uint64_t offset, void* data, std::size_t size) {
-  const thandle_t handle = TIFFClientdata(file);
-  if (TIFFGetSeekProc(file)(handle, offset, SEEK_SET) != offset) return -1;
-  return TIFFGetReadProc(file)(handle, data, static_cast<tmsize_t>(size));
 }
 
 TiffFile OpenTiffPage(const std::string& path, int page) {

@@ -5,7 +5,6 @@
 
 #include <tiffio.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -34,10 +33,6 @@ TiffFile OpenTiffPage(const std::string& path, int page);
 // or are not understood.
 void StartDecoding();
 void FinishDecoding(TIFF* file, const std::string& path, bool done);
-
-// Reads at a place of the file itself, for data that the library stores as they are. Gives how many
-// bytes were read, less than 0 when it fails.
-std::ptrdiff_t ReadTiffBytes(TIFF* file, std::uint64_t offset, void* data, std::size_t size);
 
 template <typename T>
 T Field(TIFF* file, ttag_t tag, T otherwise) {

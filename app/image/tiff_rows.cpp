@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/image/tiff_rows.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -57,8 +59,8 @@ class PlainStripRows : public StoredRows {
     }
     const std::uint64_t offset = start + inStrip;
     for (std::size_t done = 0; done < rowBytes_;) {
-      const std::ptrdiff_t count =
-          ReadTiffBytes(file_, offset + done, row + done, rowBytes_ - done);
+      const ssize_t count =
+          pread(TIFFFileno(file_), row + done, rowBytes_ - done, static_cast<off_t>(offset + done));
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) throw Failure(path_ + ": the TIFF image is cut short");
       done += static_cast<std::size_t>(count);
