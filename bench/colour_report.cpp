@@ -281,13 +281,8 @@ class SingleTableFile {
 class ChartPrinter {
  public:
   ChartPrinter(const PluginLibrary& library, const InkData& inks, const PrintModel& model,
-               const PrintCondition& condition, const std::string& tableFile, int alignments)
-      : inks_(&inks),
-        model_(model),
-        condition_(condition),
-        mode_(condition.Mode()),
-        renderers_(alignments),
-        pictureRows_(alignments) {
+               const PrintCondition& condition, const std::string& tableFile)
+      : inks_(&inks), model_(model), condition_(condition), mode_(condition.Mode()) {
     ChainSetup setup;
     setup.host.SetProperty("ColorTableFilename", tableFile.c_str(), "Standard");
     chain_ = std::make_unique<Chain>(library, setup);
@@ -326,10 +321,8 @@ class ChartPrinter {
     }
     ZCOM::QObject end(kEndPageMessage);
     chain_->Send(end);
-    for (auto& renderer : renderers_) {
-      renderer->Finish();
-      renderer.reset();
-    }
+    renderer_->Finish();
+    renderer_.reset();
 
     std::vector<Triple> labs;
     for (std::size_t i = 0; i < sums_.size(); ++i) {
@@ -362,7 +355,7 @@ class ChartPrinter {
   }
 
   // The planes as they leave the chain.
-  void MakeRenderers() {
+  void MakeRenderer() {
     const std::uint32_t dpi = condition_.Dpi();
     const PageShape page =
         BinaryPageShape(mode_, condition_.useAlternateModes, width_, height_, dpi, kInputDpi);
@@ -377,21 +370,15 @@ class ChartPrinter {
       plane.picolitres = DropPicolitres(*inks_, mode_, sent.ink);
       planes.push_back(plane);
     }
-    // Half a cell of the renderer's apart, so that how drops lie to its cells makes no difference.
-    for (std::size_t i = 0; i < renderers_.size(); ++i) {
-      const PageWindow window = {static_cast<double>(i % 2) / kInputDpi,
-                                 static_cast<double>(i / 2) / kInputDpi, double(width_) / dpi,
-                                 double(height_) / kInputDpi};
-      pictureRows_[i] = 0;
-      renderers_[i] = std::make_unique<DotRenderer>(
-          model_, planes, page.verticalDpi, window, kPictureDpi,
-          [this, i](const RenderedRow& row) { Measure(row, pictureRows_[i]++); });
-    }
+    const PageWindow window = {0, 0, double(width_) / dpi, double(height_) / kInputDpi};
+    renderer_ = std::make_unique<DotRenderer>(
+        model_, planes, page.verticalDpi, window, kPictureDpi,
+        [this, y = 0u](const RenderedRow& row) mutable { Measure(row, y++); });
   }
 
   void Take(const QRaster& raster) {
-    if (!renderers_[0]) MakeRenderers();
-    for (auto& renderer : renderers_) renderer->AddRow(raster.Data);
+    if (!renderer_) MakeRenderer();
+    renderer_->AddRow(raster.Data);
   }
 
   void Measure(const RenderedRow& row, std::uint32_t y) {
@@ -415,8 +402,7 @@ class ChartPrinter {
   PrintCondition condition_;
   const PrintMode& mode_;
   std::unique_ptr<Chain> chain_;
-  std::vector<std::unique_ptr<DotRenderer>> renderers_;
-  std::vector<std::uint32_t> pictureRows_;
+  std::unique_ptr<DotRenderer> renderer_;
   std::uint32_t columns_ = 0, width_ = 0, height_ = 0;
   std::vector<Triple> sums_;
   std::vector<int> counts_;
@@ -437,7 +423,7 @@ void ReportChain(const TableBuilder& builder) {
     const auto begin = std::chrono::steady_clock::now();
     const Reference reference(builder, condition.key);
     table.Write(reference.table);
-    ChartPrinter printer(library, builder.Inks(), reference.model, condition, table.Name(), 1);
+    ChartPrinter printer(library, builder.Inks(), reference.model, condition, table.Name());
     const std::vector<Rgb8> colours = ChartColours(reference), greys = GreyColours(reference);
     const auto compare = [&](const std::vector<Rgb8>& chart, double* chromaOff) {
       const std::vector<Triple> printed = printer.Print(chart);
@@ -531,13 +517,12 @@ class TonePrinter {
  private:
   Tone Print(const std::vector<std::uint8_t>& table, const std::vector<std::uint8_t>& said, Ink ink,
              bool grey) const {
-    constexpr int kAlignments = 4;
     file_.Write(table);
     std::vector<Rgb8> colours;
     for (const std::uint8_t value : ToneValues()) {
       colours.push_back(grey ? Rgb8{value, value, value} : Rgb8{value, 255, 255});
     }
-    ChartPrinter printer(library_, inks_, model_, condition_, file_.Name(), kAlignments);
+    ChartPrinter printer(library_, inks_, model_, condition_, file_.Name());
     const std::vector<Triple> labs = printer.Print(colours);
     Tone tone;
     for (std::size_t i = 0; i < kToneSteps; ++i) {
