@@ -245,12 +245,16 @@ class PnmStream : public PageStream {
     }
   }
 
+  // A word a pixel: what comes byte by byte takes as long as the halftone's rows.
   void PutTagsLast(std::uint8_t* row) const {
-    for (std::size_t i = 0; i < stored_.size(); i += 4) {
-      row[i] = stored_[i + 1];
-      row[i + 1] = stored_[i + 2];
-      row[i + 2] = stored_[i + 3];
-      row[i + 3] = PageTagOf(stored_[i]);
+    static_assert(std::endian::native == std::endian::little);
+    const std::uint8_t* const stored = stored_.data();
+    const std::size_t bytes = stored_.size();
+    for (std::size_t i = 0; i < bytes; i += 4) {
+      std::uint32_t pixel;
+      std::memcpy(&pixel, stored + i, sizeof pixel);
+      pixel = pixel >> 8 | std::uint32_t{PageTagOf(static_cast<std::uint8_t>(pixel))} << 24;
+      std::memcpy(row + i, &pixel, sizeof pixel);
     }
   }
 
