@@ -211,7 +211,8 @@ class PageDrive {
         receivers_(receivers),
         sheet_(SheetOf(job)),
         // Pages are compared by groups of rows.
-        reader_(job, stream, sheet_, stream != nullptr && receivers.forms == nullptr),
+        reader_(job, stream, sheet_,
+                stream != nullptr && stream->IsPrompt() && receivers.forms == nullptr),
         reuses_(MayReuse()),
         output_(job, sheet_, chain, receivers) {}
 

@@ -228,6 +228,14 @@ void Place(const PrintOptions& options, PlannedPage& planned) {
   if (planned.document && planned.problem.empty()) PlaceDrawing(planned);
 }
 
+// Whether all pages of a document will most likely be printed one after the other as large as they
+// are; who only lists them names no table.
+bool WillPrintWhole(const PrintOptions& options, const std::string& colorTable) {
+  return !colorTable.empty() && options.inputs.size() == 1 && options.jobs == 1 &&
+         options.pages.empty() && options.onlyPage == 0 && options.copies == 1 &&
+         HasOwnPaper(options) && options.nup.empty();
+}
+
 std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSettings& settings,
                                       const std::string& colorTable, const std::string& input) {
   if (HasOwnPaper(options) && options.landscape) {
@@ -235,6 +243,9 @@ std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSet
   }
   std::vector<PlannedPage> pages;
   const auto document = std::make_shared<Document>(input, RendererFrom(options));
+  if (WillPrintWhole(options, colorTable)) {
+    document->Expect(settings.horizontalDpi, settings.verticalDpi);
+  }
   const std::vector<DocumentPage> sizes = document->Pages();
   const int count = static_cast<int>(sizes.size());
   for (const int page : WantedPages(options, input, count)) {

@@ -19,20 +19,37 @@
 #include "app/image/kind.h"
 #include "app/image/pnm.h"
 #include "app/support/failure.h"
+#include "app/support/limits.h"
 #include "app/support/scratch_file.h"
 #include "app/support/units.h"
 
 namespace corvane {
 
 struct OpenedDocument {
+  // An interpreter that makes pages.
+  struct Lane {
+    std::unique_ptr<Child> child;
+    InputStream* input = nullptr;  // of bitmaps
+    std::unique_ptr<PageStream> bitmaps;
+  };
+
   std::string path;
   FileKind kind;
   Descriptor file;
   RendererSettings settings;
   bool sandboxed = false;
+  std::size_t pages = 0;  // 0: not listed
+
+  // That makes every second page from the first.
+  struct {
+    double horizontalDpi = 0, verticalDpi = 0;
+    Lane lane;
+  } expected;
 };
 
 namespace {
+
+using Lane = OpenedDocument::Lane;
 
 constexpr double kListingDpi = 288;  // tells sizes to a quarter of a point
 
@@ -208,7 +225,10 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
   }
   const std::string ending = child->End(false);
   if (!ending.empty()) Fail(document.path, ending);
-  if (pages.empty()) Fail(document.path, fmt::format("found no pages: {}", child->Complaint()));
+  if (pages.empty()) {
+    const std::string& complaint = child->Complaint();
+    Fail(document.path, "found no pages" + (complaint.empty() ? "" : ": " + complaint));
+  }
   return pages;
 }
 
@@ -262,15 +282,32 @@ Descriptor PdfOfSvg(const OpenedDocument& document) {
 
 // ---------------------------------------------------------------------------------------------
 
+// Starts the interpreter on pages that the list names: so many, to limit its time.
+Lane StartLane(const OpenedDocument& document, double horizontalDpi, double verticalDpi,
+               const std::string& list, std::size_t pages) {
+  Lane lane;
+  lane.child =
+      Start(document, DrawingTask(document, "bitrgbtags", horizontalDpi, verticalDpi, list), pages);
+  auto input = OutputOf(*lane.child, document);
+  lane.input = input.get();
+  lane.bitmaps = OpenPnmStream(std::move(input));
+  return lane;
+}
+
 class RenderedPages : public PageStream {
  public:
-  RenderedPages(std::shared_ptr<const OpenedDocument> document, const Rendering& rendering)
+  // `begun`: that makes the first page and every second one; its child may be null.
+  RenderedPages(std::shared_ptr<const OpenedDocument> document, const Rendering& rendering,
+                Lane begun)
       : document_(std::move(document)), rendering_(rendering) {
     // A page is interpreted whole before its first row is there. PostScript would have to be run by
     // both.
     const bool two = rendering_.ahead && document_->kind == FileKind::Pdf;
     lanes_.resize(std::min<std::size_t>(two ? 2 : 1, rendering_.pages.size()));
-    for (std::size_t i = 0; i < lanes_.size(); ++i) StartLane(i);
+    if (begun.child) lanes_[0] = std::move(begun);
+    for (std::size_t i = 0; i < lanes_.size(); ++i) {
+      if (!lanes_[i].child) StartLaneOf(i);
+    }
   }
 
   bool Next() override {
@@ -297,6 +334,8 @@ class RenderedPages : public PageStream {
     if (!ended) Fail(page_.image.path, "sends more than it has announced");
   }
 
+  bool IsPrompt() const override { return false; }
+
   std::string Remarks() override {
     std::string all;
     for (const Lane& lane : lanes_) {
@@ -315,29 +354,17 @@ class RenderedPages : public PageStream {
   }
 
  private:
-  // An interpreter with its pages: every second one where there are two.
-  struct Lane {
-    std::unique_ptr<Child> child;
-    InputStream* input = nullptr;  // of bitmaps
-    std::unique_ptr<PageStream> bitmaps;
-  };
-
   // That makes the page that Next went to.
   Lane& Current() { return lanes_[(next_ - 1) % lanes_.size()]; }
 
-  void StartLane(std::size_t index) {
+  // With its pages: every second one where there are two.
+  void StartLaneOf(std::size_t index) {
     std::vector<int> numbers;
     for (std::size_t i = index; i < rendering_.pages.size(); i += lanes_.size()) {
       numbers.push_back(rendering_.pages[i].number);
     }
-    Lane& lane = lanes_[index];
-    lane.child = Start(*document_,
-                       DrawingTask(*document_, "bitrgbtags", DrawnDpi(rendering_.horizontalDpi),
-                                   DrawnDpi(rendering_.verticalDpi), PageList(numbers)),
-                       numbers.size());
-    auto input = OutputOf(*lane.child, *document_);
-    lane.input = input.get();
-    lane.bitmaps = OpenPnmStream(std::move(input));
+    lanes_[index] = StartLane(*document_, DrawnDpi(rendering_.horizontalDpi),
+                              DrawnDpi(rendering_.verticalDpi), PageList(numbers), numbers.size());
   }
 
   double DrawnDpi(double dpi) const { return dpi * rendering_.scale; }
@@ -388,8 +415,8 @@ class RenderedPages : public PageStream {
 
   std::shared_ptr<const OpenedDocument> document_;
   Rendering rendering_;
-  std::vector<Lane> lanes_;
-  std::size_t next_ = 0;  // of the pages
+  std::vector<Lane> lanes_;  // one after the other makes a page
+  std::size_t next_ = 0;     // of the pages
   std::uint32_t rowsRead_ = 0;
 };
 
@@ -400,7 +427,7 @@ Document::Document(const std::string& path, const RendererSettings& settings) {
   Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file.IsOpen()) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
   opened_ = std::make_shared<OpenedDocument>(
-      OpenedDocument{path, kind, std::move(file), settings, false});
+      OpenedDocument{path, kind, std::move(file), settings, false, 0, {}});
   if (kind == FileKind::Svg) {
     opened_->file = PdfOfSvg(*opened_);
     opened_->kind = FileKind::Pdf;
@@ -413,13 +440,30 @@ std::vector<DocumentPage> Document::Pages() {
   std::vector<DocumentPage> pages =
       opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
   if (pages.empty()) throw Failure(opened_->path + ": has no pages");
+  opened_->pages = pages.size();
   return pages;
 }
 
 bool Document::Sandboxed() const { return opened_->sandboxed; }
 
-std::unique_ptr<PageStream> Document::Render(const Rendering& rendering) const {
-  return std::make_unique<RenderedPages>(opened_, rendering);
+void Document::Expect(double horizontalDpi, double verticalDpi) {
+  if (opened_->kind != FileKind::Pdf) return;
+  // How many pages there are nobody knows; each one's time is limited while it is waited for.
+  opened_->expected = {horizontalDpi, verticalDpi,
+                       StartLane(*opened_, horizontalDpi, verticalDpi, "odd", limits::kPages)};
+}
+
+std::unique_ptr<PageStream> Document::Render(const Rendering& rendering) {
+  const auto& pages = rendering.pages;
+  auto expected = std::exchange(opened_->expected, {});
+  bool asExpected = expected.horizontalDpi == rendering.horizontalDpi * rendering.scale &&
+                    expected.verticalDpi == rendering.verticalDpi * rendering.scale &&
+                    pages.size() == opened_->pages && (rendering.ahead || pages.size() == 1);
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    asExpected = asExpected && pages[i].number == static_cast<int>(i);
+  }
+  if (!asExpected) expected.lane = {};
+  return std::make_unique<RenderedPages>(opened_, rendering, std::move(expected.lane));
 }
 
 }  // namespace corvane

@@ -57,12 +57,17 @@ class Document {
   // Throws Failure, naming the file, when the interpreter is missing or makes no pages of it.
   std::vector<DocumentPage> Pages();
 
+  // Begins to make the pages of a PDF that way, without knowing them: a Render that asks for all of
+  // them so goes on with it, any other ends it. For who has not asked for the pages yet and will
+  // most likely want them all; that saves the interpreter's start.
+  void Expect(double horizontalDpi, double verticalDpi);
+
   // Whether the interpreter ran in a sandbox when it listed the pages.
   bool Sandboxed() const;
 
   // The wanted pages as tagged RGB, each made while it is read, in the memory of a few rows. The
   // stream gives all of them or throws, naming the page and what the interpreter says of it.
-  std::unique_ptr<PageStream> Render(const Rendering& rendering) const;
+  std::unique_ptr<PageStream> Render(const Rendering& rendering);
 
  private:
   std::shared_ptr<OpenedDocument> opened_;

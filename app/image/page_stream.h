@@ -55,6 +55,9 @@ class PageStream {
   // Goes on to a page (from 0) that was not passed yet. Throws Failure when there is none.
   void GoTo(int number);
 
+  // Whether rows are wanted as soon as they are there, as of an input that may come slowly.
+  virtual bool IsPrompt() const { return true; }
+
   // What whoever makes the pages has complained of although it made them all; empty: nothing. To be
   // asked when the last page has been read.
   virtual std::string Remarks() { return {}; }

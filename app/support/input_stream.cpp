@@ -15,7 +15,7 @@
 namespace corvane {
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
+constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still wants the bytes
 
 // Waits for bytes, the end or what a read says is wrong.

@@ -124,6 +124,44 @@ TEST_F(RendererTest, MakesTheNextPageAhead) {
   EXPECT_EQ(stream->Remarks(), document_ + ": Ghostscript: odd");
 }
 
+// What was begun before the pages were known is gone on with where it is what is asked for, and
+// makes no difference where it is not.
+TEST_F(RendererTest, GoesOnWithWhatItHasBegun) {
+  if (!HasInterpreter()) GTEST_SKIP() << "no interpreter here";
+  const std::string path = Written(
+      "three.pdf", Pdf({"/MediaBox [0 0 90 70]", "/MediaBox [0 0 50 80]", "/MediaBox [0 0 60 60]"},
+                       "BT /F 30 Tf 9 9 Td (page) Tj ET"));
+  const auto render = [&](double expectedDpi, const std::vector<std::size_t>& numbers, bool ahead) {
+    Document document(path, {});
+    if (expectedDpi > 0) document.Expect(expectedDpi, expectedDpi);
+    const std::vector<DocumentPage> sizes = document.Pages();
+    Rendering rendering = {.horizontalDpi = 144, .verticalDpi = 144, .scale = 0.5, .ahead = ahead};
+    for (const std::size_t i : numbers) rendering.pages.push_back({static_cast<int>(i), sizes[i]});
+    const auto stream = document.Render(rendering);
+    std::vector<std::uint8_t> bytes;
+    while (stream->Next()) {
+      const ImageInfo& image = stream->Page().image;
+      const std::size_t before = bytes.size();
+      bytes.resize(before + image.RowBytes() * image.height);
+      for (std::uint32_t y = 0; y < image.height; ++y) {
+        stream->ReadRow(bytes.data() + before + y * image.RowBytes());
+      }
+    }
+    return bytes;
+  };
+  for (const std::vector<std::size_t>& numbers :
+       std::vector<std::vector<std::size_t>>{{0, 1, 2}, {0, 1}, {0}, {1, 2}}) {
+    const auto plain = render(0, numbers, false);
+    EXPECT_GT(plain.size(), 4 * 60 * 60U);
+    for (const double expectedDpi : {72, 144}) {
+      for (const bool ahead : {false, true}) {
+        EXPECT_EQ(render(expectedDpi, numbers, ahead), plain)
+            << numbers.size() << " pages from " << numbers[0] << ", expected at " << expectedDpi;
+      }
+    }
+  }
+}
+
 // Whatever a child does, its page fails in a line that says which and why.
 TEST_F(RendererTest, NamesThePageThatFails) {
   const struct {
