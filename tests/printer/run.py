@@ -433,13 +433,14 @@ def test_filter_end(printer, files):
         check(took < 0.5 and not run.stdout.read(), f"a filter that {what} ends {took:.2f} s after SIGTERM")
         run.stdin = None
     peaks = []
-    for pages in 2, 20:
+    for pages in 2, 100:
         many = files["pwg"].with_name("many")
         write_raster(many, pages)
         before = subprocess.run([sys.executable, "-c", PEAK, str(printer.installed / FILTER), str(many)],
                                 env=printer.environment, capture_output=True, text=True, check=True)
         peaks.append(int(before.stdout))
-    check(peaks[1] < peaks[0] * 1.1, f"2 and 20 pages take {peaks[0]} and {peaks[1]} KiB")
+    # Threads that come and go leave memory in different places; a page kept would be far more.
+    check(peaks[1] < peaks[0] + 4096, f"2 and 100 pages take {peaks[0]} and {peaks[1]} KiB")
 
 
 def test_scheduler(printer, files):
