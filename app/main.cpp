@@ -9,6 +9,7 @@
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 #include "app/support/message.h"
+#include "app/support/platform.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ std::atomic<void*> reserve;
 }  // namespace
 
 int main(int argc, char** argv) {
+  corvane::KeepMemoryTogether();
   reserve = std::malloc(kReserveBytes);  // NOLINT(cppcoreguidelines-no-malloc): must not throw
   std::set_new_handler(GiveReserveBack);
   std::set_terminate(EndWithoutUnwinding);

@@ -8,6 +8,7 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -76,18 +77,22 @@ class PnmStream : public PageStream {
 
   void ReadRow(std::uint8_t* row) override {
     if (rowsLeft_ == 0) Fail("holds no more rows");
-    if (input_->Read(stored_.data(), stored_.size()) < stored_.size()) FailShort();
     --rowsLeft_;
+    const bool asStored = !header_.packed && !header_.form.tagged && header_.mostValue == 255;
+    if (asStored) {
+      if (input_->Read(row, storedBytes_) < storedBytes_) FailShort();
+      return;
+    }
+    const std::span<const std::uint8_t> stored = TakeStored();
+    if (stored.size() < storedBytes_) FailShort();
     if (header_.packed) {
-      Unpack(row);
+      Unpack(stored, row);
     } else if (header_.form.tagged) {
-      PutTagsLast(row);
+      PutTagsLast(stored, row);
     } else if (header_.form.bits == 16) {
-      Widen(row);
-    } else if (header_.mostValue == 255) {
-      std::memcpy(row, stored_.data(), stored_.size());
+      Widen(stored, row);
     } else {
-      for (std::size_t i = 0; i < stored_.size(); ++i) row[i] = scaled_[stored_[i]];
+      for (std::size_t i = 0; i < stored.size(); ++i) row[i] = scaled_[stored[i]];
     }
   }
 
@@ -99,8 +104,15 @@ class PnmStream : public PageStream {
   }
   [[noreturn]] void FailShort() const { Fail("ends before its last row"); }
 
+  // The next row, where it lies in the input unless it is too long for that.
+  std::span<const std::uint8_t> TakeStored() {
+    if (storedBytes_ <= InputStream::kMostInPlace) return input_->Take(storedBytes_);
+    long_.resize(storedBytes_);
+    return {long_.data(), input_->Read(long_.data(), storedBytes_)};
+  }
+
   void PassOverRest() {
-    const std::uint64_t rest = std::uint64_t{rowsLeft_} * stored_.size();
+    const std::uint64_t rest = std::uint64_t{rowsLeft_} * storedBytes_;
     rowsLeft_ = 0;
     if (input_->Skip(rest) < rest) FailShort();
   }
@@ -224,7 +236,7 @@ class PnmStream : public PageStream {
     }
     header_.form.bits = header_.mostValue > 255 ? 16 : 8;
     const std::size_t samples = std::size_t{header_.width} * header_.channels;
-    stored_.resize(header_.packed ? (samples + 7) / 8 : samples * (header_.form.bits / 8));
+    storedBytes_ = header_.packed ? (samples + 7) / 8 : samples * (header_.form.bits / 8);
     rowsLeft_ = header_.height;
     if (header_.mostValue < 255) FillScale();
     page_.image.width = header_.width;
@@ -239,30 +251,28 @@ class PnmStream : public PageStream {
     }
   }
 
-  void Unpack(std::uint8_t* row) const {
+  void Unpack(std::span<const std::uint8_t> stored, std::uint8_t* row) const {
     for (std::size_t x = 0; x < header_.width; ++x) {
-      row[x] = (stored_[x / 8] >> (7 - x % 8) & 1) != 0 ? 0 : 255;
+      row[x] = (stored[x / 8] >> (7 - x % 8) & 1) != 0 ? 0 : 255;
     }
   }
 
   // A word a pixel: what comes byte by byte takes as long as the halftone's rows.
-  void PutTagsLast(std::uint8_t* row) const {
+  static void PutTagsLast(std::span<const std::uint8_t> stored, std::uint8_t* row) {
     static_assert(std::endian::native == std::endian::little);
-    const std::uint8_t* const stored = stored_.data();
-    const std::size_t bytes = stored_.size();
-    for (std::size_t i = 0; i < bytes; i += 4) {
+    for (std::size_t i = 0; i < stored.size(); i += 4) {
       std::uint32_t pixel;
-      std::memcpy(&pixel, stored + i, sizeof pixel);
+      std::memcpy(&pixel, stored.data() + i, sizeof pixel);
       pixel = pixel >> 8 | std::uint32_t{PageTagOf(static_cast<std::uint8_t>(pixel))} << 24;
       std::memcpy(row + i, &pixel, sizeof pixel);
     }
   }
 
   // Stored with the high byte first.
-  void Widen(std::uint8_t* row) const {
+  void Widen(std::span<const std::uint8_t> stored, std::uint8_t* row) const {
     const unsigned most = header_.mostValue;
-    for (std::size_t i = 0; i < stored_.size(); i += 2) {
-      const unsigned value = std::min(stored_[i] * 256u + stored_[i + 1], most);
+    for (std::size_t i = 0; i < stored.size(); i += 2) {
+      const unsigned value = std::min(stored[i] * 256u + stored[i + 1], most);
       const auto wide = static_cast<std::uint16_t>((value * kMostValue + most / 2) / most);
       std::memcpy(row + i, &wide, sizeof wide);
     }
@@ -272,8 +282,9 @@ class PnmStream : public PageStream {
   int pages_ = 0;
   std::size_t headerBytes_ = 0;
   Header header_;
-  std::uint32_t rowsLeft_ = 0;        // of the page
-  std::vector<std::uint8_t> stored_;  // a row
+  std::uint32_t rowsLeft_ = 0;      // of the page
+  std::size_t storedBytes_ = 0;     // of a row
+  std::vector<std::uint8_t> long_;  // such a row
   std::array<std::uint8_t, 256> scaled_{};
 };
 

@@ -28,6 +28,7 @@
 #include "app/support/interrupt.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/scratch_file.h"
 #include "app/support/units.h"
 #include "app/tables/page_tables.h"
@@ -155,6 +156,7 @@ int Run(int argc, char** argv) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
+  corvane::KeepMemoryTogether();
   corvane::CatchInterrupts();
   return corvane::Run(argc, argv);
 }

@@ -23,6 +23,7 @@
 #include "app/printer/web_page.h"
 #include "app/support/failure.h"
 #include "app/support/message.h"
+#include "app/support/platform.h"
 #include "app/tables/page_tables.h"
 
 namespace corvane {
@@ -159,6 +160,7 @@ pappl_system_t* SystemFor(int count, cups_option_t* options, void* data) {
 }  // namespace corvane
 
 int main(int argc, char** argv) {
+  corvane::KeepMemoryTogether();
   static corvane::PrinterService service;
   // A device or a client that goes away is an error where it is written to.
   std::signal(SIGPIPE, SIG_IGN);

@@ -15,7 +15,6 @@
 namespace corvane {
 namespace {
 
-constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
 constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still wants the bytes
 
 // Waits for bytes, the end or what a read says is wrong.
@@ -28,7 +27,7 @@ bool HasBytes(const Descriptor& file) {
 }  // namespace
 
 InputStream::InputStream(Descriptor file, std::string name)
-    : file_(std::move(file)), name_(std::move(name)), buffer_(kBufferBytes) {
+    : file_(std::move(file)), name_(std::move(name)), buffer_(kMostInPlace) {
   struct stat status = {};
   if (!file_.IsOpen() || fstat(file_.Number(), &status) != 0) {
     throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
@@ -74,6 +73,12 @@ std::size_t InputStream::Read(void* data, std::size_t size) {
     }
   }
   return done;
+}
+
+std::span<const std::uint8_t> InputStream::Take(std::size_t size) {
+  const auto bytes = Peek(size);
+  begin_ += bytes.size();
+  return bytes;
 }
 
 std::size_t InputStream::ReadAvailable(void* data, std::size_t size) {

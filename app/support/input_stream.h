@@ -42,6 +42,10 @@ class InputStream {
   // Takes the next bytes: `size`, fewer at the end.
   std::size_t Read(void* data, std::size_t size);
 
+  // The same without a copy, at most kMostInPlace. Valid until the next call.
+  std::span<const std::uint8_t> Take(std::size_t size);
+  static constexpr std::size_t kMostInPlace = std::size_t{256} << 10;
+
   // Takes what there is of the next bytes, at most `size`, and waits for the first; 0 at the end.
   std::size_t ReadAvailable(void* data, std::size_t size);
 

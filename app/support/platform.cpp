@@ -10,6 +10,7 @@
 // Needs the types of the one above.
 #include <psapi.h>
 #else
+#include <malloc.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -40,6 +41,8 @@ std::uint64_t PeakMemoryBytes() {
   K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
   return counters.PeakWorkingSetSize;
 }
+
+void KeepMemoryTogether() {}
 
 int TerminalColumns() {
   CONSOLE_SCREEN_BUFFER_INFO screen = {};
@@ -73,6 +76,14 @@ std::uint64_t PeakMemoryBytes() {
   rusage usage = {};
   getrusage(RUSAGE_SELF, &usage);
   return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
+}
+
+void KeepMemoryTogether() {
+#if defined(__GLIBC__)
+  constexpr int kBufferBytes = 64 << 10;  // of their own from here on
+  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_MMAP_THRESHOLD, kBufferBytes);
+#endif
 }
 
 int TerminalColumns() {

@@ -20,6 +20,11 @@ int ProcessorCount();
 // The most memory that this process has taken.
 std::uint64_t PeakMemoryBytes();
 
+// For a program of many pages, before its first thread starts: what a page has freed the next one
+// finds. The GNU C library would keep a part for each of a dozen threads, and buffers of a page
+// among what is kept of all, so that the program grew with their number.
+void KeepMemoryTogether();
+
 // Of the terminal that the error stream goes to; 0 when that is none.
 int TerminalColumns();
 

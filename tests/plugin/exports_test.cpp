@@ -133,7 +133,8 @@ std::vector<std::string> NeededLibraries() {
 }
 
 constexpr const char* kAllowedLibraries =
-    "libcorvane_host\\.so\\.\\d+\\.\\d+|lib(stdc\\+\\+|gcc_s|m|c|asan|ubsan)\\.so\\.\\d+|ld-.*";
+    "libcorvane_host\\.so\\.\\d+\\.\\d+|lib(stdc\\+\\+|gcc_s|m|c|asan|ubsan|tsan)\\.so\\.\\d+|ld-."
+    "*";
 
 int EntriesOf(const char* directory) {
   const auto entries = std::filesystem::directory_iterator(directory);

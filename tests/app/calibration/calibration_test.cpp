@@ -201,6 +201,10 @@ TEST(Spectrum, WhiteIsD50AndNarrowStepsAgreeWithWideOnes) {
 struct Loop {
   int printer;
   const std::vector<Ink>* inks;
+
+  friend std::ostream& operator<<(std::ostream& stream, const Loop& loop) {
+    return stream << "printer " << loop.printer;
+  }
 };
 class CalibrationOf : public testing::TestWithParam<Loop> {};
 
