@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "app/image/tiff_rows.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <vector>
 
+#include "app/support/descriptor.h"
 #include "app/support/failure.h"
 #include "app/support/limits.h"
 
@@ -59,8 +58,8 @@ class PlainStripRows : public StoredRows {
     }
     const std::uint64_t offset = start + inStrip;
     for (std::size_t done = 0; done < rowBytes_;) {
-      const ssize_t count =
-          pread(TIFFFileno(file_), row + done, rowBytes_ - done, static_cast<off_t>(offset + done));
+      const std::ptrdiff_t count =
+          ReadFileAt(TIFFFileno(file_), offset + done, row + done, rowBytes_ - done);
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) throw Failure(path_ + ": the TIFF image is cut short");
       done += static_cast<std::size_t>(count);

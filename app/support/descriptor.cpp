@@ -7,12 +7,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <string>
 
 #include "app/support/interrupt.h"
 
 #if defined(_WIN32)
 #include <io.h>
 #else
+#include <poll.h>
+#include <stdlib.h>
 #include <unistd.h>
 #endif
 
@@ -22,7 +25,8 @@ namespace {
 #if defined(_WIN32)
 
 constexpr int kMode = _S_IREAD | _S_IWRITE;
-constexpr int kNewFile = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
+// Also to be read: what is without a name elsewhere has one here.
+constexpr int kNewFile = _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
 constexpr int kOldFile = _O_WRONLY | _O_BINARY | _O_NOINHERIT;
 constexpr int kReadFile = _O_RDONLY | _O_BINARY | _O_NOINHERIT;
 constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
@@ -39,14 +43,22 @@ std::ptrdiff_t ReadSome(int file, void* bytes, std::size_t size) {
   return _read(file, bytes, static_cast<unsigned>(std::min(size, kMostAtOnce)));
 }
 
+// Calls `access()` at that place and returns to where the file was: what is written in order goes
+// on there.
+template <class Access>
+std::ptrdiff_t DoAt(int file, std::uint64_t offset, Access access) {
+  const std::int64_t here = _telli64(file);
+  if (here < 0 || _lseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET) < 0) return -1;
+  const std::ptrdiff_t done = access();
+  return _lseeki64(file, here, SEEK_SET) < 0 ? -1 : done;
+}
+
 std::ptrdiff_t ReadSomeAt(int file, void* bytes, std::size_t size, std::uint64_t offset) {
-  if (_lseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET) < 0) return -1;
-  return ReadSome(file, bytes, size);
+  return DoAt(file, offset, [&] { return ReadSome(file, bytes, size); });
 }
 
 std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::uint64_t offset) {
-  if (_lseeki64(file, static_cast<std::int64_t>(offset), SEEK_SET) < 0) return -1;
-  return WriteSome(file, bytes, size);
+  return DoAt(file, offset, [&] { return WriteSome(file, bytes, size); });
 }
 
 int DuplicateOf(int file) {
@@ -56,6 +68,14 @@ int DuplicateOf(int file) {
 }
 
 int SyncFile(int file) { return _commit(file); }
+
+// A file that is gone when it is closed cannot be opened another time.
+int MakeNamelessFile(const std::filesystem::path&) {
+  errno = ENOTSUP;
+  return -1;
+}
+
+bool WaitForBytes(int, int) { return true; }
 
 #else
 
@@ -83,6 +103,19 @@ std::ptrdiff_t WriteSomeAt(int file, const char* bytes, std::size_t size, std::u
 int DuplicateOf(int file) { return fcntl(file, F_DUPFD_CLOEXEC, 0); }
 
 int SyncFile(int file) { return fsync(file); }
+
+int MakeNamelessFile(const std::filesystem::path& folder) {
+  std::string path = (folder / "corvane-XXXXXX").string();
+  const int file = mkostemp(path.data(), O_CLOEXEC);
+  if (file >= 0) unlink(path.c_str());
+  return file;
+}
+
+bool WaitForBytes(int file, int milliseconds) {
+  pollfd wanted = {file, POLLIN, 0};
+  const int ready = poll(&wanted, 1, milliseconds);
+  return ready > 0 || (ready < 0 && errno != EINTR);
+}
 
 #endif
 
@@ -127,18 +160,24 @@ Descriptor Descriptor::OpenForReading(const std::filesystem::path& path) {
   return Descriptor(Open(path, kReadFile));
 }
 
+Descriptor Descriptor::MakeNameless(const std::filesystem::path& folder) {
+  return Descriptor(MakeNamelessFile(folder));
+}
+
 Descriptor Descriptor::StandardOutput() { return Descriptor(DuplicateOf(kStandardOutput)); }
 
 Descriptor Descriptor::StandardInput() { return Descriptor(DuplicateOf(kStandardInput)); }
 
 Descriptor Descriptor::Duplicate() const { return Descriptor(DuplicateOf(number_)); }
 
+bool Descriptor::WaitToRead(int milliseconds) const { return WaitForBytes(number_, milliseconds); }
+
 std::ptrdiff_t Descriptor::Read(void* data, std::size_t size) {
   return ReadSome(number_, data, size);
 }
 
 std::ptrdiff_t Descriptor::ReadAt(std::uint64_t offset, void* data, std::size_t size) const {
-  return ReadSomeAt(number_, data, size, offset);
+  return ReadFileAt(number_, offset, data, size);
 }
 
 bool Descriptor::Write(const void* data, std::size_t size) {
@@ -168,6 +207,10 @@ bool Descriptor::Close() {
 #else
   return close(number) == 0 || errno == EINTR;  // which closes it, too
 #endif
+}
+
+std::ptrdiff_t ReadFileAt(int number, std::uint64_t offset, void* data, std::size_t size) {
+  return ReadSomeAt(number, data, size, offset);
 }
 
 #if defined(_WIN32)

@@ -23,11 +23,15 @@ class Descriptor {
   }
 
   // These give one that is not open when they fail.
-  // A file that was not there before; a link of that name is not followed.
+  // A file that was not there before, to be written, and read where it has to have a name; a link
+  // of that name is not followed.
   static Descriptor MakeFile(const std::filesystem::path& path);
   // A pipe or a device.
   static Descriptor OpenForWriting(const std::filesystem::path& path);
   static Descriptor OpenForReading(const std::filesystem::path& path);
+  // A new one to be read and written, which has no name and is gone when it is closed, however the
+  // program ends. ENOTSUP where the system has no such files.
+  static Descriptor MakeNameless(const std::filesystem::path& folder);
   // In binary form, and closed without closing what others write to.
   static Descriptor StandardOutput();
   static Descriptor StandardInput();
@@ -37,6 +41,10 @@ class Descriptor {
 
   bool IsOpen() const { return number_ != kClosed; }
   int Number() const { return number_; }
+
+  // Waits so long for bytes, the end or what a read says is wrong, and tells whether there is one.
+  // True at once on a system that waits in the read alone.
+  bool WaitToRead(int milliseconds) const;
 
   // Give how many bytes were read, at least 1, 0 at the end, and less than 0 when it fails.
   std::ptrdiff_t Read(void* data, std::size_t size);
@@ -53,6 +61,9 @@ class Descriptor {
 
   int number_ = kClosed;
 };
+
+// Like Descriptor::ReadAt, of a file that somebody else has open.
+std::ptrdiff_t ReadFileAt(int number, std::uint64_t offset, void* data, std::size_t size);
 
 // Gives `file` the mode of the file `path`, and its owner and group as far as the user may.
 bool TakeModeAndOwner(const Descriptor& file, const std::filesystem::path& path);

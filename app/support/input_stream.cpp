@@ -2,7 +2,6 @@
 #include "app/support/input_stream.h"
 
 #include <fmt/format.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,13 +15,6 @@ namespace corvane {
 namespace {
 
 constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still wants the bytes
-
-// Waits for bytes, the end or what a read says is wrong.
-bool HasBytes(const Descriptor& file) {
-  pollfd wanted = {file.Number(), POLLIN, 0};
-  const int ready = poll(&wanted, 1, kLongestWaitMs);
-  return ready > 0 || (ready < 0 && errno != EINTR);
-}
 
 }  // namespace
 
@@ -119,7 +111,7 @@ std::size_t InputStream::ReadSome(std::uint8_t* data, std::size_t size) {
     ThrowIfInterrupted();
     if (waitLeft_ <= waitLeft_.zero()) throw WaitedTooLong(name_ + ": nothing comes any more");
     const auto start = std::chrono::steady_clock::now();
-    const bool ready = HasBytes(file_);
+    const bool ready = file_.WaitToRead(kLongestWaitMs);
     waitLeft_ -= std::chrono::steady_clock::now() - start;
     if (!ready) continue;
     const std::ptrdiff_t done = file_.Read(data, size);

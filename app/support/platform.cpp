@@ -2,7 +2,9 @@
 #include "app/support/platform.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
+#include <system_error>
 #include <thread>
 
 #if defined(_WIN32)
@@ -20,6 +22,13 @@
 namespace corvane {
 
 #if defined(_WIN32)
+
+const char* const kReadStream = "rbN";
+
+std::filesystem::path TemporaryFolder() {
+  std::error_code ignored;
+  return std::filesystem::temp_directory_path(ignored);
+}
 
 std::filesystem::path ProgramFile() {
   constexpr DWORD kLongest = 32768;
@@ -51,6 +60,13 @@ int TerminalColumns() {
 }
 
 #else
+
+const char* const kReadStream = "rbe";
+
+std::filesystem::path TemporaryFolder() {
+  const char* folder = std::getenv("TMPDIR");
+  return folder == nullptr || *folder == '\0' ? "/tmp" : folder;
+}
 
 std::filesystem::path ProgramFile() { return std::filesystem::read_symlink("/proc/self/exe"); }
 

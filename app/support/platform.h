@@ -9,6 +9,12 @@
 
 namespace corvane {
 
+// For std::fopen: to be read, byte by byte, and by no child of this process.
+extern const char* const kReadStream;
+
+// Where temporary files lie.
+std::filesystem::path TemporaryFolder();
+
 // The file of the program itself.
 std::filesystem::path ProgramFile();
 

@@ -1,35 +1,43 @@
 // SPDX-License-Identifier: MIT
 #include "app/support/scratch_file.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <stdlib.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <string>
+#include <system_error>
 #include <vector>
 
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
+#include "app/support/platform.h"
 
 namespace corvane {
 
 ScratchFile::ScratchFile() {
-  const char* folder = std::getenv("TMPDIR");
-  if (folder == nullptr || *folder == '\0') folder = "/tmp";
-  std::string path = std::string(folder) + "/corvane-XXXXXX";
-  file_ = Descriptor(mkostemp(path.data(), O_CLOEXEC));
-  if (!file_.IsOpen()) {
-    throw TransientFailure(fmt::format("{}: no temporary file: {}", folder, std::strerror(errno)));
+  const std::filesystem::path folder = TemporaryFolder();
+  file_ = Descriptor::MakeNameless(folder);
+  if (!file_.IsOpen() && errno == ENOTSUP) {
+    folder_ = std::make_unique<WorkFolder>(folder, folder);
+    path_ = folder_->NextPath();
+    file_ = Descriptor::MakeFile(path_);
   }
-  unlink(path.c_str());
+  if (!file_.IsOpen()) {
+    throw TransientFailure(
+        fmt::format("{}: no temporary file: {}", folder.string(), std::strerror(errno)));
+  }
 }
 
-std::string ScratchFile::Path() const { return fmt::format("/proc/self/fd/{}", file_.Number()); }
+ScratchFile::~ScratchFile() {
+  file_.Close();
+  std::error_code ignored;
+  if (!path_.empty()) std::filesystem::remove(path_, ignored);
+}
+
+std::string ScratchFile::Path() const {
+  return path_.empty() ? fmt::format("/proc/self/fd/{}", file_.Number()) : path_.string();
+}
 
 Descriptor ScratchFile::Duplicate() const { return file_.Duplicate(); }
 

@@ -3,17 +3,25 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <memory>
 #include <string>
 
 #include "app/support/descriptor.h"
+#include "app/support/work_folder.h"
 
 namespace corvane {
 
-// A temporary file without a name, in TMPDIR or /tmp, for what is too large to hold in memory.
-// It is gone when it is closed, however the program ends. Its members throw Failure.
+// A temporary file without a name, in the folder of such files, for what is too large to hold in
+// memory. It is gone when it is closed, however the program ends. Where a file has to have a name
+// it lies in a work folder there, and the next run removes what a dead one has left. Its members
+// throw Failure.
 class ScratchFile {
  public:
   ScratchFile();
+  ~ScratchFile();
+  ScratchFile(const ScratchFile&) = delete;
+  ScratchFile& operator=(const ScratchFile&) = delete;
 
   // Opens it another time, as long as this lives.
   std::string Path() const;
@@ -30,6 +38,8 @@ class ScratchFile {
   void SendToStandardOutput(std::uint64_t size) const;
 
  private:
+  std::unique_ptr<WorkFolder> folder_;  // null for a file without a name
+  std::filesystem::path path_;          // in it
   Descriptor file_;
 };
 

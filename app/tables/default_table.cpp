@@ -12,10 +12,12 @@ namespace corvane {
 namespace {
 
 constexpr const char* kFile = "../share/corvane/default.cvt";
+constexpr const char* kFileBeside = "default.cvt";  // where all lies in one folder
+
 }  // namespace
 
 std::string DefaultColorTable() {
-  const std::filesystem::path file = FindBesideProgram({kFile});
+  const std::filesystem::path file = FindBesideProgram({kFileBeside, kFile});
   if (file.empty()) throw Failure(std::string(kFile) + ": not found from the program's folder");
   std::string path = file.string();
   if (path.size() > limits::kColorTablePath) {
