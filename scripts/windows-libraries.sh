@@ -16,9 +16,13 @@ wanted=$(cat "$root/cmake/windows-libraries/CMakeLists.txt" "${BASH_SOURCE[0]}" 
 # Where this system has its packages from, there the sources are.
 distribution=$(. /etc/os-release && echo "$VERSION_CODENAME")
 mirror=$(apt-cache policy | sed -n "s|^ *[0-9]* \(https\?://[^ ]*\) $distribution/main .*|\1|p" | head -1)
+[ -n "$mirror" ] || {
+  echo "apt has no packages of Debian $distribution here, so no sources of them either" >&2
+  exit 1
+}
 rm -rf "$folder/build" "$folder/sources"
 mkdir -p "$folder/sources" "$folder/lists/partial"
-echo "deb-src ${mirror:-http://deb.debian.org/debian} $distribution main" >"$folder/sources.list"
+echo "deb-src $mirror $distribution main" >"$folder/sources.list"
 apt=(apt-get -qq -o "Dir::Etc::SourceList=$folder/sources.list" -o Dir::Etc::SourceParts=/nonexistent
   -o "Dir::State::Lists=$folder/lists" -o Dir::Cache::srcpkgcache= -o Dir::Cache::pkgcache=
   -o APT::Sandbox::User=root -o Debug::NoLocking=1)

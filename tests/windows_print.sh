@@ -71,7 +71,8 @@ sed -n 's|.*"\(UklGR[^"]*\)".*|\1|p' report.html | base64 -d >picture.webp
 rm report.*
 
 # Wine makes its folder first, and says so.
-"$wine" "$windows_program" --version >/dev/null 2>&1
+"$wine" "$windows_program" --version >version.txt 2>&1 || fail "$(cat version.txt)"
+rm version.txt
 
 for mode in 8 12 54 83 109; do
   alike print sample.jpg -o page.tif "${page[@]}" --mode "$mode"
@@ -131,7 +132,7 @@ cp page.tif old.tif
 "$wine" "$windows_program" print - -o page.tif --paper A3 --mode 54 --quiet <sample.jpg &
 while kill -0 $! && [ "$(temporary_files | wc -l)" -lt 2 ]; do sleep 0.1; done
 kill -9 $! || fail "the run ended before it was killed"
-wait $! || true
+{ wait $! || true; } 2>/dev/null
 cmp page.tif old.tif
 "$wine" "$windows_program" print - -o page.tif "${page[@]}" <sample.jpg
 [ -z "$(temporary_files)" ] || fail "temporary files outlast the next run: $(temporary_files)"

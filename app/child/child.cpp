@@ -24,6 +24,7 @@
 #include <utility>
 
 #include "app/support/failure.h"
+#include "app/support/platform.h"
 
 namespace corvane {
 namespace {
@@ -35,11 +36,6 @@ constexpr rlim_t kMostFileBytes = rlim_t{4} << 30;
 constexpr std::size_t kMostComplaint = 400;
 constexpr auto kLongestEnd = 5s;     // of a child that has nothing more to say
 constexpr int kPipeBytes = 1 << 20;  // so that a child need not stop for each row
-
-fs::path TemporaryFolder() {
-  const char* folder = std::getenv("TMPDIR");
-  return folder == nullptr || *folder == '\0' ? "/tmp" : folder;
-}
 
 // Where PATH finds a program; empty where it does not.
 std::string FindProgram(const std::string& name) {

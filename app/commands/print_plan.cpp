@@ -231,7 +231,9 @@ void Place(const PrintOptions& options, PlannedPage& planned) {
 // Whether all pages of a document will most likely be printed one after the other as large as they
 // are; who only lists them names no table.
 bool WillPrintWhole(const PrintOptions& options, const std::string& colorTable) {
-  return !colorTable.empty() && options.inputs.size() == 1 && options.jobs == 1 &&
+  const double scale = options.placing.scalePercent;
+  const bool asLarge = (scale == 0 || scale == 100) && options.placing.margins.empty();
+  return asLarge && !colorTable.empty() && options.inputs.size() == 1 && options.jobs == 1 &&
          options.pages.empty() && options.onlyPage == 0 && options.copies == 1 &&
          HasOwnPaper(options) && options.nup.empty();
 }

@@ -107,8 +107,8 @@ class PnmStream : public PageStream {
   // The next row, where it lies in the input unless it is too long for that.
   std::span<const std::uint8_t> TakeStored() {
     if (storedBytes_ <= InputStream::kMostInPlace) return input_->Take(storedBytes_);
-    long_.resize(storedBytes_);
-    return {long_.data(), input_->Read(long_.data(), storedBytes_)};
+    longRow_.resize(storedBytes_);
+    return {longRow_.data(), input_->Read(longRow_.data(), storedBytes_)};
   }
 
   void PassOverRest() {
@@ -282,9 +282,9 @@ class PnmStream : public PageStream {
   int pages_ = 0;
   std::size_t headerBytes_ = 0;
   Header header_;
-  std::uint32_t rowsLeft_ = 0;      // of the page
-  std::size_t storedBytes_ = 0;     // of a row
-  std::vector<std::uint8_t> long_;  // such a row
+  std::uint32_t rowsLeft_ = 0;         // of the page
+  std::size_t storedBytes_ = 0;        // of a row
+  std::vector<std::uint8_t> longRow_;  // one that is not read where it lies
   std::array<std::uint8_t, 256> scaled_{};
 };
 

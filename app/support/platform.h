@@ -9,10 +9,10 @@
 
 namespace corvane {
 
-// For std::fopen: to be read, byte by byte, and by no child of this process.
+// For std::fopen: to be read as bytes, and by no child of this process.
 extern const char* const kReadStream;
 
-// Where temporary files lie.
+// Where temporary files lie: TMPDIR or /tmp; on Windows the user's own folder for them.
 std::filesystem::path TemporaryFolder();
 
 // The file of the program itself.
