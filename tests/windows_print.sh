@@ -9,8 +9,8 @@ export LC_ALL=C.UTF-8
 
 program=$(realpath "$1")
 windows_program=$(realpath "$2")
-wine=/usr/lib/wine/wine64
 root=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
+. "$root/tests/wine.sh"
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
@@ -35,7 +35,7 @@ run_in() {
 input=/dev/null
 alike() {
   run_in here "$input" "$program" "$@"
-  run_in there "$input" "$wine" "$windows_program" "$@"
+  run_in there "$input" under_wine "$windows_program" "$@"
   # Names that the program puts together have the separator of the system.
   sed -i 's|\r$||; s|\\|/|g' there/errors
   diff -rq here there || fail "corvane $*: Windows differs: $(diff here/errors there/errors)"
@@ -46,7 +46,7 @@ alike() {
 refused() {
   local message=$1
   shift
-  run_in there /dev/null "$wine" "$windows_program" "$@"
+  run_in there /dev/null under_wine "$windows_program" "$@"
   [ "$(tr -d '\r' <there/errors)" = "corvane: $message"$'\nexit status 1' ] || fail "corvane $*: $(cat there/errors)"
   echo "refused: $*"
 }
@@ -71,7 +71,7 @@ sed -n 's|.*"\(UklGR[^"]*\)".*|\1|p' report.html | base64 -d >picture.webp
 rm report.*
 
 # Wine makes its folder first, and says so.
-"$wine" "$windows_program" --version >version.txt 2>&1 || fail "$(cat version.txt)"
+under_wine "$windows_program" --version >version.txt 2>&1 || fail "$(cat version.txt)"
 rm version.txt
 
 for mode in 8 12 54 83 109; do
@@ -134,6 +134,6 @@ while kill -0 $! && [ "$(temporary_files | wc -l)" -lt 2 ]; do sleep 0.1; done
 kill -9 $! || fail "the run ended before it was killed"
 { wait $! || true; } 2>/dev/null
 cmp page.tif old.tif
-"$wine" "$windows_program" print - -o page.tif "${page[@]}" <sample.jpg
+under_wine "$windows_program" print - -o page.tif "${page[@]}" <sample.jpg
 [ -z "$(temporary_files)" ] || fail "temporary files outlast the next run: $(temporary_files)"
 echo "killed: the old file stays, and the next run clears up"

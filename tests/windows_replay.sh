@@ -8,7 +8,7 @@ set -euo pipefail
 
 program=$1
 windows_program=$2
-wine=/usr/lib/wine/wine64
+. "$(dirname "${BASH_SOURCE[0]}")/wine.sh"
 table=$(dirname "$program")/../share/corvane/default.cvt
 image=$(dirname "${BASH_SOURCE[0]}")/../examples/sample.jpg
 folder=$(mktemp -d)
@@ -25,7 +25,7 @@ for page in 6:0 8:0 12:0 33:0 53:0 54:1 54:2 79:0 82:1 83:0 104:0 108:1 108:2 10
     --color-table table.cvt --record page.jsonl
   "$program" replay page.jsonl -o here.jsonl
   for level in plain sse4 avx2 avx512; do
-    CORVANE_CPU=$level "$wine" "$windows_program" replay page.jsonl -o there.jsonl
+    CORVANE_CPU=$level under_wine "$windows_program" replay page.jsonl -o there.jsonl
     cmp here.jsonl there.jsonl || {
       echo "mode $mode, alternate mode $uam: Windows differs at level $level" >&2
       exit 1
