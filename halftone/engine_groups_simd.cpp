@@ -53,8 +53,7 @@ void Interleave(const GroupedPage& page, LaneGroup& group, const RowState& state
     for (std::uint32_t x = 0; x < group.segmentPixels; x += 16) {
       __m128i v[8];
       // What stands behind a segment does not matter, as long as it may be read.
-      for (int i = 0; i < 8; ++i)
-        v[i] = sources[i].Load(starts[i] + x, state.stride - starts[i] - x);
+      for (int i = 0; i < 8; ++i) v[i] = sources[i].Load(starts[i] + x, state.end - starts[i] - x);
       for (int step = 0; step < 3; ++step) TransposeStep(v);
       std::uint8_t* to = group.levels + std::size_t{x} * kLanes + unit;
       for (int i = 0; i < 8; ++i, to += 2 * kLanes) {
