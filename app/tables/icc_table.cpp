@@ -39,9 +39,10 @@ IccSeparation::IccSeparation(const std::filesystem::path& file) : transforms_(ne
   const IccProfile printer = MadeInIccMemory(
       [&] { return IccProfile(cmsOpenProfileFromFileTHR(IccContext(), name.c_str(), "r")); });
   if (!printer) throw Failure(fmt::format("{}: is not a colour profile", name));
-  const cmsColorSpaceSignature space = cmsGetColorSpace(printer.get());
-  channels_ = static_cast<int>(cmsChannelsOf(space));
-  const bool usable = space == cmsSigCmykData || channels_ == 7 || channels_ == 9;
+  // Not kept in a variable of its type: a damaged profile names spaces that the type does not hold.
+  channels_ = static_cast<int>(cmsChannelsOf(cmsGetColorSpace(printer.get())));
+  const bool usable =
+      cmsGetColorSpace(printer.get()) == cmsSigCmykData || channels_ == 7 || channels_ == 9;
   if (cmsGetDeviceClass(printer.get()) != cmsSigOutputClass || !usable) {
     throw Failure(fmt::format("{}: is not a printer profile for CMYK, 7 or 9 colours", name));
   }
