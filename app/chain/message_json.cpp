@@ -90,14 +90,6 @@ void RefuseOtherKeys(const json& object, std::string_view name, const Names& all
   }
 }
 
-std::uint32_t ReadUnsigned(const json& value, std::string_view name, std::uint32_t maximum) {
-  if (!value.is_number_integer()) throw Failure(fmt::format("\"{}\" is not an integer", name));
-  if (!value.is_number_unsigned() || value.get<std::uint64_t>() > maximum) {
-    throw Failure(fmt::format("\"{}\" is outside 0 to {}", name, maximum));
-  }
-  return value.get<std::uint32_t>();
-}
-
 // The framework takes names and values as C strings.
 const char* TextOf(const std::string& text, std::string_view name) {
   if (text.find('\0') != std::string::npos) {
@@ -151,8 +143,7 @@ void ReadRaster(const json& value, QRaster* raster) {
   for (const auto& field : kRasterFields) {
     names.emplace_back(field.name);
     if (const json* number = Member(value, field.name)) {
-      raster->*field.value =
-          ReadUnsigned(*number, field.name, std::numeric_limits<std::uint32_t>::max());
+      TakeWholeNumber(*number, field.name, &(raster->*field.value));
     }
   }
   RefuseOtherKeys(value, "\"raster\"", names);
@@ -183,14 +174,14 @@ ScriptMessage ReadMessage(const json& line, std::optional<std::string_view> trai
                                                      "raster", "data", "passThrough", "from"});
   const json* kindValue = Member(line, "kind");
   if (!kindValue) throw Failure("the message has no \"kind\"");
-  const std::uint32_t kind =
-      ReadUnsigned(*kindValue, "kind", std::numeric_limits<std::uint16_t>::max());
+  std::uint16_t kind = 0;
+  TakeWholeNumber(*kindValue, "kind", &kind);
   std::uint32_t passThrough = 0;
   if (const json* value = Member(line, "passThrough")) {
-    passThrough = ReadUnsigned(*value, "passThrough", std::numeric_limits<std::uint32_t>::max());
+    TakeWholeNumber(*value, "passThrough", &passThrough);
   }
 
-  ScriptMessage result{MakeMessage(static_cast<std::uint16_t>(kind), passThrough), {}};
+  ScriptMessage result{MakeMessage(kind, passThrough), {}};
   if (const json* value = Member(line, "properties")) {
     ReadProperties(*value, "\"properties\"", &result.message->Properties);
   }

@@ -167,10 +167,13 @@ class RawInkPlanes : public InkPlanesReader {
   // `description` is the JSON file.
   explicit RawInkPlanes(const std::string& description) {
     info_.path = description;
+    const nlohmann::json page = ReadJsonFile(description);
     try {
-      Describe(ReadJsonFile(description));
+      Describe(page);
     } catch (const nlohmann::json::exception&) {
       throw Failure(description + ": is no description of raw separations");
+    } catch (const Failure& failure) {
+      throw Failure(fmt::format("{}: {}", description, failure.what()));
     }
     CheckImageSize(description, info_.width, info_.height);
     for (const Plane& plane : planes_) {
@@ -204,27 +207,30 @@ class RawInkPlanes : public InkPlanesReader {
   };
 
   void Describe(const nlohmann::json& page) {
-    if (page.at("bitsPerPixel").get<int>() != 8) {
-      throw Failure(info_.path + ": no separations: their planes have 8 bits a pixel");
-    }
+    const auto take = [](const nlohmann::json& object, const char* member, auto* number) {
+      TakeWholeNumber(object.at(member), member, number);
+    };
+    unsigned bits = 0;
+    take(page, "bitsPerPixel", &bits);
+    if (bits != 8) throw Failure("no separations: their planes have 8 bits a pixel");
     constexpr std::uint64_t kMostRowBytes = std::uint64_t{1} << 30;
-    rowBytes_ = page.at("rowBytes").get<std::uint64_t>();
+    take(page, "rowBytes", &rowBytes_);
     const nlohmann::json& planes = page.at("planes");
     if (!planes.is_array() || planes.empty() || planes.size() > kMostPlanes || rowBytes_ == 0 ||
         rowBytes_ > kMostRowBytes) {
-      throw Failure(info_.path + ": is no description of raw separations");
+      throw Failure("is no description of raw separations");
     }
     data_ = (fs::path(info_.path).parent_path() / page.at("data").get<std::string>()).string();
-    info_.height = page.at("rows").get<std::uint32_t>();
-    info_.width = planes[0].at("width").get<std::uint32_t>();
+    take(page, "rows", &info_.height);
+    take(planes[0], "width", &info_.width);
     info_.horizontalDpi = planes[0].at("horizontalDpi").get<double>();
     info_.verticalDpi = page.at("verticalDpi").get<double>();
     for (const nlohmann::json& plane : planes) {
-      if (plane.at("width").get<std::uint32_t>() != info_.width) {
-        throw Failure(info_.path + ": its planes differ in size");
-      }
+      std::uint32_t width = 0;
+      take(plane, "width", &width);
+      if (width != info_.width) throw Failure("its planes differ in size");
       info_.inks.push_back(plane.at("ink").get<std::string>());
-      planes_.push_back({plane.at("offset").get<std::size_t>()});
+      take(plane, "offset", &planes_.emplace_back().offset);
     }
   }
 

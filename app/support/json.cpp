@@ -54,6 +54,14 @@ json ReadJsonFile(const std::filesystem::path& file) {
   }
 }
 
+std::uint64_t WholeNumber(const json& value, std::string_view name, std::uint64_t maximum) {
+  if (!value.is_number_integer()) throw Failure(fmt::format("\"{}\" is not an integer", name));
+  if (!value.is_number_unsigned() || value.get<std::uint64_t>() > maximum) {
+    throw Failure(fmt::format("\"{}\" is outside 0 to {}", name, maximum));
+  }
+  return value.get<std::uint64_t>();
+}
+
 std::string JsonText(const json& value, int indent) { return TextOf(value, indent); }
 
 std::string JsonText(const nlohmann::ordered_json& value, int indent) {

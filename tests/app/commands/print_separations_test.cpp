@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Ink planes out of `corvane print --contone` and into `corvane print --separations`.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tiffio.h>
@@ -200,6 +201,13 @@ TEST_F(PrintSeparationsTest, RefusesInksThatAreNotTheModes) {
   const std::string rows = folder_.Read("inks.raw");
   folder_.Write("inks.raw", rows.substr(1));
   EXPECT_THAT(ComplaintOf(folder_.File("inks.raw"), {"-m", "108"}), HasSubstr("rows of"));
+  std::string description = folder_.Read("inks.json");
+  const std::string width = fmt::format("\"width\":{}", nine.width);
+  description.replace(description.find(width), width.size(),
+                      fmt::format("\"width\":{}", nine.width + (std::uint64_t{1} << 32)));
+  folder_.Write("inks.json", description);
+  EXPECT_EQ(ComplaintOf(folder_.File("inks.raw"), {"-m", "108"}),
+            folder_.File("inks.json") + ": \"width\" is outside 0 to 4294967295");
   Print(photo_, "b/", {"-m", "12", "--paper", "12x17mm"});
   EXPECT_THAT(ComplaintOf(folder_.File("b/photo.raw"), {"-m", "12"}), HasSubstr("8 bits a pixel"));
   EXPECT_FALSE(std::filesystem::exists(folder_.File("no")));
