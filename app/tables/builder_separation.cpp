@@ -120,6 +120,7 @@ InkAmounts Separator::Split(const DyeAmounts& dyes, double lightUse) const {
 
 // As much use of light inks as there is room for, rounded off where the room ends.
 double Separator::LightUse(const DyeAmounts& dyes) const {
+  if (rules_.lightInkUse <= 0.0) return 0.0;
   const double room = std::min(rules_.lightInkRoom, 0.97 * rules_.inkLimit);
   const double dark = TotalInk(Split(dyes, 0.0)), light = TotalInk(Split(dyes, 1.0));
   if (dark >= room) return 0.0;

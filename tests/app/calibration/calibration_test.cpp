@@ -67,10 +67,10 @@ TEST(ChartPatches, KeepToTheirInksAndLimitAndHoldPatchesBack) {
   for (const std::vector<Ink>& inks : {std::vector<Ink>{Ink::K}, kFour, kSeven, kNine}) {
     for (const double limit : {2.0, 3.0}) {
       std::map<Contone, int> seen;
-      std::set<PatchGroup> groups;
+      std::map<PatchGroup, int> groups;
       for (const ChartPatch& patch : ChartPatches(inks, limit)) {
         ++seen[patch.levels];
-        groups.insert(patch.group);
+        ++groups[patch.group];
         EXPECT_LE(TotalInk(patch.levels), limit + 1e-9);
         for (int ink = 0; ink < kInkCount; ++ink) {
           const bool has = std::find(inks.begin(), inks.end(), static_cast<Ink>(ink)) != inks.end();
@@ -80,7 +80,10 @@ TEST(ChartPatches, KeepToTheirInksAndLimitAndHoldPatchesBack) {
       for (const auto& [levels, count] : seen) {
         EXPECT_EQ(count, levels == Contone{} ? 8 : 1) << PatchText(levels);
       }
-      EXPECT_TRUE(groups.contains(PatchGroup::HeldBack));
+      // Colours that are printed without light inks, too; few happen to be there already.
+      const bool isColour = inks.size() > 1;
+      EXPECT_GE(groups[PatchGroup::HeldBack], isColour ? 110 : 8);
+      EXPECT_GE(groups[PatchGroup::Neutral], isColour ? 20 : 0);
     }
     EXPECT_LE(UpdatePatches(inks, 3.0).size(), 40u);
   }
