@@ -2,6 +2,9 @@
 //
 // Scripts of corvane replay: every line by itself, and the script sent into a chain.
 #include "app/commands/replay.h"
+
+#include <dlfcn.h>
+
 #include "app/chain/message_json.h"
 #include "app/chain/plugin_library.h"
 #include "fuzz/fuzz.h"
@@ -28,8 +31,9 @@ void ReadLine(std::string_view line) {
 
 FUZZ_TARGET(replay, input) {
   static const DiagnosticsFolder folder;  // a script may ask for logs
-  // Never unloaded: libFuzzer counts in it between the runs and behind the last, too.
-  [[maybe_unused]] static const auto* const plugin = new PluginLibrary;
+  // Stays loaded: libFuzzer counts in it between the runs and behind the last, too.
+  [[maybe_unused]] static void* const plugin =
+      dlopen(PluginFile().c_str(), RTLD_NOW | RTLD_NODELETE);
   std::string_view rest = fuzz::TextOf(input);
   while (!rest.empty()) {
     const std::string_view line = rest.substr(0, rest.find('\n'));

@@ -10,6 +10,7 @@ FUZZ_TARGET(separations, input) {
   static const ScratchFolder folder;
   PreviewCommandOptions options;
   options.separations = fuzz::FileOf(input);
+  options.preview.dpi = 300;  // so that files that say they are metres long are refused
   options.preview.picture = folder.File("preview.png");
   options.preview.inkMap = folder.File("ink.png");
   fuzz::Succeeds([&] { RunPreview(options); });
