@@ -19,7 +19,9 @@ constexpr int kLongestWaitMs = 50;  // before it is looked whether anybody still
 }  // namespace
 
 InputStream::InputStream(Descriptor file, std::string name)
-    : file_(std::move(file)), name_(std::move(name)), buffer_(kMostInPlace) {
+    : file_(std::move(file)),
+      name_(std::move(name)),
+      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kMostInPlace)) {
   struct stat status = {};
   if (!file_.IsOpen() || fstat(file_.Number(), &status) != 0) {
     throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
@@ -33,29 +35,29 @@ InputStream::InputStream(const std::string& path)
 
 std::span<const std::uint8_t> InputStream::Peek(std::size_t size) {
   if (Buffered() < size && begin_ > 0) {
-    std::memmove(buffer_.data(), buffer_.data() + begin_, Buffered());
+    std::memmove(buffer_.get(), buffer_.get() + begin_, Buffered());
     end_ -= begin_;
     begin_ = 0;
   }
   while (Buffered() < size) {
-    const std::size_t more = ReadSome(buffer_.data() + end_, buffer_.size() - end_);
+    const std::size_t more = ReadSome(buffer_.get() + end_, kMostInPlace - end_);
     if (more == 0) break;
     end_ += more;
   }
-  return {buffer_.data() + begin_, std::min(size, Buffered())};
+  return {buffer_.get() + begin_, std::min(size, Buffered())};
 }
 
 std::size_t InputStream::Read(void* data, std::size_t size) {
   auto* bytes = static_cast<std::uint8_t*>(data);
   std::size_t done = 0;
   while (done < size) {
-    if (Buffered() == 0 && size - done < buffer_.size()) {
+    if (Buffered() == 0 && size - done < kMostInPlace) {
       begin_ = 0;
-      end_ = ReadSome(buffer_.data(), buffer_.size());
+      end_ = ReadSome(buffer_.get(), kMostInPlace);
       if (end_ == 0) break;
     }
     if (const std::size_t held = std::min(size - done, Buffered()); held > 0) {
-      std::memcpy(bytes + done, buffer_.data() + begin_, held);
+      std::memcpy(bytes + done, buffer_.get() + begin_, held);
       begin_ += held;
       done += held;
     } else {
@@ -77,7 +79,7 @@ std::size_t InputStream::ReadAvailable(void* data, std::size_t size) {
   auto* bytes = static_cast<std::uint8_t*>(data);
   if (Buffered() == 0) return ReadSome(bytes, size);
   const std::size_t held = std::min(size, Buffered());
-  std::memcpy(bytes, buffer_.data() + begin_, held);
+  std::memcpy(bytes, buffer_.get() + begin_, held);
   begin_ += held;
   return held;
 }
@@ -97,7 +99,7 @@ std::uint64_t InputStream::Skip(std::uint64_t size) {
   }
   while (done < size) {
     begin_ = end_ = 0;
-    end_ = ReadSome(buffer_.data(), buffer_.size());
+    end_ = ReadSome(buffer_.get(), kMostInPlace);
     if (end_ == 0) break;
     begin_ = static_cast<std::size_t>(std::min<std::uint64_t>(size - done, end_));
     done += begin_;

@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "app/support/descriptor.h"
 #include "app/support/failure.h"
@@ -67,9 +67,9 @@ class InputStream {
 
   Descriptor file_;
   std::string name_;
-  std::uint64_t fileSize_ = 0;  // 0: no ordinary file
-  std::vector<std::uint8_t> buffer_;
-  std::size_t begin_ = 0, end_ = 0;  // of what is left in it
+  std::uint64_t fileSize_ = 0;              // 0: no ordinary file
+  std::unique_ptr<std::uint8_t[]> buffer_;  // of kMostInPlace bytes
+  std::size_t begin_ = 0, end_ = 0;         // of what is left in it
   std::chrono::duration<double> waitLeft_ = std::chrono::duration<double>::max();
   std::atomic<bool> cancelled_ = false;
   std::function<bool()> isCancelled_;  // may be empty
