@@ -142,9 +142,7 @@ void ReadRaster(const json& value, QRaster* raster) {
   std::vector<std::string> names;
   for (const auto& field : kRasterFields) {
     names.emplace_back(field.name);
-    if (const json* number = Member(value, field.name)) {
-      TakeWholeNumber(*number, field.name, &(raster->*field.value));
-    }
+    if (Member(value, field.name)) TakeWholeNumber(value, field.name, &(raster->*field.value));
   }
   RefuseOtherKeys(value, "\"raster\"", names);
 }
@@ -172,14 +170,11 @@ ScriptMessage ReadMessage(const json& line, std::optional<std::string_view> trai
   RefuseOtherKeys(line, "the message",
                   std::initializer_list<std::string>{"kind", "properties", "pageProperties",
                                                      "raster", "data", "passThrough", "from"});
-  const json* kindValue = Member(line, "kind");
-  if (!kindValue) throw Failure("the message has no \"kind\"");
+  if (!Member(line, "kind")) throw Failure("the message has no \"kind\"");
   std::uint16_t kind = 0;
-  TakeWholeNumber(*kindValue, "kind", &kind);
+  TakeWholeNumber(line, "kind", &kind);
   std::uint32_t passThrough = 0;
-  if (const json* value = Member(line, "passThrough")) {
-    TakeWholeNumber(*value, "passThrough", &passThrough);
-  }
+  if (Member(line, "passThrough")) TakeWholeNumber(line, "passThrough", &passThrough);
 
   ScriptMessage result{MakeMessage(kind, passThrough), {}};
   if (const json* value = Member(line, "properties")) {

@@ -207,30 +207,27 @@ class RawInkPlanes : public InkPlanesReader {
   };
 
   void Describe(const nlohmann::json& page) {
-    const auto take = [](const nlohmann::json& object, const char* member, auto* number) {
-      TakeWholeNumber(object.at(member), member, number);
-    };
     unsigned bits = 0;
-    take(page, "bitsPerPixel", &bits);
+    TakeWholeNumber(page, "bitsPerPixel", &bits);
     if (bits != 8) throw Failure("no separations: their planes have 8 bits a pixel");
     constexpr std::uint64_t kMostRowBytes = std::uint64_t{1} << 30;
-    take(page, "rowBytes", &rowBytes_);
+    TakeWholeNumber(page, "rowBytes", &rowBytes_);
     const nlohmann::json& planes = page.at("planes");
     if (!planes.is_array() || planes.empty() || planes.size() > kMostPlanes || rowBytes_ == 0 ||
         rowBytes_ > kMostRowBytes) {
       throw Failure("is no description of raw separations");
     }
     data_ = (fs::path(info_.path).parent_path() / page.at("data").get<std::string>()).string();
-    take(page, "rows", &info_.height);
-    take(planes[0], "width", &info_.width);
+    TakeWholeNumber(page, "rows", &info_.height);
+    TakeWholeNumber(planes[0], "width", &info_.width);
     info_.horizontalDpi = planes[0].at("horizontalDpi").get<double>();
     info_.verticalDpi = page.at("verticalDpi").get<double>();
     for (const nlohmann::json& plane : planes) {
       std::uint32_t width = 0;
-      take(plane, "width", &width);
+      TakeWholeNumber(plane, "width", &width);
       if (width != info_.width) throw Failure("its planes differ in size");
       info_.inks.push_back(plane.at("ink").get<std::string>());
-      take(plane, "offset", &planes_.emplace_back().offset);
+      TakeWholeNumber(plane, "offset", &planes_.emplace_back().offset);
     }
   }
 

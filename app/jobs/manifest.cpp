@@ -25,11 +25,11 @@ std::string Line(const Json& json, const std::string& what) {
 
 JobPage PageFrom(const nlohmann::json& json) {
   JobPage page;
-  TakeWholeNumber(json.at("page"), "page", &page.number);
+  TakeWholeNumber(json, "page", &page.number);
   json.at("input").get_to(page.input);
   json.at("sha256").get_to(page.inputSha256);
-  TakeWholeNumber(json.at("bytes"), "bytes", &page.inputBytes);
-  TakeWholeNumber(json.at("inputPage"), "inputPage", &page.inputPage);
+  TakeWholeNumber(json, "bytes", &page.inputBytes);
+  TakeWholeNumber(json, "inputPage", &page.inputPage);
   json.at("settings").get_to(page.settings);
   if (json.contains("tags")) json.at("tags").get_to(page.tagsSha256);
   json.at("colorTable").get_to(page.colorTableSha256);
@@ -105,7 +105,7 @@ ManifestReader::ManifestReader(const fs::path& path) : path_(path), file_(path, 
   if (!file_) throw Failure(path.string() + ": cannot be read");
   try {
     const nlohmann::json last = ParseJson(LastLine(file_));
-    TakeWholeNumber(last.at("pages"), "pages", &totals_.pages);
+    TakeWholeNumber(last, "pages", &totals_.pages);
     last.at("cost").get_to(totals_.cost);
   } catch (const Json::exception&) {
     FailAsNoJob();

@@ -56,25 +56,25 @@ std::optional<PageRecord> RecordFromJson(const std::string& text) {
   try {
     const nlohmann::json json = ParseJson(text);
     PageRecord record;
-    TakeWholeNumber(json.at("page"), "page", &record.page);
+    TakeWholeNumber(json, "page", &record.page);
     json.at("key").get_to(record.key);
     if (json.contains("failure")) {
       json.at("failure").get_to(record.failure);
     } else {
       for (const auto& file : json.at("files")) {
         record.files.push_back({file.at("name"), 0, file.at("sha256")});
-        TakeWholeNumber(file.at("bytes"), "bytes", &record.files.back().bytes);
+        TakeWholeNumber(file, "bytes", &record.files.back().bytes);
       }
       for (const auto& ink : json.at("inks")) {
         record.inks.push_back({ink.at("ink"), 0, ink.at("nanolitres")});
-        TakeWholeNumber(ink.at("drops"), "drops", &record.inks.back().drops);
+        TakeWholeNumber(ink, "drops", &record.inks.back().drops);
       }
     }
     json.at("seconds").get_to(record.seconds);
     json.at("host").get_to(record.host);
     json.at("finished").get_to(record.finished);
     if (json.contains("reusedRows")) {
-      TakeWholeNumber(json.at("reusedRows"), "reusedRows", &record.reusedRows);
+      TakeWholeNumber(json, "reusedRows", &record.reusedRows);
     }
     record.fromCache = json.value("fromCache", false);
     return record;

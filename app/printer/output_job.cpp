@@ -74,7 +74,7 @@ bool OutputJob::TakesOver(const fs::path& folder) {
         earlier.at("created") != description_.created) {
       return false;
     }
-    attempt_ = static_cast<int>(WholeNumber(earlier.at("attempt"), "attempt", 1'000'000)) + 1;
+    attempt_ = static_cast<int>(WholeNumber(earlier, "attempt", 1'000'000)) + 1;
     return true;
   } catch (const Failure&) {
     return false;

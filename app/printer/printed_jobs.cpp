@@ -39,7 +39,7 @@ PrintedJob JobFrom(const nlohmann::json& told, const fs::path& folder) {
   const nlohmann::json &asked = told.at("asked"), &converted = told.at("converted");
   PrintedJob job;
   job.folder = folder.filename().string();
-  TakeWholeNumber(told.at("job"), "job", &job.number);
+  TakeWholeNumber(told, "job", &job.number);
   job.state = told.at("state");
   job.reason = told.value("reason", "");
   job.name = asked.at("name");

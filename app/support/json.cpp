@@ -54,10 +54,11 @@ json ReadJsonFile(const std::filesystem::path& file) {
   }
 }
 
-std::uint64_t WholeNumber(const json& value, std::string_view name, std::uint64_t maximum) {
-  if (!value.is_number_integer()) throw Failure(fmt::format("\"{}\" is not an integer", name));
+std::uint64_t WholeNumber(const json& object, const char* member, std::uint64_t maximum) {
+  const json& value = object.at(member);
+  if (!value.is_number_integer()) throw Failure(fmt::format("\"{}\" is not an integer", member));
   if (!value.is_number_unsigned() || value.get<std::uint64_t>() > maximum) {
-    throw Failure(fmt::format("\"{}\" is outside 0 to {}", name, maximum));
+    throw Failure(fmt::format("\"{}\" is outside 0 to {}", member, maximum));
   }
   return value.get<std::uint64_t>();
 }

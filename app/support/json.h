@@ -17,15 +17,15 @@ nlohmann::json ParseJson(std::string_view text);
 // The same for a file, which the Failure names.
 nlohmann::json ReadJsonFile(const std::filesystem::path& file);
 
-// The whole number 0 to `maximum` that is the value of the member `name`, in one of the unsigned
-// types that hold it. Throws Failure, which names the member, for any other value.
-std::uint64_t WholeNumber(const nlohmann::json& value, std::string_view name,
-                          std::uint64_t maximum);
+// The member of an object that is a whole number from 0 to `maximum`. Throws Failure, which names
+// the member, for any other value, and the library's exception where there is none.
+std::uint64_t WholeNumber(const nlohmann::json& object, const char* member, std::uint64_t maximum);
 
+// The same, up to what `number` holds.
 template <typename Number>
-void TakeWholeNumber(const nlohmann::json& value, std::string_view name, Number* number) {
+void TakeWholeNumber(const nlohmann::json& object, const char* member, Number* number) {
   constexpr auto kMaximum = static_cast<std::uint64_t>(std::numeric_limits<Number>::max());
-  *number = static_cast<Number>(WholeNumber(value, name, kMaximum));
+  *number = static_cast<Number>(WholeNumber(object, member, kMaximum));
 }
 
 // The text of a value, in lines that `indent` indents, or in one where that is negative. Bytes of a
