@@ -50,9 +50,10 @@ unsigned long ForwardMessage(ZCOM::EObject& element, ZCOM::QObject* message) {
 }
 
 unsigned long PassOn(ZCOM::EObject& element, ZCOM::QObject* message) {
-  const unsigned long result = ForwardMessage(element, message);
+  // Asked first: what follows may change the message, or delete it.
   const bool isControl =
       message->MessageKind >= kControlMessage && message->MessageKind <= kEndJobMessage;
+  const unsigned long result = ForwardMessage(element, message);
   return isControl ? result : 1;
 }
 

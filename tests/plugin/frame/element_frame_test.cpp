@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "plugin/factories.h"
 #include "tests/harness/element_harness.h"
@@ -51,7 +52,7 @@ TEST_P(EveryElement, PassesOnWhatIsNotItsWork) {
 
   const bool isColor = std::string(GetParam()) == "EColorInline";
   const bool isHalftone = std::string(GetParam()) == "EHalftoneModule";
-  for (unsigned short kind : {1, 3, 4, 5, 6, 7, 8, 9}) {
+  for (unsigned short kind : {0, 1, 3, 4, 5, 6, 7, 8, 9, 65535}) {
     if ((kind == 5 && isColor) || (kind == 6 && isHalftone)) continue;  // its work
     for (unsigned long answer : {1ul, 0ul}) {
       harness_.next.result = answer;
@@ -63,6 +64,30 @@ TEST_P(EveryElement, PassesOnWhatIsNotItsWork) {
       ASSERT_EQ(sent.size(), 1u) << "kind " << kind;
       EXPECT_EQ(sent[0].kind, kind);
     }
+  }
+}
+
+// Changes and then answers what it is sent.
+class Changing final : public ZCOM::EObject {
+ public:
+  unsigned long DataArrived(ZCOM::QObject* message, unsigned short) override {
+    message->MessageKind = becomes;
+    return 0;
+  }
+  unsigned short becomes = 0;
+};
+
+TEST_P(EveryElement, AnswersForTheKindThatAMessageCameWith) {
+  ASSERT_EQ(harness_.Element().Initialize(), 1u);
+  Changing next;
+  ZCOM::SINKPAD pad(&next, 0);
+  harness_.Element().GetSourcePad(0)->Link(&pad);
+  for (const auto& [kind, becomes, result] :
+       {std::tuple<unsigned short, unsigned short, unsigned long>{9, 1, 1}, {1, 9, 0}}) {
+    QCMYKBinaryRaster message;
+    message.MessageKind = kind;
+    next.becomes = becomes;
+    EXPECT_EQ(harness_.Push(message), result) << "kind " << kind;
   }
 }
 
