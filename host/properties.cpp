@@ -40,7 +40,7 @@ void PROPERTIES::Append(const PROPERTIES& other) {
   isComplete_ = other.isComplete_;
   for (const Entry* entry = other.first_; entry != nullptr; entry = entry->next_) {
     if (entry->text_ != nullptr) {
-      SetProperty(entry->key_, entry->text_, entry->group_);
+      SetText(entry->key_, entry->text_, entry->textCapacity_, entry->group_);
     } else {
       SetNumber(entry->key_, entry->bits_, entry->isSigned_, entry->group_);
     }
@@ -129,12 +129,16 @@ unsigned short PROPERTIES::GetProperty(const char* key, char* buffer, unsigned s
 
 unsigned short PROPERTIES::SetProperty(const char* key, const char* value, const char* group) {
   const char* const text = value == nullptr ? "" : value;
-  const std::size_t bytes = std::strlen(text) + 1;
+  return SetText(key, text, std::strlen(text) + 1, group);
+}
+
+unsigned short PROPERTIES::SetText(const char* key, const char* text, std::size_t capacity,
+                                   const char* group) {
   // The text is made first, so that a bag that finds no memory keeps what it had.
   char* fresh = nullptr;
   const Entry* const known = Find(key, group);
-  if (known == nullptr || known->text_ == nullptr || known->textCapacity_ < bytes) {
-    fresh = NewText(text, bytes);
+  if (known == nullptr || known->text_ == nullptr || known->textCapacity_ < capacity) {
+    fresh = NewText(text, capacity);
     if (fresh == nullptr) {
       isComplete_ = false;
       return 0;
@@ -147,9 +151,9 @@ unsigned short PROPERTIES::SetProperty(const char* key, const char* value, const
   }
   if (fresh != nullptr) {
     delete[] std::exchange(entry->text_, fresh);
-    entry->textCapacity_ = bytes;
+    entry->textCapacity_ = capacity;
   } else {
-    std::memmove(entry->text_, text, bytes);
+    std::memmove(entry->text_, text, std::strlen(text) + 1);
   }
   entry->bits_ = 0;
   return 1;

@@ -321,6 +321,38 @@ TEST_F(PluginFaults, EveryNthAllocationIsAnsweredAndNothingIsLost) {
   std::printf("%ld pages with a fault\n", tried);
 }
 
+// Behind an element: keeps the last error's text, without memory.
+class ErrorReader final : public ZCOM::EObject {
+ public:
+  unsigned long DataArrived(ZCOM::QObject* message, unsigned short) override {
+    if (message->MessageKind == kErrorMessage) {
+      message->Properties.GetProperty("ErrorString", text, sizeof text, "", kGroup);
+    }
+    return 0;
+  }
+  char text[64] = "";
+};
+
+TEST_F(PluginFaults, ACopyHasRoomForTheLongestErrorToo) {
+  SetFault(0, false);
+  EHalftoneModule original;
+  ASSERT_EQ(original.Initialize(), 1u);
+  ErrorReader reader;
+  ZCOM::SINKPAD pad(&reader, 0);
+  original.GetSourcePad(0)->Link(&pad);
+  QStartPage noWidth, noMode;
+  noWidth.PageProperties.SetProperty("CMYKBinaryDescriptor", 5, kGroup);
+  noMode.PageProperties.SetProperty("CMYKBinaryDescriptor", 1, kGroup);
+  original.DataArrived(&noWidth, 0);
+  ASSERT_STREQ(reader.text, "Can not create Halftone Buffer.");
+
+  EHalftoneModule copy(original);
+  copy.GetSourcePad(0)->Link(&pad);
+  SetFault(1, true);
+  Armed([&] { return copy.DataArrived(&noMode, 0); });
+  EXPECT_STREQ(reader.text, "This print mode is not supported yet.");
+}
+
 TEST_F(PluginFaults, RowsDoNotShowWhatMemoryHeld) {
   SetFault(0, false);
   for (const Page& page : AllPages()) {
