@@ -15,7 +15,9 @@ constexpr std::int32_t kPreferenceWithOwnTables = 1;  // "ColorPreference"
 constexpr std::int32_t kPreferenceByIntent = 3;       // the intent decides for the preference too
 constexpr std::int32_t kGraphicIntent = 2;            // "PageIntent"
 
-constexpr std::uint64_t kLargestFilePosition = 0x7FFFFFFF;
+// What a `long` holds of 32 bits, as `GetData` takes offsets, and as it takes sizes everywhere.
+constexpr std::uint64_t kLargestFilePosition = 0xFFFFFFFF;
+constexpr std::uint64_t kMostDirectoryBytes = 0x7FFFFFFF;
 
 // Tags 0 and 1 are graphics, all others photographs.
 constexpr int kGraphicTable = 0;
@@ -172,9 +174,7 @@ bool PageTables::ReadDirectoryBytes(Loading& loading, std::uint32_t count) {
 bool PageTables::ReadDirectory(Loading& loading) {
   constexpr std::uint32_t kHead =
       static_cast<std::uint32_t>(DirectoryNumbers(kTableIndexCount, 0)) * kDirectoryNumberBytes;
-  if (loading.directoryBytes > kLargestFilePosition || !ReadDirectoryBytes(loading, kHead)) {
-    return false;
-  }
+  if (!ReadDirectoryBytes(loading, kHead)) return false;
   const TableDirectory head(loading.directory.get(), kHead);
   if (head.IndexCount() != kTableIndexCount) return false;
   std::uint64_t tables = 1;
@@ -183,7 +183,7 @@ bool PageTables::ReadDirectory(Loading& loading) {
     if (tables > loading.directoryBytes) return false;
   }
   const std::uint64_t bytes = DirectoryNumbers(kTableIndexCount, tables) * kDirectoryNumberBytes;
-  return bytes <= loading.directoryBytes &&
+  return bytes <= std::min<std::uint64_t>(loading.directoryBytes, kMostDirectoryBytes) &&
          ReadDirectoryBytes(loading, static_cast<std::uint32_t>(bytes));
 }
 
@@ -213,8 +213,9 @@ PageTables::Step PageTables::LoadTable(Loading& loading, const StoredTable& stor
       std::uint64_t{stored.offset} + loading.directoryBytes + kDirectoryStart;
   if (position > kLargestFilePosition) return Step::Failed;
   unsigned char* bytes = nullptr;
-  if (loading.file.GetData(static_cast<long>(position), static_cast<long>(stored.size),
-                           static_cast<long>(expected), &bytes) == 0 ||
+  if (loading.file.GetData(static_cast<long>(static_cast<std::uint32_t>(position)),
+                           static_cast<long>(stored.size), static_cast<long>(expected),
+                           &bytes) == 0 ||
       bytes == nullptr) {
     return Step::Failed;
   }
