@@ -75,8 +75,8 @@ class CORVANE_HOST_API PROPERTIES {
                              const char* defaultValue, const char* group) const;
 
   // Adds an entry or replaces it, and returns 1. Short of memory the bag stays as it is, the result
-  // is 0; replacing a number, or a text by one that is no longer, takes no memory. A null string is
-  // stored as the empty one.
+  // is 0; replacing a number by a number, or a text by one that is no longer than any that the
+  // entry has held, takes no memory, in a copy neither. A null string is stored as the empty one.
   unsigned short SetProperty(const char* key, const char* value, const char* group);
   unsigned short SetProperty(const char* key, int value, const char* group);
   unsigned short SetProperty(const char* key, unsigned long value, const char* group);
@@ -90,6 +90,8 @@ class CORVANE_HOST_API PROPERTIES {
  private:
   const Entry* Find(const char* key, const char* group) const;
   Entry* FindOrAdd(const char* key, const char* group);
+  unsigned short SetText(const char* key, const char* text, std::size_t capacity,
+                         const char* group);
   unsigned short SetNumber(const char* key, std::uint32_t bits, bool isSigned, const char* group);
   void Append(const PROPERTIES& other);
   void Clear();
@@ -293,8 +295,9 @@ CORVANE_HOST_API int fwstrcmp(const char* a, const char* b);
 CORVANE_HOST_API unsigned long SetDiagnosticsDirectory(const char* directory);
 
 // The `errno` of the first thing that has gone wrong since then: a diagnostic file that cannot be
-// opened, or a write or close of these wrappers that fails, as on a full disk. 0: nothing. Elements
-// say nothing of it, so a host that wants the files whole asks here, behind the end of a page.
+// opened, unless there is none to read, or a read, write or close of these wrappers that fails, as
+// on a full disk. 0: nothing. Elements say nothing of it, so a host that wants the files whole asks
+// here, behind the end of a page.
 CORVANE_HOST_API int DiagnosticsProblem();
 
 }  // namespace ZCOM

@@ -70,7 +70,9 @@ int DiagnosticsProblem() { return diagnosticsProblem; }
 FILEHANDLE fwfopen(const char* path, const char* mode) {
   char moved[kLongestPath];
   const FILEHANDLE file = std::fopen(Located(path, moved), mode);
-  if (file == nullptr && IsDiagnosticFile(path)) NoteProblem();
+  // A chart that is not there is no problem: the page prints as with an empty one.
+  const bool isNoChart = mode[0] == 'r' && errno == ENOENT;
+  if (file == nullptr && !isNoChart && IsDiagnosticFile(path)) NoteProblem();
   return file;
 }
 
@@ -82,7 +84,10 @@ int fwfclose(FILEHANDLE file) {
 }
 
 std::size_t fwfread(void* data, std::size_t size, std::size_t count, FILEHANDLE file) {
-  return file == nullptr ? 0 : std::fread(data, size, count, file);
+  if (file == nullptr) return 0;
+  const std::size_t read = std::fread(data, size, count, file);
+  if (read < count && std::ferror(file) != 0) NoteProblem();
+  return read;
 }
 
 std::size_t fwfwrite(const void* data, std::size_t size, std::size_t count, FILEHANDLE file) {

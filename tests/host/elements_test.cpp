@@ -79,7 +79,10 @@ TEST(Wrappers, NoteWhatGoesWrongWithDiagnosticFiles) {
   EXPECT_EQ(ZCOM::fwfopen(folder.File("none/other.txt").c_str(), "r"), nullptr);
   EXPECT_EQ(ZCOM::DiagnosticsProblem(), 0);
   EXPECT_EQ(ZCOM::fwfopen("c:\\points.bin", "rb"), nullptr);
-  EXPECT_EQ(ZCOM::DiagnosticsProblem(), ENOENT);
+  EXPECT_EQ(ZCOM::DiagnosticsProblem(), 0) << "nothing to read is nothing lost";
+  std::filesystem::create_directory(folder.File("rgb.raw"));
+  EXPECT_EQ(ZCOM::fwfopen("c:\\rgb.raw", "wb"), nullptr);
+  EXPECT_NE(ZCOM::DiagnosticsProblem(), 0);
   ZCOM::SetDiagnosticsDirectory(nullptr);
   EXPECT_EQ(ZCOM::DiagnosticsProblem(), 0);
 #if defined(__linux__)
