@@ -112,7 +112,7 @@ constexpr const PlaneLayout* FindPlaneLayout(std::uint32_t code) {
 
 // What dot management does with a halftoned row. The first expansion doubles the pixels of all
 // planes, and where it makes two rows of a row, an ink's two planes become one plane in each. The
-// second doubles those of cd and md once more; K, for which it leaves no room, is not sent.
+// second doubles those of cd and md once more; K it does not carry over.
 struct Placing {
   bool firstExpansion;
   bool secondExpansion;
@@ -134,7 +134,8 @@ struct AlternateMode {
 
 inline constexpr int kAlternateModes = 3;  // values of "UseAlternateModes": 0, 1 and 2
 
-// The place of a "UseAlternateModes" value among them: what is not 1 or 2 is as 0.
+// The place of a "UseAlternateModes" value among them: what is not 1 or 2 is as 0. Only dot
+// management, which asks `FindFilter`, places no dots for such a value where it places some for 0.
 constexpr int AlternateModeIndex(std::uint32_t useAlternateModes) {
   return useAlternateModes < kAlternateModes ? static_cast<int>(useAlternateModes) : 0;
 }

@@ -105,9 +105,9 @@ std::string Table() {
     }
   }
   text +=
-      "\nalt: the alternate mode, --uam; a value that is not listed prints as 0 does.\n"
+      "\nalt: the alternate mode, --uam; 1 or 2 where it is not listed prints as 0 does.\n"
       "C:2: an ink with two planes, which hold the count of drops, bit 0 first.\n"
-      "no black plane: the second expansion of cd and md leaves no room for black, and the data\n"
+      "no black plane: the second expansion of cd and md does not carry black over, and the data\n"
       "have none.\n";
   return text;
 }

@@ -156,9 +156,11 @@ std::vector<std::string> CheckPageStart(const QStartPage& page) {
   const auto alternate = static_cast<std::uint16_t>(reader.Number(property::kUseAlternateModes));
   if (alternate >= kAlternateModes ||
       reader.Standing(property::kUseAlternateModes).starts_with("stands")) {
-    faults.push_back(fmt::format("{} {}, not 0, 1 or 2: the page prints as with 0",
+    const bool losesDots = alternate >= kAlternateModes && mode->alternates[0].placing.PlacesDots();
+    faults.push_back(fmt::format("{} {}, not 0, 1 or 2: the page prints as with 0{}",
                                  property::kUseAlternateModes,
-                                 reader.Standing(property::kUseAlternateModes)));
+                                 reader.Standing(property::kUseAlternateModes),
+                                 losesDots ? ", but its dots are not placed" : ""));
   }
   for (const Rule& rule : RulesOf(*mode, AlternateModeIndex(alternate))) {
     if (Fits(rule, reader.Number(rule.name))) continue;
