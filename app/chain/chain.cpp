@@ -11,7 +11,9 @@
 #include <utility>
 
 #include "app/support/failure.h"
+#include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "host/property_names.h"
 
 namespace corvane {
 namespace {
@@ -33,6 +35,16 @@ void CopyProperties(const ZCOM::PROPERTIES& from, ZCOM::PROPERTIES& to) {
     }
   }
   Require(to);
+}
+
+// An element shows the name of a table that it cannot open as it stands; a name that may not reach
+// a terminal so is refused here.
+void CheckTableName(const ZCOM::PROPERTIES& host) {
+  char name[256] = "";
+  host.GetProperty(property::kColorTableFilename, name, sizeof name, nullptr,
+                   property::kStandardGroup);
+  if (Printable(name) == name || ZCOM::MFColorTable().SetFilename(name) != 0) return;
+  throw Failure(fmt::format("{}: cannot open", name));
 }
 
 }  // namespace
@@ -98,6 +110,7 @@ class Chain::Tap final : public ZCOM::EObject {
 Chain::Chain(const PluginLibrary& library, const ChainSetup& setup)
     : names_(setup.elements), hostProperties_(setup.host) {
   if (names_.empty()) throw Failure("a chain needs at least one element");
+  CheckTableName(hostProperties_);
   for (const std::string& name : names_) {
     std::unique_ptr<ZCOM::EObject> element = library.CreateElement(name);
     element->HostProperties = &hostProperties_;
