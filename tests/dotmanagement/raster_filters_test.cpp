@@ -266,6 +266,34 @@ TEST(RasterFilterBestGlossy, SecondExpansionDoublesTwoPlanesAndKeepsItsStateForT
   }
 }
 
+TEST(RasterFilters, StepOverThePlanesThatTheStrideFactorPutsBetween) {
+  constexpr unsigned kPlanes = 9, kBytes = 5, kFactor = 3;
+  std::mt19937 random(7);
+  for (const CpuLevel level : Levels()) {
+    GlossyRow dense(kPlanes, kBytes), sparse(kPlanes * kFactor, kBytes);
+    dense.Scatter(random, 30);
+    sparse.Scatter(random, 30);
+    for (unsigned plane = 0; plane < kPlanes; ++plane) {
+      std::copy_n(dense.bytes.begin() + plane * kBytes, kBytes,
+                  sparse.bytes.begin() + plane * kFactor * kBytes);
+    }
+    RasterFilterBestGlossy one(level), three(level);
+    one.Initialize(2 * kPlanes * kBytes);
+    three.Initialize(2 * kPlanes * kFactor * kBytes);
+    three.StrideFactor = kFactor;
+    const Filtered expected = FilterRow(one, dense, 1, CcMmYycmK_4800x1200_16Pass, 1, kBytes);
+    const Filtered actual = FilterRow(three, sparse, 1, CcMmYycmK_4800x1200_16Pass, 1, kBytes);
+    EXPECT_EQ(actual.planeBytes, expected.planeBytes);
+    for (unsigned plane = 0; plane < kPlanes; ++plane) {
+      const auto placed = [&](const Filtered& out, unsigned factor) {
+        const auto* const first = out.first.data() + plane * factor * 2 * kBytes;
+        return std::vector<std::uint8_t>(first, first + 2 * kBytes);
+      };
+      EXPECT_EQ(placed(actual, kFactor), placed(expected, 1)) << plane << NameOf(level);
+    }
+  }
+}
+
 // ---- Fast against plain ------------------------------------------------------------------------
 
 template <class Filter>
