@@ -49,10 +49,9 @@ void PrintRow(const std::string& path, int mode, int rasterFormat) {
 FUZZ_TARGET(table_file, input) {
   ZCOM::SetErrorMessageHook([](ZCOM::EObject*, const char*) {});  // of pads that lead nowhere
   const std::string path = fuzz::FileOf(input);
-  for (const bool json : {false, true}) {
-    fuzz::Succeeds([&] { RunTableShow({path, json}); });
-    fuzz::Succeeds([&] { RunTableVerify({path, json}); });
-  }
+  const bool json = input.size() % 4 < 2;  // one at a time: the list takes most of a trial
+  fuzz::Succeeds([&] { RunTableShow({path, json}); });
+  fuzz::Succeeds([&] { RunTableVerify({path, json}); });
   PrintRow(path, 5, 1);
   PrintRow(path, 12, 4);
   PrintRow(path, 108, 1);
