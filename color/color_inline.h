@@ -11,7 +11,8 @@
 // Published on the page start: "CTOffset" or "CTOffsetPhoto" and "CTOffsetGraphic",
 // "CTCompression", "CTCompressionKey". Errors: 28 for a raster format that is none and for a table
 // of the wrong size, 44 (8 follows) for a print mode that is none, 8 for tables or a row buffer
-// that cannot be had. The page start does not follow an error; rows of such a page are refused.
+// that cannot be had and for a vertical resolution of 0 where the print mode needs one. The page
+// start does not follow an error; rows of such a page are refused.
 #pragma once
 
 #include <cstdint>
@@ -28,8 +29,8 @@
 #include "printmode/print_mode.h"
 
 // A copy is in the state of the element it was made from, in the middle of a page too, with pads,
-// tables and buffers of its own; it writes no diagnostic file. A copy that finds no memory for the
-// page has none.
+// tables and buffers of its own; until its next page start it writes no diagnostic file. A copy
+// that finds no memory for the page has none.
 class CORVANE_API EColorInline final : public ZCOM::EObject, public corvane::CarriedState {
  public:
   EColorInline();
@@ -43,7 +44,8 @@ class CORVANE_API EColorInline final : public ZCOM::EObject, public corvane::Car
   unsigned long Initialize() override;
   unsigned long DataArrived(ZCOM::QObject* message, unsigned short sinkPad) override;
 
-  // Every row stands alone, but for the points chart, whose rows are counted for the library.
+  // Every row stands alone, but for those of a layout that is none, which leave the row before in
+  // place, and for the points chart, whose rows are counted for the library.
   std::size_t StateBytes() const override { return 0; }
   void SaveState(unsigned char*) const override {}
   void RestoreState(const unsigned char*) override {}

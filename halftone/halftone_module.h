@@ -24,7 +24,8 @@
 #include "printmode/print_mode.h"
 
 // A copy is in the state of the element it was made from, in the middle of a page too, with pads
-// and buffers of its own; it writes no log. A copy that finds no memory for the page has none.
+// and buffers of its own; until its next page start it writes no log. A copy that finds no memory
+// for the page has none.
 class CORVANE_API EHalftoneModule final : public ZCOM::EObject, public corvane::CarriedState {
  public:
   EHalftoneModule();

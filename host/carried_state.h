@@ -17,7 +17,8 @@ class CarriedState {
   virtual std::size_t StateBytes() const = 0;
 
   // Writes the state. Pages of the same settings whose states are equal in every byte before some
-  // row number go on alike: from equal rows they make equal rows, and end in equal states.
+  // row number go on alike: from equal rows they make equal rows, and end in equal states. This
+  // holds for rows that say how their pixels lie and are as wide as those before.
   virtual void SaveState(unsigned char* state) const = 0;
 
   // Takes over a state that was saved on a page of the same settings, by this element or another.
