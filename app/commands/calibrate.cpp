@@ -149,8 +149,7 @@ int RunCalibrate(const CalibrateOptions& options) {
   stage.Commit();
   if (!options.quiet) {
     const std::string text = options.json ? ToJson(agreement, options) : ToText(agreement, options);
-    options.output == "-" ? void(fmt::print(stderr, "{}", PrintableLines(text)))
-                          : WriteStandardOutput(text);
+    WriteReportBeside(options.output == "-", options.json, text);
   }
   return 0;
 }

@@ -124,9 +124,10 @@ int RunChart(const ChartOptions& options) {
   stage.Create(folder / "chart.ti2").Append(CgatsText(PlacedTarget(choice, model, layout, paper)));
   stage.Commit();
   if (!options.quiet) {
-    fmt::print(stderr, "{}: {} patches of {} on {} page{}, {} steps a strip, ink to {:.0f} %\n",
-               Printable(folder.string()), patches.size(), InkCombination(choice.inks),
-               pages.size(), pages.size() == 1 ? "" : "s", layout.Steps(), choice.inkLimit * 100);
+    Tell(fmt::format("{}: {} patches of {} on {} page{}, {} steps a strip, ink to {:.0f} %\n",
+                     Printable(folder.string()), patches.size(), InkCombination(choice.inks),
+                     pages.size(), pages.size() == 1 ? "" : "s", layout.Steps(),
+                     choice.inkLimit * 100));
   }
   return 0;
 }

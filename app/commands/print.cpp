@@ -528,8 +528,7 @@ int RunPrint(const PrintOptions& options) {
   WriteReports(options, report);
   if (!options.quiet || options.json) {
     const auto write = [&](std::string_view text) {
-      // Where the page has gone to there is no room for a report.
-      WritesToStandardOutput(options) ? fmt::print(stderr, "{}", text) : WriteStandardOutput(text);
+      WriteReportBeside(WritesToStandardOutput(options), options.json, text);
     };
     options.json ? WriteReportJson(report, write) : write(ReportText(report));
   }

@@ -280,10 +280,9 @@ int RunTableBuild(const TableBuildOptions& options) {
   output.Append(file.data(), file.size());
   stage.Commit();
   if (!options.quiet) {
-    fmt::print(stderr, "{}\n",
-               Printable(fmt::format("{}: {} tables, {} of them different, {} bytes; {}",
-                                     options.output, stored.size(), distinct.size(), file.size(),
-                                     OriginOf(options, builder.Inks()))));
+    Tell(PrintableLines(fmt::format("{}: {} tables, {} of them different, {} bytes; {}\n",
+                                    options.output, stored.size(), distinct.size(), file.size(),
+                                    OriginOf(options, builder.Inks()))));
   }
   return 0;
 }

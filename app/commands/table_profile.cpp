@@ -52,10 +52,10 @@ int RunTableProfile(const TableProfileOptions& options) {
   const std::string profile = MakePrinterProfile(table, inks, media, description);
   WriteOutput(options.output, profile);
   if (!options.quiet) {
-    fmt::print(
-        stderr, "{}\n",
-        Printable(fmt::format("{}: {} bytes; {}; {}", options.output, profile.size(), description,
-                              inks.measured ? "measured colours" : "modelled colours")));
+    const std::string text =
+        fmt::format("{}: {} bytes; {}; {}\n", options.output, profile.size(), description,
+                    inks.measured ? "measured colours" : "modelled colours");
+    Tell(PrintableLines(text));
   }
   return 0;
 }

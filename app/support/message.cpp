@@ -96,6 +96,10 @@ std::string PrintableJson(std::string json) {
   });
 }
 
-void Complain(std::string_view message) { fmt::print(stderr, "corvane: {}\n", Printable(message)); }
+bool Tell(std::string_view text) {
+  return std::fwrite(text.data(), 1, text.size(), stderr) == text.size();
+}
+
+void Complain(std::string_view message) { Tell(fmt::format("corvane: {}\n", Printable(message))); }
 
 }  // namespace corvane

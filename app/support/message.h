@@ -20,6 +20,10 @@ std::string PrintableLines(std::string_view text);
 // `json` is valid UTF-8.
 std::string PrintableJson(std::string json);
 
+// Writes text to the error stream as it stands. False when the stream does not take it, as on a
+// full disk: who only tells how a run goes lets it go on.
+bool Tell(std::string_view text);
+
 // One line on the error stream, "corvane: " and the message, made printable.
 void Complain(std::string_view message);
 

@@ -191,6 +191,12 @@ void WriteOutput(const fs::path& path, std::string_view bytes) {
 
 void WriteStandardOutput(std::string_view text) { WriteOutput("-", PrintableLines(text)); }
 
+void WriteReportBeside(bool standardOutputIsTaken, bool forMachines, std::string_view text) {
+  if (!standardOutputIsTaken) return WriteStandardOutput(text);
+  if (Tell(PrintableLines(text)) || !forMachines) return;
+  FailToWrite("standard error", std::strerror(errno));
+}
+
 void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
   std::error_code ignored;
   std::set<fs::path> read, written;

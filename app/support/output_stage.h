@@ -96,6 +96,10 @@ void WriteOutput(const std::filesystem::path& path, std::string_view bytes);
 // Throws Failure.
 void WriteStandardOutput(std::string_view text);
 
+// Writes a report beside a result that may take the standard output: then to the error stream,
+// where only one for machines must arrive. Throws Failure.
+void WriteReportBeside(bool standardOutputIsTaken, bool forMachines, std::string_view text);
+
 // Refuses, before anything is written, two outputs in one file and an output over a file that is
 // read. Empty names, and what exists but is no ordinary file, are let pass. Throws UsageFailure.
 void CheckOutputNames(const std::vector<std::filesystem::path>& outputs,

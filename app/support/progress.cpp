@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 
+#include "app/support/message.h"
 #include "app/support/platform.h"
 
 namespace corvane {
@@ -43,7 +43,7 @@ void Progress::Advance(std::uint64_t rows) {
 
 void Progress::Clear() {
   const std::lock_guard lock(mutex_);
-  if (drawn_) std::fputs("\r\033[K", stderr);
+  if (drawn_) Tell("\r\033[K");
   drawn_ = false;
 }
 
@@ -60,14 +60,13 @@ void Progress::DrawLine(double share, double left) {
   const int room = TerminalColumns() - kTextBesideBar - static_cast<int>(label_.size());
   const int columns = std::clamp(room, 0, kWidestBar);
   const int filled = static_cast<int>(share * columns);
-  fmt::print(stderr, "\r\033[K{} [{:#<{}}{: <{}}] {:3.0f} % {:4.0f} s left", label_, "", filled, "",
-             columns - filled, share * 100, left);
-  std::fflush(stderr);
+  Tell(fmt::format("\r\033[K{} [{:#<{}}{: <{}}] {:3.0f} % {:4.0f} s left", label_, "", filled, "",
+                   columns - filled, share * 100, left));
 }
 
 void Progress::WriteObject(double share, double left) const {
-  fmt::print(stderr, "{{\"progress\":\"{}\",\"share\":{:.4f},\"secondsLeft\":{:.1f}}}\n", label_,
-             share, left);
+  Tell(fmt::format("{{\"progress\":\"{}\",\"share\":{:.4f},\"secondsLeft\":{:.1f}}}\n", label_,
+                   share, left));
 }
 
 }  // namespace corvane
