@@ -354,6 +354,8 @@ bool SandboxWorks() {
     try {
       Child trial(sandbox, SandboxWords(sandbox, TemporaryFolder()));
       return trial.End(false).empty();
+    } catch (const TransientFailure&) {
+      throw;  // says nothing of the sandbox, without which nothing is to be read for that
     } catch (const Failure&) {
       return false;
     }

@@ -166,6 +166,7 @@ std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<s
                        "-dBATCH",
                        "-dNOPAUSE",
                        "-dNOPROMPT",
+                       "-sPAPERSIZE=a4",  // of pages that say none, whatever the system's is
                        fmt::format("--permit-file-read={}", rules),
                        fmt::format("-sSourceObjectICC={}", rules)};
   command.arguments.insert(command.arguments.end(), task.begin(), task.end());

@@ -32,7 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr long kRunsInTests = 75, kKillsInTests = 15;
+constexpr long kRunsInTests = 150, kKillsInTests = 15;
 constexpr unsigned kMostSeconds = 300;  // a run takes a fraction of one, but where all is busy
 
 long Wanted(const char* variable, long otherwise) {
@@ -72,6 +72,7 @@ struct Command {
   bool saysMore = false;  // a line for each page, or for each thing that it has found
   // What it writes tells of faults: pages that will fail, errors that elements sent.
   bool recordsFaults = false;
+  bool printsPage = false;  // to the standard output
 };
 
 class Trial {
@@ -182,7 +183,9 @@ class Trial {
 
   std::string ProblemWith(const Files& files) const {
     for (const auto& [name, bytes] : files) {
-      if (!IsWork(name) && !IsOldOrNew(name, bytes)) return name + " is neither old nor new";
+      if (!IsWork(name) && !IsDiagnostic(name) && !IsOldOrNew(name, bytes)) {
+        return name + " is neither old nor new";
+      }
     }
     for (const auto& [name, bytes] : old_) {
       if (!files.contains(name)) return name + " is gone";
@@ -228,6 +231,7 @@ class Trial {
       return "succeeds with another job and says nothing";
     }
     if (ending.printed.empty() != whole_.printed.empty()) return "succeeds and prints nothing";
+    if (command_.printsPage && ending.printed != whole_.printed) return "prints another page";
     return "";
   }
 
@@ -236,6 +240,9 @@ class Trial {
     return std::any_of(path.begin(), path.end(),
                        [](const fs::path& part) { return part.string().starts_with(".corvane-"); });
   }
+
+  // The elements write them as they go.
+  static bool IsDiagnostic(const std::string& name) { return name.starts_with("diagnostics/"); }
 
   // Records and reports of jobs hold when, where and how fast.
   bool Varies(const std::string& name) const {
@@ -315,6 +322,38 @@ void PrepareSeparations(const ScratchFolder& folder) {
   ASSERT_EQ(Succeed("print photo.png -o planes.tif --paper 11x11mm"), 0);
 }
 
+void PreparePrint(const ScratchFolder& folder) {
+  PreparePhoto(folder);
+  ASSERT_EQ(Succeed("print photo.png -o planes.tif --paper 11x11mm --contone"), 0);
+  WriteFile("page.html", "old\n");
+}
+
+void PreparePoints(const ScratchFolder& folder) {
+  PreparePhoto(folder);
+  fs::create_directory("diagnostics");
+  WriteFile("diagnostics/points.bin", std::string(2304, '\x30'));
+}
+
+void PrepareDocument(const ScratchFolder& folder) {
+  PreparePhoto(folder);
+  WriteFile("pages.ps",
+            "%!PS-Adobe-3.0\n%%Pages: 2\n%%Page: 1 1\n0 0 50 50 rectfill showpage\n"
+            "%%Page: 2 2\n9 9 50 50 rectfill showpage\n%%EOF\n");
+}
+
+// Each patch of the reference as if it had been printed so.
+void PrepareMeasurement(const ScratchFolder& folder) {
+  PreparePhoto(folder);
+  ASSERT_EQ(Succeed("chart --mode 8 -o chart/"), 0);
+  std::string measured = ReadFile("chart/chart.ti2");
+  ASSERT_EQ(measured.compare(0, 4, "CTI2"), 0);
+  measured[3] = '3';
+  WriteFile("measured.ti3", measured);
+  fs::remove_all("chart");
+  WriteFile("inks.json", "old");
+  WriteFile("page.html", "old\n");
+}
+
 void PrepareScript(const ScratchFolder& folder) {
   PreparePhoto(folder);
   ASSERT_EQ(Succeed("print photo.png -o page.tif --paper 10x10mm --mode 5 --record script.jsonl"),
@@ -361,6 +400,39 @@ std::vector<Command> Commands() {
       {"preview",
        {"preview", "planes.tif", "-o", "preview.png", "--ink-map", "ink.png"},
        PrepareSeparations},
+      {"print separations",
+       {"print", "planes-contone.tif", "--separations", "-o", "page.tif", "-q"},
+       PreparePrint},
+      {"print stream",
+       {"print", "photo.png", "-o", "-", "-q", "--paper", "11x11mm"},
+       PreparePhoto,
+       false,
+       false,
+       true},
+      {"print report",
+       {"print", "photo.png", "-o", "page.tif", "--report", "page.html", "-q", "--paper",
+        "11x11mm"},
+       PreparePrint},
+      {"print points",
+       {"print", "photo.png", "-o", "page.tif", "-q", "--paper", "11x11mm", "--diagnostics",
+        "diagnostics", "--points", "--mode", "8"},
+       PreparePoints},
+      {"print document",
+       {"print", "pages.ps", "-o", "out/", "-q", "--paper", "11x11mm"},
+       PrepareDocument,
+       true},
+      {"report", {"report", "planes.tif", "-o", "page.html"}, PreparePrint},
+      {"compare", {"compare", "planes.tif", "planes.tif"}, PreparePrint},
+      {"chart",
+       {"chart", "--mode", "8", "--paper", "A6", "--update", "-o", "chart/"},
+       PreparePhoto,
+       true},
+      {"calibrate",
+       {"calibrate", "measured.ti3", "-o", "inks.json", "--report", "page.html"},
+       PrepareMeasurement},
+      {"check-page", {"check-page", "script.jsonl"}, PrepareScript},
+      {"elements", {"elements"}, nullptr},
+      {"reference", {"reference", "bash"}, nullptr},
       {"replay", {"replay", "script.jsonl", "-o", "messages.jsonl"}, PrepareScript, false, true},
       {"swaths",
        {"swaths", "--mode", "54", "--paper", "A6", "--svg", "plan.svg", "--png", "plan.png"},
@@ -420,6 +492,25 @@ TEST(ProgramFaults, EndInALineAndLeaveFilesOldOrNew) {
     }
   }
   fmt::print("{} runs of {} commands, {} of them failed\n", runs, commands.size(), failed);
+}
+
+TEST(ProgramFaults, EndAsEverWhereTheErrorStreamTakesNothing) {
+  const ScratchFolder folder;
+  const fs::path here = fs::current_path();
+  fs::current_path(folder.File(""));
+  PreparePages(folder);
+  for (const auto& [words, status] : {std::pair{"print none.png -o page.tif", 1},
+                                      {"print --none", 2},
+                                      {"print a.png none.png c.tif -o out/ --paper 11x11mm", 1},
+                                      {"print a.png -o - --json --paper 11x11mm", 1},
+                                      {"print a.png -o - --paper 11x11mm --progress json", 0}}) {
+    for (const char* stream : {"/dev/full", "&-"}) {
+      const std::string line = fmt::format("{} {} >/dev/null 2>{}", CORVANE_PROGRAM, words, stream);
+      EXPECT_EQ(std::system(line.c_str()), status << 8) << line;
+    }
+  }
+  EXPECT_TRUE(fs::exists("out/c-002.tif")) << "the pages behind are printed";
+  fs::current_path(here);
 }
 
 TEST(ProgramKills, LeaveFilesOldOrNewAndNothingToTheRunAfter) {
