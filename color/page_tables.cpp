@@ -15,9 +15,11 @@ constexpr std::int32_t kPreferenceWithOwnTables = 1;  // "ColorPreference"
 constexpr std::int32_t kPreferenceByIntent = 3;       // the intent decides for the preference too
 constexpr std::int32_t kGraphicIntent = 2;            // "PageIntent"
 
-// What a `long` holds of 32 bits, as `GetData` takes offsets, and as it takes sizes everywhere.
 constexpr std::uint64_t kLargestFilePosition = 0xFFFFFFFF;
-constexpr std::uint64_t kMostDirectoryBytes = 0x7FFFFFFF;
+
+// The number of indices and the extents.
+constexpr std::uint32_t kDirectoryHeadBytes =
+    static_cast<std::uint32_t>(DirectoryNumbers(kTableIndexCount, 0)) * kDirectoryNumberBytes;
 
 // Tags 0 and 1 are graphics, all others photographs.
 constexpr int kGraphicTable = 0;
@@ -157,48 +159,57 @@ PageTables::Result PageTables::LoadPhotoAndGraphic(Loading& loading) {
   return result;
 }
 
-bool PageTables::ReadDirectoryBytes(Loading& loading, std::uint32_t count) {
-  unsigned char* directory = nullptr;
-  if (count > loading.directoryBytes ||
-      loading.file.GetData(kDirectoryStart, static_cast<long>(count), &directory) == 0 ||
-      directory == nullptr) {
-    return false;
+// `count` bytes of the file; null when they cannot be had. `position` and `count` have 32 bits, as
+// GetData takes them where a `long` has no more.
+PageTables::TableData PageTables::ReadBytes(Loading& loading, std::uint64_t position,
+                                            std::uint32_t count) {
+  unsigned char* bytes = nullptr;
+  if (position > kLargestFilePosition ||
+      loading.file.GetData(static_cast<long>(static_cast<std::uint32_t>(position)),
+                           static_cast<long>(count), &bytes) == 0) {
+    return nullptr;
   }
-  loading.directory.reset(directory);
-  loading.directoryRead = count;
-  return true;
+  return TableData(bytes);
 }
 
-// The extents first, which say how long a directory is complete: any file may be named, and one
-// that is none of ours is not to be read whole to find that out.
+// The extents, which say how long a directory is complete. Any file may be named: of its directory
+// no more is read than that and the two numbers of a table.
 bool PageTables::ReadDirectory(Loading& loading) {
-  constexpr std::uint32_t kHead =
-      static_cast<std::uint32_t>(DirectoryNumbers(kTableIndexCount, 0)) * kDirectoryNumberBytes;
-  if (!ReadDirectoryBytes(loading, kHead)) return false;
-  const TableDirectory head(loading.directory.get(), kHead);
+  if (kDirectoryHeadBytes > loading.directoryBytes) return false;
+  loading.directoryHead = ReadBytes(loading, kDirectoryStart, kDirectoryHeadBytes);
+  if (loading.directoryHead == nullptr) return false;
+  const TableDirectory head(loading.directoryHead.get(), kDirectoryHeadBytes);
   if (head.IndexCount() != kTableIndexCount) return false;
   std::uint64_t tables = 1;
   for (std::uint32_t k = 0; k < kTableIndexCount; ++k) {
     tables *= head.Extent(k);
     if (tables > loading.directoryBytes) return false;
   }
-  const std::uint64_t bytes = DirectoryNumbers(kTableIndexCount, tables) * kDirectoryNumberBytes;
-  return bytes <= std::min<std::uint64_t>(loading.directoryBytes, kMostDirectoryBytes) &&
-         ReadDirectoryBytes(loading, static_cast<std::uint32_t>(bytes));
+  loading.tables = tables;
+  return DirectoryNumbers(kTableIndexCount, tables) * kDirectoryNumberBytes <=
+         loading.directoryBytes;
 }
 
-bool PageTables::LookUp(const Loading& loading, const TableIndices& indices, StoredTable* table) {
+bool PageTables::ReadNumber(Loading& loading, std::uint64_t place, std::uint32_t* number) {
+  const TableData bytes =
+      ReadBytes(loading, kDirectoryStart + place * kDirectoryNumberBytes, kDirectoryNumberBytes);
+  if (bytes == nullptr) return false;
+  *number = DirectoryNumber(bytes.get());
+  return true;
+}
+
+bool PageTables::LookUp(Loading& loading, const TableIndices& indices, StoredTable* table) {
   // A directory may have more media and qualities than a page may ask for.
   if (indices[kMediaIndex] >= kTableExtents[kMediaIndex]) return false;
   if (indices[kQualityIndex] >= kTableExtents[kQualityIndex]) return false;
-  const TableDirectory directory(loading.directory.get(), loading.directoryRead);
+  const TableDirectory head(loading.directoryHead.get(), kDirectoryHeadBytes);
   std::uint64_t number = 0;
-  if (ktColorGetTable2(directory, indices.data(), kTableIndexCount, &number) !=
-      LookupResult::Found) {
+  if (ktColorGetTable2(head, indices.data(), kTableIndexCount, &number) != LookupResult::Found) {
     return false;
   }
-  *table = {directory.Offset(number), directory.StoredSize(number)};
-  return true;
+  const std::uint64_t offset = DirectoryNumbers(kTableIndexCount, 0) + number;
+  return ReadNumber(loading, offset, &table->offset) &&
+         ReadNumber(loading, offset + loading.tables, &table->size);
 }
 
 // Only the black curve may be stored as it is used.

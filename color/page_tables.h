@@ -82,13 +82,14 @@ class PageTables {
     bool forFast;
     ZCOM::PROPERTIES* page;
     unsigned long directoryBytes;
-    TableData directory;
-    std::uint32_t directoryRead;  // bytes of it that were read, all that it promises
+    TableData directoryHead;
+    std::uint64_t tables;  // that the extents promise
   };
 
+  static TableData ReadBytes(Loading& loading, std::uint64_t position, std::uint32_t count);
   static bool ReadDirectory(Loading& loading);
-  static bool ReadDirectoryBytes(Loading& loading, std::uint32_t count);
-  static bool LookUp(const Loading& loading, const TableIndices& indices, StoredTable* table);
+  static bool ReadNumber(Loading& loading, std::uint64_t place, std::uint32_t* number);
+  static bool LookUp(Loading& loading, const TableIndices& indices, StoredTable* table);
   static Step LoadTable(Loading& loading, const StoredTable& stored, LoadedTable* table);
   static Step LoadSingleTable(Loading& loading, LoadedTable* table);
   static bool Interleave(const Loading& loading, LoadedTable* table);
