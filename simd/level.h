@@ -21,9 +21,9 @@ const CpuLevel* FindCpuLevel(const char* name);
 CpuLevel DetectedCpuLevel();
 
 // The level in use: what the processor has, lowered by the environment variable CORVANE_CPU, which
-// names a level. Chosen once, when it is first asked for: in the plug-in when the first element
-// is made, so a host that sets the variable does so before. Anything else in the variable is
-// ignored.
+// names a level. Chosen once, when it is first asked for: in the plug-in when the first colour
+// element is made, or before that when the first page of another starts, so a host that sets the
+// variable does so before it makes elements. Anything else in the variable is ignored.
 CpuLevel SelectedCpuLevel();
 
 }  // namespace corvane
