@@ -283,7 +283,7 @@ class BandReader : public TiffReader {
       StartDecoding();
       const int done = samples_.tiled ? TIFFReadRGBATileExt(File(), x, y_, tile, 1)
                                       : TIFFReadRGBAStripExt(File(), y_, tile, 1);
-      FinishDecoding(File(), info_.path, done != 0);
+      FinishDecoding(info_.path, done != 0);
       tile += std::size_t{bandWidth_} * bandHeight_;
     }
   }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -21,10 +22,9 @@
 namespace corvane {
 namespace {
 
-// What the library last complained of on this thread, and whether fax data ended too early. An
-// array, since nothing may be thrown through the library.
+// What the library last complained of on this thread. An array, since nothing may be thrown through
+// the library.
 thread_local char lastError[256] = "";
-thread_local bool cutShort = false;
 // Without memory for a tag the library reads on as if there were none.
 thread_local bool memoryShort = false;
 
@@ -41,9 +41,23 @@ void KeepError(const char*, const char* format, va_list arguments) {
   std::vsnprintf(lastError, sizeof lastError, format, arguments);
 }
 
-void KeepWarning(const char*, const char* format, va_list) {
-  cutShort = cutShort || std::string_view(format).starts_with("Premature EOF");
+// Some decoders fill up what they cannot decode, say that they are done, and warn. JPEG decoders warn
+// once a strip, of whatever comes first, so all that they say counts but for what stands behind the
+// last row.
+bool TellsOfDamage(std::string_view decoder, std::string_view warning) {
+  if (decoder == "JPEGLib" || decoder == "LibJpeg") {
+    return warning.find("extraneous bytes before marker 0xd9") == std::string_view::npos;
+  }
+  return decoder.starts_with("Fax") || decoder.starts_with("PackBits");
+}
+
+void KeepWarning(const char* decoder, const char* format, va_list arguments) {
   memoryShort = memoryShort || TellsOfMemory(format);
+  char warning[sizeof lastError];
+  std::vsnprintf(warning, sizeof warning, format, arguments);
+  if (decoder != nullptr && lastError[0] == '\0' && TellsOfDamage(decoder, warning)) {
+    std::memcpy(lastError, warning, sizeof lastError);
+  }
 }
 
 bool IsPage(TIFF* file) {
@@ -268,17 +282,10 @@ TiffFile OpenTiffPage(const std::string& path, int page) {
   return file;
 }
 
-void StartDecoding() {
-  lastError[0] = '\0';
-  cutShort = false;
-}
+void StartDecoding() { lastError[0] = '\0'; }
 
-void FinishDecoding(TIFF* file, const std::string& path, bool done) {
-  if (!done) FailAsDamaged(path);
-  if (cutShort) throw Failure(path + ": the TIFF image is cut short");
-  // Rows of this compression build on the rows before them: none behind a fault is right.
-  const auto compression = Field<std::uint16_t>(file, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-  if (compression == COMPRESSION_CCITTFAX4 && lastError[0] != '\0') FailAsDamaged(path);
+void FinishDecoding(const std::string& path, bool done) {
+  if (!done || lastError[0] != '\0') FailAsDamaged(path);
 }
 
 TiffResolution ResolutionOf(TIFF* file) {

@@ -29,10 +29,10 @@ bool IsLastTiffDirectory(TIFF* file, const std::string& path);
 TiffFile OpenTiffPage(const std::string& path, int page);
 
 // Before and after the library decodes; `done` is whether it says that it did. Fails also when it
-// did not decode everything: the fax decoders succeed with blank rows when the data end too early
-// or are not understood.
+// did not decode everything: the decoders of fax and JPEG data succeed with blank rows when the data
+// end too early or are not understood.
 void StartDecoding();
-void FinishDecoding(TIFF* file, const std::string& path, bool done);
+void FinishDecoding(const std::string& path, bool done);
 
 template <typename T>
 T Field(TIFF* file, ttag_t tag, T otherwise) {

@@ -26,7 +26,7 @@ class StripRows : public StoredRows {
 
   void Read(std::uint32_t y, std::uint8_t* row) override {
     StartDecoding();
-    FinishDecoding(file_, path_, TIFFReadScanline(file_, row, y, sample_) >= 0);
+    FinishDecoding(path_, TIFFReadScanline(file_, row, y, sample_) >= 0);
   }
 
  private:
@@ -113,7 +113,7 @@ class DeflatedStripRows : public StoredRows {
     StartDecoding();
     const tmsize_t read = TIFFReadEncodedStrip(file_, TIFFComputeStrip(file_, y, sample_),
                                                rows_.data(), static_cast<tmsize_t>(bytes));
-    FinishDecoding(file_, path_, read == static_cast<tmsize_t>(bytes));
+    FinishDecoding(path_, read == static_cast<tmsize_t>(bytes));
   }
 
   TIFF* file_;
@@ -159,7 +159,7 @@ class TileRows : public StoredRows {
     std::uint8_t* tile = tiles_.data();
     for (std::uint32_t x = 0; x < width_; x += tileWidth_, tile += tileBytes_) {
       StartDecoding();
-      FinishDecoding(file_, path_, TIFFReadTile(file_, tile, x, y, 0, sample_) >= 0);
+      FinishDecoding(path_, TIFFReadTile(file_, tile, x, y, 0, sample_) >= 0);
     }
   }
 
