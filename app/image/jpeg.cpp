@@ -13,6 +13,7 @@
 #include <jpeglib.h>
 
 #include "app/image/exif.h"
+#include "app/image/jpeg_padding.h"
 #include "app/image/reader.h"
 #include "app/support/failure.h"
 #include "app/support/input_file.h"
@@ -44,6 +45,7 @@ class JpegReader : public ImageReader {
 
   void ReadRow(std::uint8_t* row) override {
     if (!DecodeRow(row)) Fail();
+    if (++rowsRead_ == info_.height && !ReadEnd()) Fail();
     if (invertedCmyk_) {
       for (std::size_t i = 0; i < info_.RowBytes(); ++i)
         row[i] = static_cast<std::uint8_t>(~row[i]);
@@ -76,14 +78,32 @@ class JpegReader : public ImageReader {
     std::longjmp(errors->back, 1);
   }
 
-  // The library mends missing data with grey and a warning; a page is not to be printed so.
+  // The library mends data that it does not understand with grey and a warning; a page is not to be
+  // printed so.
   static void OnMessage(j_common_ptr jpeg, int level) {
     if (level >= 0) return;
     auto* errors = reinterpret_cast<Errors*>(jpeg->err);
-    const int code = errors->manager.msg_code;
-    if (code == JWRN_JPEG_EOF || code == JWRN_HIT_MARKER || code == JWRN_HUFF_BAD_CODE) {
-      errors->cut = true;
-      OnError(jpeg);
+    if (!TellsOfDamage(errors->manager, reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number)) {
+      return;
+    }
+    errors->cut = true;
+    OnError(jpeg);
+  }
+
+  // `scan` counts from 1; 0 in the header.
+  static bool TellsOfDamage(const jpeg_error_mgr& warning, int scan) {
+    switch (warning.msg_code) {
+      case JWRN_ADOBE_XFORM:
+      case JWRN_JFIF_MAJOR:
+      case JWRN_NOT_SEQUENTIAL:
+      case JWRN_BOGUS_ICC:  // as any other profile that is damaged
+        return false;       // the pixels are all there
+      case JWRN_EXTRANEOUS_DATA: {
+        const int bytes = warning.msg_parm.i[0], marker = warning.msg_parm.i[1];
+        return scan > 0 && (marker != JPEG_EOI || bytes > kMostJpegPadding);
+      }
+      default:
+        return true;
     }
   }
 
@@ -120,9 +140,18 @@ class JpegReader : public ImageReader {
     return true;
   }
 
+  // What the last row leaves over shows whether the rows before it were understood.
+  bool ReadEnd() {
+    if (setjmp(errors_.back) != 0) return false;
+    jpeg_finish_decompress(&jpeg_);
+    return true;
+  }
+
+  // No data: there is no profile.
   bool ReadProfile(JOCTET** data, unsigned* size) {
     if (setjmp(errors_.back) != 0) return false;
-    return jpeg_read_icc_profile(&jpeg_, data, size) != FALSE;
+    jpeg_read_icc_profile(&jpeg_, data, size);
+    return true;
   }
 
   void Describe() {
@@ -136,10 +165,11 @@ class JpegReader : public ImageReader {
     invertedCmyk_ = jpeg_.out_color_space == JCS_CMYK && jpeg_.saw_Adobe_marker;
     DescribeResolution();
 
-    JOCTET* profile = nullptr;
+    JOCTET* data = nullptr;
     unsigned size = 0;
-    if (ReadProfile(&profile, &size)) info_.profile.assign(profile, profile + size);
-    std::free(profile);
+    if (!ReadProfile(&data, &size)) Fail();
+    const std::unique_ptr<JOCTET, void (*)(void*)> profile(data, &std::free);
+    if (profile) info_.profile.assign(data, data + size);
 
     for (jpeg_saved_marker_ptr marker = jpeg_.marker_list; marker != nullptr;
          marker = marker->next) {
@@ -177,6 +207,7 @@ class JpegReader : public ImageReader {
   Errors errors_;
   Decompressor jpeg_;
   bool invertedCmyk_ = false;
+  std::uint32_t rowsRead_ = 0;
 };
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/image/jpeg_padding.h"
 #include "app/image/reader.h"
 #include "app/support/failure.h"
 
@@ -42,11 +43,16 @@ void KeepError(const char*, const char* format, va_list arguments) {
 }
 
 // Some decoders fill up what they cannot decode, say that they are done, and warn. JPEG decoders warn
-// once a strip, of whatever comes first, so all that they say counts but for what stands behind the
-// last row.
-bool TellsOfDamage(std::string_view decoder, std::string_view warning) {
+// once a strip, of whatever comes first, so all that they say counts but for what may stand behind
+// the last row.
+bool TellsOfDamage(std::string_view decoder, const char* warning) {
   if (decoder == "JPEGLib" || decoder == "LibJpeg") {
-    return warning.find("extraneous bytes before marker 0xd9") == std::string_view::npos;
+    int bytes = 0;
+    unsigned marker = 0;
+    constexpr unsigned kEnd = 0xD9;
+    const int read = std::sscanf(
+        warning, "Corrupt JPEG data: %d extraneous bytes before marker %x", &bytes, &marker);
+    return read != 2 || marker != kEnd || bytes > kMostJpegPadding;
   }
   return decoder.starts_with("Fax") || decoder.starts_with("PackBits");
 }
