@@ -97,10 +97,7 @@ class TiffInkPlanes : public InkPlanesReader {
   }
 
   TIFF* OpenDirectory(int directory) {
-    files_.push_back(OpenTiffFile(info_.path));
-    if (TIFFSetDirectory(files_.back().get(), static_cast<tdir_t>(directory)) == 0) {
-      FailAsDamaged(info_.path);
-    }
+    files_.push_back(OpenTiffDirectory(info_.path, directory));
     return files_.back().get();
   }
 

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -18,7 +17,9 @@
 
 #include "app/image/jpeg_padding.h"
 #include "app/image/reader.h"
+#include "app/image/tiff_memory.h"
 #include "app/support/failure.h"
+#include "app/support/short_memory.h"
 
 namespace corvane {
 namespace {
@@ -26,19 +27,8 @@ namespace {
 // What the library last complained of on this thread. An array, since nothing may be thrown through
 // the library.
 thread_local char lastError[256] = "";
-// Without memory for a tag the library reads on as if there were none.
-thread_local bool memoryShort = false;
-
-bool TellsOfMemory(std::string_view format) {
-  return format.starts_with("Out of memory") || format.starts_with("Failed to allocate memory");
-}
-
-void ThrowIfMemoryShort() {
-  if (std::exchange(memoryShort, false)) throw std::bad_alloc();
-}
 
 void KeepError(const char*, const char* format, va_list arguments) {
-  memoryShort = memoryShort || TellsOfMemory(format);
   std::vsnprintf(lastError, sizeof lastError, format, arguments);
 }
 
@@ -58,12 +48,22 @@ bool TellsOfDamage(std::string_view decoder, const char* warning) {
 }
 
 void KeepWarning(const char* decoder, const char* format, va_list arguments) {
-  memoryShort = memoryShort || TellsOfMemory(format);
   char warning[sizeof lastError];
   std::vsnprintf(warning, sizeof warning, format, arguments);
   if (decoder != nullptr && lastError[0] == '\0' && TellsOfDamage(decoder, warning)) {
     std::memcpy(lastError, warning, sizeof lastError);
   }
+}
+
+// Before and after the library reads a directory, of which it leaves out what it has no memory for.
+void StartReading() {
+  lastError[0] = '\0';
+  StartWatchingMemory();
+}
+
+void FinishReading(const std::string& path, bool done) {
+  if (!done) FailAsDamaged(path);
+  ThrowIfMemoryFailed();
 }
 
 bool IsPage(TIFF* file) {
@@ -99,9 +99,8 @@ std::optional<toff_t> ReadNextPlace(TIFF* file, std::uint64_t entryBytes) {
 // cannot be read is a damaged file: its pages must not go missing in silence.
 bool NextDirectory(TIFF* file, const std::string& path) {
   if (IsLastTiffDirectory(file, path)) return false;
-  lastError[0] = '\0';
-  if (TIFFReadDirectory(file) == 0) FailAsDamaged(path);
-  ThrowIfMemoryShort();
+  StartReading();
+  FinishReading(path, TIFFReadDirectory(file) != 0);
   return true;
 }
 
@@ -226,6 +225,11 @@ class FileFromPage {
   std::vector<unsigned char> bytes_;  // of the header's offset, in the file's order
 };
 
+void GoToDirectory(TIFF* file, const std::string& path, int directory) {
+  StartReading();
+  FinishReading(path, TIFFSetDirectory(file, static_cast<tdir_t>(directory)) != 0);
+}
+
 // Moves to a page, counted from 0 without reduced images and masks.
 void GoToPage(TIFF* file, const std::string& path, int page) {
   int left = page;
@@ -233,13 +237,14 @@ void GoToPage(TIFF* file, const std::string& path, int page) {
     if (IsPage(file) && left-- == 0) return;
   } while (NextDirectory(file, path));
   // A file of nothing but reduced images still shows its first.
-  if (page != 0 || TIFFSetDirectory(file, 0) == 0) FailAsDamaged(path);
+  if (page != 0) FailAsDamaged(path);
+  GoToDirectory(file, path, 0);
 }
 
 }  // namespace
 
 void FailAsDamaged(const std::string& path) {
-  ThrowIfMemoryShort();
+  ThrowIfMemoryFailed();
   throw Failure(
       fmt::format("{}: damaged TIFF image{}{}", path, lastError[0] == '\0' ? "" : ": ", lastError));
 }
@@ -261,15 +266,20 @@ TiffFile OpenTiffFile(const std::string& path) {
   static const bool prepared = [] {
     TIFFSetErrorHandler(&KeepError);
     TIFFSetWarningHandler(&KeepWarning);
+    KeepMemoryForTiff();
     return true;
   }();
   static_cast<void>(prepared);
-  lastError[0] = '\0';
-  memoryShort = false;
+  StartReading();
   // Not mapped: the pages of a mapped file would stay in memory until its end.
   TiffFile file(TIFFOpen(path.c_str(), "rm"));
-  if (!file) FailAsDamaged(path);
-  ThrowIfMemoryShort();
+  FinishReading(path, file != nullptr);
+  return file;
+}
+
+TiffFile OpenTiffDirectory(const std::string& path, int directory) {
+  TiffFile file = OpenTiffFile(path);
+  if (directory != 0) GoToDirectory(file.get(), path, directory);
   return file;
 }
 
@@ -280,15 +290,16 @@ TiffFile OpenTiffPage(const std::string& path, int page) {
     GoToPage(file.get(), path, page);
     return file;
   }
-  StartDecoding();
-  memoryShort = false;
+  StartReading();
   TiffFile file(FileFromPage::Open(path, place));
-  if (!file) FailAsDamaged(path);
-  ThrowIfMemoryShort();
+  FinishReading(path, file != nullptr);
   return file;
 }
 
-void StartDecoding() { lastError[0] = '\0'; }
+void StartDecoding() {
+  lastError[0] = '\0';
+  StartWatchingMemory();
+}
 
 void FinishDecoding(const std::string& path, bool done) {
   if (!done || lastError[0] != '\0') FailAsDamaged(path);

@@ -16,11 +16,14 @@ struct CloseTiff {
 };
 using TiffFile = std::unique_ptr<TIFF, CloseTiff>;
 
-// Throws Failure with what the library last complained of on this thread.
+// Throws Failure with what the library last complained of on this thread, or std::bad_alloc.
 [[noreturn]] void FailAsDamaged(const std::string& path);
 
 // At its first directory.
 TiffFile OpenTiffFile(const std::string& path);
+
+// At any directory, counted from 0.
+TiffFile OpenTiffDirectory(const std::string& path, int directory);
 
 // Whether no directory follows the present one. Throws Failure when the file does not say.
 bool IsLastTiffDirectory(TIFF* file, const std::string& path);

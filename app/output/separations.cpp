@@ -89,9 +89,8 @@ void SeparationReader::FailOfKind() const {
 
 void SeparationReader::AddPlane(tdir_t directory) {
   Plane plane;
-  plane.file = OpenTiffFile(path_);
+  plane.file = OpenTiffDirectory(path_, directory);
   TIFF* const file = plane.file.get();
-  if (TIFFSetDirectory(file, directory) == 0) FailAsDamaged(path_);
   const auto width = Field<std::uint32_t>(file, TIFFTAG_IMAGEWIDTH, 0);
   const auto rows = Field<std::uint32_t>(file, TIFFTAG_IMAGELENGTH, 0);
   const auto horizontal = Field<float>(file, TIFFTAG_XRESOLUTION, 0);
