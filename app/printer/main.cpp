@@ -128,7 +128,9 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
   AddDocumentFilters(system, service);
   const QueueFiles queue = {service.stateFolder / "state", service.stateFolder / "spool"};
   ReviveJobs(queue);
-  papplSystemLoadState(system, queue.state.c_str());
+  if (!papplSystemLoadState(system, queue.state.c_str()) && fs::exists(queue.state)) {
+    throw Failure(queue.state.string() + ": cannot be read");
+  }
   if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
     const std::string head = options.Text("head", "corvane-7");
     const std::string uri = "folder://" + service.rights.folder.string();

@@ -4,29 +4,43 @@
 #include <cups/cups.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 
+#include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
-#include <fstream>
+#include <exception>
+#include <future>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
 
 #include "app/support/descriptor.h"
+#include "app/support/failure.h"
+#include "app/support/input_stream.h"
+#include "app/support/interrupt.h"
+#include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/work_folder.h"
 
 namespace corvane {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kPrinter = "<Printer ", kJob = "Job ";
+constexpr std::string_view kPrinter = "<Printer ", kPrinterEnd = "</Printer>", kJob = "Job ";
 constexpr std::string_view kHeld = " state=\"4\"", kProcessing = " state=\"5\"";
 constexpr std::string_view kPending = " state=\"3\"";
 constexpr std::string_view kAttributes = ".ipp";
+constexpr char kStateEnd = '\0';  // is in no text of the framework
 
 // The framework writes the options of every waiting job anew whenever it saves the queue, over the
 // old ones, and a server that is killed meanwhile would forget them: what they were when the job
@@ -43,31 +57,58 @@ std::vector<std::string> NamesIn(const fs::path& folder, std::string_view ending
   return names;
 }
 
-bool AreWhole(const fs::path& attributes) {
-  const Descriptor file(open(attributes.c_str(), O_RDONLY | O_CLOEXEC));
+// What is left of options that are taken apart.
+struct Unread {
+  std::string_view bytes;
+
+  static ssize_t Take(void* unread, ipp_uchar_t* to, std::size_t size) {
+    std::string_view& left = static_cast<Unread*>(unread)->bytes;
+    const std::size_t taken = left.copy(reinterpret_cast<char*>(to), size);
+    left.remove_prefix(taken);
+    return static_cast<ssize_t>(taken);
+  }
+};
+
+bool AreWhole(std::string_view attributes) {
+  Unread unread = {attributes};
   ipp_t* read = ippNew();
-  const bool whole = file.IsOpen() && ippReadFile(file.Number(), read) == IPP_STATE_DATA;
+  const bool whole = ippReadIO(&unread, &Unread::Take, 1, nullptr, read) == IPP_STATE_DATA;
   ippDelete(read);
   return whole;
 }
 
-// Whole or not at all.
-bool Copy(const fs::path& from, const fs::path& to) {
-  const fs::path unfinished = to.string() + ".new";
-  std::error_code problem;
-  fs::copy_file(from, unfinished, fs::copy_options::overwrite_existing, problem);
-  if (!problem) fs::rename(unfinished, to, problem);
-  return !problem;
+// All bytes up to `last`, which counts, or to the end. Throws Failure.
+std::string ContentsOf(InputStream& stream, std::optional<char> last = {}) {
+  std::string text;
+  std::array<char, 1 << 14> bytes;
+  while (const std::size_t size = stream.ReadAvailable(bytes.data(), bytes.size())) {
+    text.append(bytes.data(), size);
+    if (last && text.back() == *last) break;
+  }
+  return text;
+}
+
+std::string ContentsOf(const fs::path& path) {
+  InputStream stream(path.string());
+  return ContentsOf(stream);
+}
+
+// False, and nothing is written, when they were cut short.
+bool CopyAttributes(const fs::path& from, const fs::path& to) {
+  const std::string attributes = ContentsOf(from);
+  if (!AreWhole(attributes)) return false;
+  WriteOutput(to, attributes);
+  return true;
 }
 
 bool KeepAttributes(const fs::path& spool) {
   const fs::path kept = KeptAttributes(spool);
   std::error_code problem;
   fs::create_directories(kept, problem);
-  bool all = !problem;
+  bool all = true;
   for (const std::string& name : NamesIn(spool, kAttributes)) {
     if (fs::exists(kept / name, problem)) continue;
-    all = AreWhole(spool / name) && Copy(spool / name, kept / name) && all;
+    all = CopyAttributes(spool / name, kept / name) && all;
   }
   for (const std::string& name : NamesIn(kept, kAttributes)) {
     if (!fs::exists(spool / name, problem)) fs::remove(kept / name, problem);
@@ -75,18 +116,81 @@ bool KeepAttributes(const fs::path& spool) {
   return all;
 }
 
+// A pipe that has a name, which nobody else can get at, beside a file that stands in messages.
+class NamedPipe {
+ public:
+  explicit NamedPipe(const fs::path& file)
+      : folder_(file.parent_path(), file), path_(folder_.NextPath()) {
+    if (mkfifo(path_.c_str(), S_IRUSR | S_IWUSR) != 0) Fail(file);
+    reader_ = Descriptor(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    writer_ = Descriptor::OpenForWriting(path_);
+    if (!reader_.IsOpen() || !writer_.IsOpen()) Fail(file);
+  }
+  ~NamedPipe() { RemoveName(); }
+  NamedPipe(const NamedPipe&) = delete;
+  NamedPipe& operator=(const NamedPipe&) = delete;
+
+  const fs::path& Path() const { return path_; }
+  Descriptor TakeReader() { return std::move(reader_); }
+  Descriptor& Writer() { return writer_; }
+
+ private:
+  void RemoveName() {
+    std::error_code ignored;
+    fs::remove(path_, ignored);
+  }
+
+  [[noreturn]] void Fail(const fs::path& file) {
+    const std::string reason = std::strerror(errno);
+    RemoveName();
+    throw OutputFailure(fmt::format("{}: no pipe can be made: {}", file.string(), reason));
+  }
+
+  WorkFolder folder_;
+  fs::path path_;
+  Descriptor reader_, writer_;
+};
+
+// The state as the framework writes it, which does not look whether a disk takes what it writes:
+// what is written into a pipe arrives, or the reading thread says why not.
+std::string StateOf(pappl_system_t* system, const fs::path& file) {
+  NamedPipe pipe(file);
+  std::future<std::string> reading =
+      std::async(std::launch::async, [reader = pipe.TakeReader(), &file]() mutable {
+        InputStream stream(std::move(reader), file.string());
+        return ContentsOf(stream, kStateEnd);
+      });
+  const bool saved = papplSystemSaveState(system, pipe.Path().c_str());
+  try {
+    pipe.Writer().Write(&kStateEnd, 1);
+  } catch (const Interrupted&) {
+    // The reading thread is gone, and says why.
+  }
+  std::string text = reading.get();
+  if (!saved || text.empty() || text.back() != kStateEnd) {
+    throw Failure(file.string() + ": the framework does not write it");
+  }
+  text.pop_back();
+  return text;
+}
+
 bool Save(pappl_system_t* system, void* data) {
   static std::mutex mutex;
-  const std::lock_guard lock(mutex);
   const auto& files = *static_cast<const QueueFiles*>(data);
-  const fs::path unfinished = files.state.string() + ".new";
-  std::error_code problem;
-  if (papplSystemSaveState(system, unfinished.c_str())) {
+  std::string problem;
+  try {
+    const std::lock_guard lock(mutex);
+    const std::string state = StateOf(system, files.state);
     const bool keeps = KeepAttributes(files.spool);
-    fs::rename(unfinished, files.state, problem);
-    if (keeps && !problem) return true;
+    WriteOutput(files.state, state);
+    if (keeps) return true;
+    problem = files.spool.string() + ": the options of a job were cut short";
+  } catch (const std::exception& failure) {
+    problem = Printable(failure.what());
+  } catch (...) {
+    problem = "the server is ending";
   }
-  papplLog(system, PAPPL_LOGLEVEL_ERROR, "%s: the queue cannot be saved", files.state.c_str());
+  papplLog(system, PAPPL_LOGLEVEL_ERROR, "The queue cannot be saved: %s", problem.c_str());
   return false;
 }
 
@@ -131,6 +235,21 @@ void ReviveJob(int printer, const fs::path& spool, std::string& line) {
   Replace(kHeld, fmt::format(" filename=\"{}\"{}", document.string(), kPending), line);
 }
 
+// Options that were cut short are those again that were kept. A job whose options cannot be read is
+// no reason to keep the others waiting.
+void ReviveAttributes(const fs::path& spool) {
+  const fs::path kept = KeptAttributes(spool);
+  std::error_code ignored;
+  for (const std::string& name : NamesIn(kept, kAttributes)) {
+    const fs::path own = spool / name;
+    try {
+      if (fs::exists(own, ignored) && !AreWhole(ContentsOf(own))) CopyAttributes(kept / name, own);
+    } catch (const Failure& failure) {
+      Complain(failure.what());
+    }
+  }
+}
+
 void Resume(pappl_printer_t* printer, void*) { papplPrinterResume(printer); }
 
 bool ResumeAll(pappl_system_t* system, void*) {
@@ -149,22 +268,27 @@ void KeepQueue(pappl_system_t* system, const QueueFiles& files) {
 }
 
 void ReviveJobs(const QueueFiles& files) {
-  const fs::path kept = KeptAttributes(files.spool);
-  std::error_code ignored;
-  for (const std::string& name : NamesIn(kept, kAttributes)) {
-    const fs::path own = files.spool / name;
-    if (fs::exists(own, ignored) && !AreWhole(own)) Copy(kept / name, own);
-  }
-  std::ifstream lines(files.state);
-  if (!lines) return;
+  ReviveAttributes(files.spool);
+  if (!fs::exists(files.state)) return;
+  const std::string state = ContentsOf(files.state);
+  std::istringstream lines(state);
   std::string revived;
   int printer = 0;
+  bool whole = true;
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with(kPrinter)) printer = std::atoi(ValuesOf(line, kPrinter)["id"].c_str());
+    if (line.starts_with(kPrinter)) {
+      printer = std::atoi(ValuesOf(line, kPrinter)["id"].c_str());
+      whole = false;
+    }
+    if (line == kPrinterEnd) whole = true;
     if (line.starts_with(kJob)) ReviveJob(printer, files.spool, line);
     revived += line + "\n";
   }
-  WriteOutput(files.state, revived);
+  if (!whole) {
+    throw Failure(files.state.string() +
+                  ": was cut short; without this file the server starts with no jobs");
+  }
+  if (revived != state) WriteOutput(files.state, revived);
 }
 
 void ResumePrinters(pappl_system_t* system) {

@@ -21,7 +21,8 @@ void KeepQueue(pappl_system_t* system, const QueueFiles& files);
 
 // To be called before it is loaded: a job that was being printed is one to be printed, and so is
 // one whose document came into the spool folder after the file was saved. Options that were cut
-// short are those again that the job came with.
+// short are those again that the job came with. Throws Failure when the file cannot be read or was
+// cut short: it would be saved without what is missing.
 void ReviveJobs(const QueueFiles& files);
 
 // Has the printers go on with the jobs that were loaded, which the framework lets wait for a new

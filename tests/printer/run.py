@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import random
+import resource
 import signal
 import socket
 import subprocess
@@ -58,9 +59,9 @@ class Printer:
         self.start()
 
     def start(self, *options):
-        words = ["server", "-o", f"server-port={self.port}", "-o", f"folder={self.out}", "-o", f"state={self.state}",
-                 "-o", "head=corvane-9", *options]
-        self.server = subprocess.Popen([self.program, *words], env=self.environment)
+        self.words = ["server", "-o", f"server-port={self.port}", "-o", f"folder={self.out}", "-o",
+                      f"state={self.state}", "-o", "head=corvane-9", *options]
+        self.server = subprocess.Popen([self.program, *self.words], env=self.environment)
         for _ in range(200):
             try:
                 socket.create_connection(("localhost", self.port)).close()
@@ -270,6 +271,31 @@ def test_other_folder(printer, files):
 
 
 # What a server that is killed leaves: every sheet that has its name, looked at once.
+# A disk that takes no more of any file than this.
+def limit_files(printer, size):
+    resource.prlimit(printer.server.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
+
+
+def test_full_disk(printer, files):
+    count, state = len(printer.jobs()), printer.state / "state"
+    limit_files(printer, 200)
+    check(not printer.send(files["pdf"], "application/pdf"), "a document is refused on a full disk")
+    text = state.read_bytes()
+    check(len(text) > 200 and text.endswith(b"</Printer>\n"), "the queue of before is whole")
+    check(not list(printer.state.glob(".corvane-*")), "nothing is left beside it")
+    limit_files(printer, resource.RLIM_INFINITY)
+    printer.kill()
+    printer.start()
+    check(printer.send(files["pdf"], "application/pdf"), "a document is taken by the server that comes after")
+    check(printer.told(printer.last(count + 1))["state"] == "completed", "and printed")
+    printer.kill()
+    state.write_bytes(text[:len(text) // 2])
+    done = subprocess.run([printer.program, *printer.words], env=printer.environment, capture_output=True, text=True, timeout=60)
+    check(done.returncode != 0 and f"{state}: was cut short" in done.stderr, "a queue that was cut short is not saved over")
+    state.write_bytes(text)
+    printer.start()
+
+
 class KilledOutput:
     def __init__(self, expected):
         self.expected, self.seen, self.again = expected, {}, 0
@@ -495,7 +521,7 @@ def test_suites(printer, files):
 
 
 TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_number_up,
-         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_kills,
+         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_full_disk, test_kills,
          test_other_folder)
 
 
