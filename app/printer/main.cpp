@@ -6,6 +6,7 @@
 #include <pappl/pappl.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
@@ -158,6 +159,15 @@ pappl_system_t* SystemFor(int count, cups_option_t* options, void* data) {
   }
 }
 
+// What the framework's commands print. It does not look whether that arrives.
+bool StandardOutputArrived() {
+  const bool lost = std::ferror(stdout) != 0;
+  if (std::fflush(stdout) == 0 && !lost) return true;
+  Complain(lost ? "standard output: cannot write"
+                : fmt::format("standard output: cannot write: {}", std::strerror(errno)));
+  return false;
+}
+
 }  // namespace
 }  // namespace corvane
 
@@ -169,7 +179,8 @@ int main(int argc, char** argv) {
   std::signal(SIGXFSZ, SIG_IGN);
   corvane::AddDeviceSchemes(service.rights);
   std::vector<pappl_pr_driver_t> drivers = corvane::PrinterDrivers();
-  return papplMainloop(argc, argv, CORVANE_VERSION, nullptr, static_cast<int>(drivers.size()),
-                       drivers.data(), nullptr, &corvane::DescribeDriver, nullptr, nullptr,
-                       &corvane::SystemFor, nullptr, &service);
+  const int status = papplMainloop(
+      argc, argv, CORVANE_VERSION, nullptr, static_cast<int>(drivers.size()), drivers.data(),
+      nullptr, &corvane::DescribeDriver, nullptr, nullptr, &corvane::SystemFor, nullptr, &service);
+  return corvane::StandardOutputArrived() ? status : 1;
 }

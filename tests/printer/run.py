@@ -296,6 +296,13 @@ def test_full_disk(printer, files):
     printer.start()
 
 
+def test_lost_output(printer, files):
+    with open("/dev/full", "w") as full:
+        for words in ["--help"], ["--version"], ["drivers"]:
+            done = subprocess.run([printer.program, *words], env=printer.environment, stdout=full, stderr=subprocess.PIPE, text=True)
+            check(done.returncode == 1 and done.stderr.count("\n") == 1, f"{words[0]} says that its output is lost")
+
+
 class KilledOutput:
     def __init__(self, expected):
         self.expected, self.seen, self.again = expected, {}, 0
@@ -521,7 +528,7 @@ def test_suites(printer, files):
 
 
 TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_number_up,
-         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_full_disk, test_kills,
+         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_full_disk, test_lost_output, test_kills,
          test_other_folder)
 
 
