@@ -80,8 +80,12 @@ Json PageJson(const PrintedPage& page) {
                {"planes", planes},
                {"drops", drops},
                {"inks", inks}};
-  for (const auto& [image, number] : page.cells) {
-    json["cells"].push_back({{"image", image}, {"page", number + 1}});
+  if (!page.cells.empty()) {
+    Json cells = Json::array();
+    for (const auto& [image, number] : page.cells) {
+      cells.push_back({{"image", image}, {"page", number + 1}});
+    }
+    json["cells"] = std::move(cells);
   }
   return json;
 }

@@ -83,7 +83,8 @@ class JpegReader : public ImageReader {
   static void OnMessage(j_common_ptr jpeg, int level) {
     if (level >= 0) return;
     auto* errors = reinterpret_cast<Errors*>(jpeg->err);
-    if (!TellsOfDamage(errors->manager, reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number)) {
+    if (!TellsOfDamage(errors->manager,
+                       reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number)) {
       return;
     }
     errors->cut = true;

@@ -32,16 +32,16 @@ void KeepError(const char*, const char* format, va_list arguments) {
   std::vsnprintf(lastError, sizeof lastError, format, arguments);
 }
 
-// Some decoders fill up what they cannot decode, say that they are done, and warn. JPEG decoders warn
-// once a strip, of whatever comes first, so all that they say counts but for what may stand behind
-// the last row.
+// Some decoders fill up what they cannot decode, say that they are done, and warn. JPEG decoders
+// warn once a strip, of whatever comes first, so all that they say counts but for what may stand
+// behind the last row.
 bool TellsOfDamage(std::string_view decoder, const char* warning) {
   if (decoder == "JPEGLib" || decoder == "LibJpeg") {
     int bytes = 0;
     unsigned marker = 0;
     constexpr unsigned kEnd = 0xD9;
-    const int read = std::sscanf(
-        warning, "Corrupt JPEG data: %d extraneous bytes before marker %x", &bytes, &marker);
+    const int read = std::sscanf(warning, "Corrupt JPEG data: %d extraneous bytes before marker %x",
+                                 &bytes, &marker);
     return read != 2 || marker != kEnd || bytes > kMostJpegPadding;
   }
   return decoder.starts_with("Fax") || decoder.starts_with("PackBits");

@@ -32,8 +32,8 @@ bool IsLastTiffDirectory(TIFF* file, const std::string& path);
 TiffFile OpenTiffPage(const std::string& path, int page);
 
 // Before and after the library decodes; `done` is whether it says that it did. Fails also when it
-// did not decode everything: the decoders of fax and JPEG data succeed with blank rows when the data
-// end too early or are not understood.
+// did not decode everything: the decoders of fax and JPEG data succeed with blank rows when the
+// data end too early or are not understood.
 void StartDecoding();
 void FinishDecoding(const std::string& path, bool done);
 

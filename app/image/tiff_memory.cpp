@@ -41,7 +41,9 @@ class TiffReserve {
 
   bool Owns(const void* block) const { return block >= memory_ && block < memory_ + kHeads; }
 
-  static std::size_t SizeOf(const void* block) { return (static_cast<const Head*>(block) - 1)->size; }
+  static std::size_t SizeOf(const void* block) {
+    return (static_cast<const Head*>(block) - 1)->size;
+  }
 
   void Free() {
     const std::lock_guard lock(mutex_);

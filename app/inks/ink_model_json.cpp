@@ -179,26 +179,31 @@ using OrderedJson = nlohmann::ordered_json;
 // More digits than any measurement has.
 double Rounded(double value) { return std::round(value * 1e6) / 1e6; }
 
+// A null that becomes an object or a list has no memory for it where memory is short, and then
+// cannot be destroyed: every value here begins as what it is.
+
 OrderedJson JsonOf(const Triple& lab) {
-  OrderedJson json;
+  OrderedJson json = OrderedJson::object();
   json["lab"] = {Rounded(lab[0]), Rounded(lab[1]), Rounded(lab[2])};
   return json;
 }
 
 OrderedJson JsonOf(const OverprintTerm& term) {
-  OrderedJson json;
+  OrderedJson json = OrderedJson::object();
+  OrderedJson factors = OrderedJson::array();
   for (int dye = 0; dye < kDyeCount; ++dye) {
-    for (int power = 0; power < term.dyes[dye]; ++power) json["of"].push_back(kDyeWords[dye]);
+    for (int power = 0; power < term.dyes[dye]; ++power) factors.push_back(kDyeWords[dye]);
   }
   for (int ink = 0; ink < kInkCount; ++ink) {
-    for (int power = 0; power < term.inks[ink]; ++power) json["of"].push_back(kInkNames[ink]);
+    for (int power = 0; power < term.inks[ink]; ++power) factors.push_back(kInkNames[ink]);
   }
+  json["of"] = std::move(factors);
   json["density"] = {Rounded(term.density[0]), Rounded(term.density[1]), Rounded(term.density[2])};
   return json;
 }
 
 OrderedJson JsonOf(const Media& media) {
-  OrderedJson json;
+  OrderedJson json = OrderedJson::object();
   json["name"] = media.name;
   json["white"] = JsonOf(media.white);
   json["density"] = Rounded(media.density);
@@ -208,7 +213,7 @@ OrderedJson JsonOf(const Media& media) {
 }
 
 OrderedJson SolidsJson(const InkData& inks) {
-  OrderedJson json;
+  OrderedJson json = OrderedJson::object();
   for (int dye = 0; dye < kDyeCount; ++dye) json[kDyeNames[dye]] = JsonOf(inks.solids[dye]);
   if (inks.cyanMagenta) json["CM"] = JsonOf(*inks.cyanMagenta);
   if (inks.cyanYellow) json["CY"] = JsonOf(*inks.cyanYellow);
@@ -220,13 +225,43 @@ OrderedJson SolidsJson(const InkData& inks) {
 OrderedJson TintsJson(const InkData& inks) {
   OrderedJson json = OrderedJson::object();
   for (int ink = 0; ink < kInkCount; ++ink) {
+    OrderedJson tints = OrderedJson::array();
     for (const InkTint& tint : inks.tints[ink]) {
       OrderedJson entry = JsonOf(tint.lab);
       entry["amount"] = Rounded(tint.amount);
-      json[kInkNames[ink]].push_back(std::move(entry));
+      tints.push_back(std::move(entry));
     }
+    if (!tints.empty()) json[kInkNames[ink]] = std::move(tints);
   }
   return json;
+}
+
+OrderedJson StrengthsJson(const InkData& inks) {
+  OrderedJson json = OrderedJson::object();
+  for (const Ink ink : kThinInks) {
+    const int i = static_cast<int>(ink);
+    json[kInkNames[i]] = Rounded(inks.strength[i]);
+  }
+  return json;
+}
+
+OrderedJson LimitsJson(const InkData& inks) {
+  OrderedJson json = OrderedJson::object();
+  for (int ink = 0; ink < kInkCount; ++ink) {
+    if (inks.inkLimit[ink] < 1.0) json[kInkNames[ink]] = Rounded(inks.inkLimit[ink] * 100.0);
+  }
+  return json;
+}
+
+template <typename Values>
+OrderedJson ListJson(const Values& values) {
+  OrderedJson json = OrderedJson::array();
+  for (const auto& value : values) json.push_back(JsonOf(value));
+  return json;
+}
+
+void PutUnlessEmpty(const char* name, OrderedJson value, OrderedJson* json) {
+  if (!value.empty()) (*json)[name] = std::move(value);
 }
 
 // Joins the points of a curve, in the order of their inputs, by straight lines.
@@ -264,7 +299,7 @@ InkData ReadInkData(const std::filesystem::path& file) {
 }
 
 std::string InkDataText(const InkData& inks) {
-  OrderedJson json;
+  OrderedJson json = OrderedJson::object();
   json["name"] = inks.name;
   json["source"] = inks.measured ? "measurement" : "model";
   json["yuleNielsen"] = Rounded(inks.yuleNielsen);
@@ -272,18 +307,11 @@ std::string InkDataText(const InkData& inks) {
   json["nanolitresPerSquareInch"] = Rounded(inks.fullLoad);
   json["squareMicrometresPerPicolitre"] = Rounded(inks.spotArea);
   json["solids"] = SolidsJson(inks);
-  for (const Ink ink : kThinInks) {
-    const int i = static_cast<int>(ink);
-    json["strengths"][kInkNames[i]] = Rounded(inks.strength[i]);
-  }
-  if (OrderedJson tints = TintsJson(inks); !tints.empty()) json["tints"] = std::move(tints);
-  for (const OverprintTerm& term : inks.overprints) json["overprints"].push_back(JsonOf(term));
-  for (int ink = 0; ink < kInkCount; ++ink) {
-    if (inks.inkLimit[ink] < 1.0) {
-      json["inkLimits"][kInkNames[ink]] = Rounded(inks.inkLimit[ink] * 100.0);
-    }
-  }
-  for (const Media& media : inks.media) json["media"].push_back(JsonOf(media));
+  json["strengths"] = StrengthsJson(inks);
+  PutUnlessEmpty("tints", TintsJson(inks), &json);
+  PutUnlessEmpty("overprints", ListJson(inks.overprints), &json);
+  PutUnlessEmpty("inkLimits", LimitsJson(inks), &json);
+  PutUnlessEmpty("media", ListJson(inks.media), &json);
   return json.dump(1, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
 }
 

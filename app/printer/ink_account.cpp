@@ -45,7 +45,7 @@ void InkAccount::Refill(Ink ink) {
 }
 
 void InkAccount::Save() {
-  nlohmann::ordered_json account;
+  nlohmann::ordered_json account = nlohmann::ordered_json::object();
   const std::lock_guard lock(mutex_);
   for (int i = 0; i < kInkCount; ++i) account[kInkNames[i]] = used_[static_cast<std::size_t>(i)];
   WriteOutput(file_, JsonText(account) + "\n");

@@ -330,6 +330,7 @@ class PageMaker {
   PageMaker(std::vector<const PressCheck*> checks, const CellColours& colours, const InkData& inks,
             int media)
       : checks_(std::move(checks)), data_(DataJson(*checks_[0], colours, inks, media)) {
+    data_["prints"] = Json::array();
     for (const PressCheck* print : checks_) {
       data_["prints"].push_back(Json{{"levels", LevelsJson(*print)}, {"areas", AreasJson(*print)}});
     }
