@@ -16,6 +16,7 @@
 #include "app/image/profile.h"
 #include "app/support/failure.h"
 #include "app/support/limits.h"
+#include "app/support/short_memory.h"
 #include "app/support/units.h"
 
 namespace corvane {
@@ -61,8 +62,10 @@ class CupsRaster : public PageStream {
     const auto mark = input_->Peek(4);
     const bool first = mark.size() == 4 && (mark[3] == 't' || mark[0] == 't');
     headerBytes_ = first ? sizeof(cups_page_header_t) : sizeof(cups_page_header2_t);
+    StartWatchingMemory();
     raster_.reset(cupsRasterOpenIO(&Deliver, this, CUPS_RASTER_READ));
     RethrowFromInput();
+    if (!raster_) ThrowIfMemoryFailed();
     if (!raster_) throw Failure(input_->Name() + ": damaged raster stream");
   }
 
@@ -72,9 +75,11 @@ class CupsRaster : public PageStream {
     page_.image = {};
     page_.number = pages_;
     page_.image.path = fmt::format("{}, page {}", input_->Name(), pages_ + 1);
+    StartWatchingMemory();
     const bool found = cupsRasterReadHeader2(raster_.get(), &header_) != 0;
     RethrowFromInput();
     if (!found) {
+      ThrowIfMemoryFailed();
       if (pages_ == 0) throw Failure(input_->Name() + ": the raster stream has no page");
       if (!endedCleanly_) Fail("damaged raster stream: its header is cut short or wrong");
       return false;
@@ -128,9 +133,11 @@ class CupsRaster : public PageStream {
 
   void ReadStored() {
     const unsigned bytes = header_.cupsBytesPerLine;
+    StartWatchingMemory();
     const unsigned done = cupsRasterReadPixels(raster_.get(), stored_.data(), bytes);
     RethrowFromInput();
     if (done != bytes) {
+      ThrowIfMemoryFailed();
       Fail(fmt::format("ends after {} of {} rows", header_.cupsHeight - storedRowsLeft_,
                        header_.cupsHeight));
     }

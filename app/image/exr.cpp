@@ -16,6 +16,7 @@
 #include "app/image/pictures.h"
 #include "app/image/profile.h"
 #include "app/support/failure.h"
+#include "app/support/short_memory.h"
 
 namespace corvane {
 namespace {
@@ -56,6 +57,7 @@ class ExrReader : public ImageReader {
   // What the library throws says which file it is, but not always in one line.
   template <typename Action>
   void Guarded(Action action) const {
+    StartWatchingMemory();
     try {
       action();
     } catch (const Failure&) {
@@ -63,6 +65,7 @@ class ExrReader : public ImageReader {
     } catch (const std::bad_alloc&) {
       throw;
     } catch (const std::exception&) {
+      ThrowIfMemoryFailed();
       throw Failure(info_.path + ": the OpenEXR picture is cut short or damaged");
     }
   }

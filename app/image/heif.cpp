@@ -14,6 +14,7 @@
 #include "app/image/pictures.h"
 #include "app/image/profile.h"
 #include "app/support/failure.h"
+#include "app/support/short_memory.h"
 
 namespace corvane {
 namespace {
@@ -31,6 +32,7 @@ using Held = std::unique_ptr<T, FreeHeif>;
 void Check(const heif_error& error, const std::string& path) {
   if (error.code == heif_error_Ok) return;
   if (error.code == heif_error_Memory_allocation_error) throw std::bad_alloc();
+  ThrowIfMemoryFailed();
   constexpr std::size_t kMostText = 200;
   throw Failure(
       fmt::format("{}: damaged HEIF picture: {}", path, OneLine(error.message, kMostText)));
@@ -39,6 +41,7 @@ void Check(const heif_error& error, const std::string& path) {
 class HeifFile {
  public:
   explicit HeifFile(const std::string& path) : path_(path), context_(heif_context_alloc()) {
+    StartWatchingMemory();
     Check(heif_context_read_from_file(context_.get(), path.c_str(), nullptr), path);
     pages_.resize(
         static_cast<std::size_t>(heif_context_get_number_of_top_level_images(context_.get())));
@@ -99,6 +102,7 @@ class HeifReader : public ImageReader {
 
  private:
   void ReadProfile(const heif_image_handle& handle) {
+    StartWatchingMemory();
     const std::size_t size = heif_image_handle_get_raw_color_profile_size(&handle);
     if (size > 0) {
       info_.profile.resize(size);
@@ -106,7 +110,10 @@ class HeifReader : public ImageReader {
       return;
     }
     heif_color_profile_nclx* found = nullptr;
-    if (heif_image_handle_get_nclx_color_profile(&handle, &found).code != heif_error_Ok) return;
+    if (heif_image_handle_get_nclx_color_profile(&handle, &found).code != heif_error_Ok) {
+      ThrowIfMemoryFailed();
+      return;
+    }
     const Held<heif_color_profile_nclx> nclx(found);
     switch (nclx->transfer_characteristics) {
       case heif_transfer_characteristic_ITU_R_BT_2100_0_PQ:
@@ -141,6 +148,7 @@ class HeifReader : public ImageReader {
              : (alpha ? heif_chroma_interleaved_RGBA : heif_chroma_interleaved_RGB);
     const Held<heif_decoding_options> options(heif_decoding_options_alloc());
     options->strict_decoding = 1;
+    StartWatchingMemory();
     heif_image* image = nullptr;
     Check(heif_decode_image(&handle, &image, heif_colorspace_RGB, chroma, options.get()),
           info_.path);

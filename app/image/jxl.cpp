@@ -15,6 +15,7 @@
 #include "app/support/input_file.h"
 #include "app/support/interrupt.h"
 #include "app/support/scratch_file.h"
+#include "app/support/short_memory.h"
 
 namespace corvane {
 namespace {
@@ -26,6 +27,7 @@ class JxlReader : public ImageReader {
   explicit JxlReader(const std::string& path) : decoder_(JxlDecoderMake(nullptr)) {
     info_.path = path;
     file_ = OpenInputFile(path);
+    StartWatchingMemory();
     if (!decoder_) throw std::bad_alloc();
     Require(JxlDecoderSubscribeEvents(decoder_.get(), JXL_DEC_BASIC_INFO | JXL_DEC_COLOR_ENCODING |
                                                           JXL_DEC_FRAME | JXL_DEC_FULL_IMAGE));
@@ -43,6 +45,7 @@ class JxlReader : public ImageReader {
 
  private:
   [[noreturn]] void Fail() const {
+    ThrowIfMemoryFailed();
     throw Failure(info_.path + ": the JPEG XL picture is cut short or damaged");
   }
   void Require(JxlDecoderStatus status) const {
@@ -52,6 +55,7 @@ class JxlReader : public ImageReader {
   // Lets the library go on until it has something to say.
   void Step() {
     ThrowIfInterrupted();
+    StartWatchingMemory();
     const JxlDecoderStatus status = JxlDecoderProcessInput(decoder_.get());
     if (thrown_) std::rethrow_exception(thrown_);
     switch (status) {
@@ -122,6 +126,7 @@ class JxlReader : public ImageReader {
     std::size_t size = 0;
     if (JxlDecoderGetICCProfileSize(decoder_.get(), &format_, JXL_COLOR_PROFILE_TARGET_DATA,
                                     &size) != JXL_DEC_SUCCESS) {
+      ThrowIfMemoryFailed();
       return;
     }
     info_.profile.resize(size);

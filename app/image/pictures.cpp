@@ -8,6 +8,7 @@
 
 #include "app/support/failure.h"
 #include "app/support/platform.h"
+#include "app/support/short_memory.h"
 
 namespace corvane {
 namespace {
@@ -38,9 +39,11 @@ Function* FunctionOf(const Module& module, const char* symbol, const std::string
     throw Failure(fmt::format("{}: {} are not read by this build: install {} and build again",
                               input, module.inputs, module.package));
   }
+  StartWatchingMemory();
   void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_NODELETE);
   void* const function = library == nullptr ? nullptr : dlsym(library, symbol);
   if (function == nullptr) {
+    ThrowIfMemoryFailed();
     throw Failure(fmt::format("{}: {} cannot be read: {}", input, module.inputs, dlerror()));
   }
   return reinterpret_cast<Function*>(function);

@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <new>
-#include <string_view>
 
 #include "app/image/exif.h"
 #include "app/image/profile.h"
@@ -21,6 +21,7 @@
 #include "app/support/interrupt.h"
 #include "app/support/limits.h"
 #include "app/support/scratch_file.h"
+#include "app/support/short_memory.h"
 #include "app/support/units.h"
 
 namespace corvane {
@@ -47,7 +48,7 @@ class PngReader : public ImageReader {
     pngInfo_ = state_.info = png_create_info_struct(png_);
     if (pngInfo_ == nullptr) throw std::bad_alloc();
     if (!ReadHeader()) Fail();
-    if (memoryShort_) throw std::bad_alloc();
+    ThrowIfMemoryFailed();  // of a profile the library reads on as if there were none
     Describe();
   }
 
@@ -69,30 +70,26 @@ class PngReader : public ImageReader {
     ~State() { png_destroy_read_struct(&png, &info, nullptr); }
   };
 
-  static bool TellsOfMemory(std::string_view message) {
-    return message.find("memory") != std::string_view::npos;
-  }
-
   [[noreturn]] void Fail() const {
-    if (TellsOfMemory(error_)) throw std::bad_alloc();
-    const bool cut = error_.find("Read Error") != std::string::npos;
-    throw Failure(fmt::format("{}: {}", info_.path,
-                              cut ? "the PNG image is cut short" : "damaged PNG image: " + error_));
+    ThrowIfMemoryFailed();
+    const bool cut = std::strstr(error_, "Read Error") != nullptr;
+    throw Failure(fmt::format("{}: {}{}", info_.path,
+                              cut ? "the PNG image is cut short" : "damaged PNG image: ",
+                              cut ? "" : error_));
   }
 
+  // Nothing may be thrown through the library.
   static void OnError(png_structp png, png_const_charp message) {
-    static_cast<PngReader*>(png_get_error_ptr(png))->error_ = message;
+    auto* reader = static_cast<PngReader*>(png_get_error_ptr(png));
+    std::snprintf(reader->error_, sizeof reader->error_, "%s", message);
     png_longjmp(png, 1);
   }
-  // Without memory for a profile the library reads on as if there were none.
-  static void OnWarning(png_structp png, png_const_charp message) {
-    if (TellsOfMemory(message))
-      static_cast<PngReader*>(png_get_error_ptr(png))->memoryShort_ = true;
-  }
+  static void OnWarning(png_structp, png_const_charp) {}
 
   // The members below jump back into themselves on an error, so they hold no objects.
 
   bool ReadHeader() {
+    StartWatchingMemory();
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_set_user_limits(png_, limits::kImageSide, limits::kImageSide);
     png_init_io(png_, file_.get());
@@ -105,12 +102,14 @@ class PngReader : public ImageReader {
   }
 
   bool DecodeRow(std::uint8_t* row) {
+    StartWatchingMemory();
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_read_row(png_, row, nullptr);
     return true;
   }
 
   bool ReadEnd() {
+    StartWatchingMemory();
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_read_end(png_, nullptr);
     return true;
@@ -186,8 +185,7 @@ class PngReader : public ImageReader {
   State state_;
   png_structp png_ = nullptr;  // both held by state_
   png_infop pngInfo_ = nullptr;
-  std::string error_;
-  bool memoryShort_ = false;
+  char error_[256] = "";  // what the library said last
   bool interlaced_ = false;
   std::unique_ptr<ScratchFile> scratch_;  // the whole image, when it is interlaced
   std::uint64_t rowsRead_ = 0;

@@ -13,6 +13,7 @@
 #include "app/image/exif.h"
 #include "app/image/pictures.h"
 #include "app/support/failure.h"
+#include "app/support/short_memory.h"
 
 namespace corvane {
 namespace {
@@ -28,6 +29,7 @@ class WebpReader : public ImageReader {
   explicit WebpReader(const std::string& path) {
     info_.path = path;
     file_ = ReadFile();
+    StartWatchingMemory();
     const WebPData data = {file_.data(), file_.size()};
     const std::unique_ptr<WebPDemuxer, DeleteDemuxer> demuxer(WebPDemux(&data));
     WebPBitstreamFeatures features = {};
@@ -48,16 +50,19 @@ class WebpReader : public ImageReader {
 
  private:
   [[noreturn]] void Fail() const {
+    ThrowIfMemoryFailed();
     throw Failure(info_.path + ": the WebP picture is cut short or damaged");
   }
 
   std::vector<std::uint8_t> ReadFile() const {
+    StartWatchingMemory();
     std::ifstream stream(info_.path, std::ios::binary | std::ios::ate);
     const auto size = static_cast<std::size_t>(std::max<std::streamoff>(stream.tellg(), 0));
     if (size > kMostFileBytes) throw Failure(info_.path + ": is too large for a WebP picture");
     std::vector<std::uint8_t> bytes(size);
     stream.seekg(0);
     if (!stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size))) {
+      ThrowIfMemoryFailed();
       throw Failure(info_.path + ": cannot be read");
     }
     return bytes;
@@ -85,6 +90,7 @@ class WebpReader : public ImageReader {
 
   void Decode() {
     pixels_.resize(info_.RowBytes() * info_.height);
+    StartWatchingMemory();
     const auto stride = static_cast<int>(info_.RowBytes());
     const auto decode = info_.form.alpha ? &WebPDecodeRGBAInto : &WebPDecodeRGBInto;
     if (decode(file_.data(), file_.size(), pixels_.data(), pixels_.size(), stride) == nullptr) {

@@ -13,6 +13,7 @@
 
 #include "app/page/settings.h"
 #include "app/support/failure.h"
+#include "app/support/short_memory.h"
 #include "printmode/print_modes.h"
 
 namespace corvane {
@@ -61,11 +62,14 @@ void SeparationReader::ReadPlaneRow(std::size_t index, std::uint8_t* to) {
   Plane& plane = planes_[index];
   const PlaneShape& shape = shape_.planes[index];
   const auto fail = [&] {
+    ThrowIfMemoryFailed();
     throw Failure(
         fmt::format("{}: row {} of plane {} cannot be read", path_, rowNumber_, shape.name));
   };
+  StartDecoding();
   if (plane.stripBytes == 0) {
     if (TIFFReadScanline(plane.file.get(), to, rowNumber_) < 0) fail();
+    FinishDecoding(path_, true);
     return;
   }
   const std::uint32_t strip = rowNumber_ / plane.rowsPerStrip;
@@ -78,6 +82,7 @@ void SeparationReader::ReadPlaneRow(std::size_t index, std::uint8_t* to) {
       plane.strip.clear();
       fail();
     }
+    FinishDecoding(path_, true);
     plane.held = strip;
   }
   std::memcpy(to, plane.strip.data() + begin, shape.bytes);

@@ -14,6 +14,7 @@
 #include "app/image/reader.h"
 #include "app/page/shrink.h"
 #include "app/support/failure.h"
+#include "app/support/short_memory.h"
 #include "app/support/units.h"
 
 namespace corvane {
@@ -94,6 +95,7 @@ std::unique_ptr<std::uint8_t, FreeAligned> AlignedBytes(std::size_t bytes) {
 }
 
 [[noreturn]] void FailInResampling() {
+  ThrowIfMemoryFailed();  // where the library found no room for the reason either
   char text[256] = "";
   if (zimg_get_last_error(text, sizeof text) == ZIMG_ERROR_OUT_OF_MEMORY) throw std::bad_alloc();
   throw Failure(fmt::format("resampling failed: {}", text));
@@ -163,11 +165,13 @@ class Resampler {
     // Diffusing the error of the last rounding needs whole rows. Without it the library works in
     // columns of the image, one after the other, and no row would be complete before the end.
     parameters.dither_type = ZIMG_DITHER_ERROR_DIFFUSION;
+    StartWatchingMemory();
     graph_.reset(zimg_filter_graph_build(&from, &to, &parameters));
     if (!graph_) FailInResampling();
   }
 
   void Run() {
+    StartWatchingMemory();
     unsigned inputRows = 0, outputRows = 0;
     std::size_t scratchBytes = 0;
     if (zimg_filter_graph_get_input_buffering(graph_.get(), &inputRows) != 0 ||
@@ -182,6 +186,7 @@ class Resampler {
     const auto scratch = AlignedBytes(scratchBytes);
     const auto source = input_->As<zimg_image_buffer_const>();
     const auto target = output_->As<zimg_image_buffer>();
+    StartWatchingMemory();
     const auto result = zimg_filter_graph_process(graph_.get(), &source, &target, scratch.get(),
                                                   &Fill, this, &Drain, this);
     if (thrown_) std::rethrow_exception(thrown_);
