@@ -7,8 +7,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <filesystem>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -104,42 +104,59 @@ bool NextDirectory(TIFF* file, const std::string& path) {
   return true;
 }
 
-// Where the pages of long files lie: going through the chain for every page takes a time that grows
-// with the square of their number.
+// A file as it was: size and time of change.
+using FileState = std::pair<std::uintmax_t, std::filesystem::file_time_type>;
+
+FileState StateOf(const std::string& path) {
+  std::error_code ignored;
+  return {std::filesystem::file_size(path, ignored),
+          std::filesystem::last_write_time(path, ignored)};
+}
+
+// Where the pages of long files lie, of those last asked for: going through the chain for every page
+// takes a time that grows with the square of their number.
 class PagePlaces {
  public:
-  void Keep(const std::string& path, std::vector<toff_t> offsets) {
+  // `state` is the file's before it was read.
+  void Keep(const std::string& path, const FileState& state, std::vector<toff_t> offsets) {
     if (offsets.size() < kFew) return;
     const std::lock_guard lock(mutex_);
-    files_[path] = {StateOf(path), std::move(offsets)};
+    std::erase_if(files_, [&](const Known& known) { return known.path == path; });
+    if (files_.size() == kMostFiles) files_.pop_front();
+    files_.push_back({path, state, std::move(offsets)});
   }
 
   // 0 where it is not known, or the file has changed since.
   toff_t Find(const std::string& path, int page) {
     const std::lock_guard lock(mutex_);
-    const auto known = files_.find(path);
-    if (known == files_.end() || known->second.state != StateOf(path)) return 0;
-    const std::vector<toff_t>& offsets = known->second.offsets;
-    return static_cast<std::size_t>(page) < offsets.size() ? offsets[static_cast<std::size_t>(page)]
-                                                           : 0;
+    const Known* const known = Find(path);
+    const auto index = static_cast<std::size_t>(page);
+    return known != nullptr && index < known->offsets.size() ? known->offsets[index] : 0;
+  }
+
+  // How many pages the file has; 0 where it is not known, or the file has changed since.
+  int Count(const std::string& path) {
+    const std::lock_guard lock(mutex_);
+    const Known* const known = Find(path);
+    return known == nullptr ? 0 : static_cast<int>(known->offsets.size());
   }
 
  private:
-  static constexpr std::size_t kFew = 16;
-  using State = std::pair<std::uintmax_t, std::filesystem::file_time_type>;
+  static constexpr std::size_t kFew = 16, kMostFiles = 16;
   struct Known {
-    State state;
+    std::string path;
+    FileState state;
     std::vector<toff_t> offsets;
   };
 
-  static State StateOf(const std::string& path) {
-    std::error_code ignored;
-    return {std::filesystem::file_size(path, ignored),
-            std::filesystem::last_write_time(path, ignored)};
+  const Known* Find(const std::string& path) const {
+    const auto known = std::find_if(files_.begin(), files_.end(),
+                                    [&](const Known& file) { return file.path == path; });
+    return known == files_.end() || known->state != StateOf(path) ? nullptr : &*known;
   }
 
   std::mutex mutex_;
-  std::map<std::string, Known> files_;
+  std::deque<Known> files_;
 };
 
 PagePlaces pagePlaces;
@@ -339,13 +356,15 @@ Samples ReadSamples(TIFF* file) {
 }
 
 int CountTiffPages(const std::string& path) {
+  if (const int known = pagePlaces.Count(path)) return known;
+  const FileState state = StateOf(path);
   const TiffFile file = OpenTiffFile(path);
   std::vector<toff_t> offsets;
   do {
     if (IsPage(file.get())) offsets.push_back(TIFFCurrentDirOffset(file.get()));
   } while (NextDirectory(file.get(), path));
   const int pages = static_cast<int>(std::max<std::size_t>(offsets.size(), 1));
-  pagePlaces.Keep(path, std::move(offsets));
+  pagePlaces.Keep(path, state, std::move(offsets));
   return pages;
 }
 
