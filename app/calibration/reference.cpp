@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -457,14 +458,15 @@ Measurement MeasurementOf(const Cgats& cgats, const std::string& name,
 Measurement ReadMeasurement(const std::filesystem::path& file, std::optional<double> inkLimit) {
   const std::string name = file.string();
   std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw Failure(name + ": cannot be read");
+  if (!stream) FailOfSystem(name, errno);
   std::string text;
   std::array<char, 1 << 16> buffer;
   while (stream.read(buffer.data(), buffer.size()) || stream.gcount() > 0) {
     text.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));
     if (text.size() > kLargestFile) throw Failure(name + ": is too large for a measurement");
   }
-  if (text.empty()) throw Failure(name + ": is empty or cannot be read");
+  if (stream.bad()) FailOfSystem(name, errno);
+  if (text.empty()) throw Failure(name + ": is empty");
   return MeasurementOf(ParseCgats(text, name), name, inkLimit);
 }
 

@@ -3,6 +3,7 @@
 #include <glob.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -115,7 +116,7 @@ void TakeCsv(const JobMakeOptions& options, const RequestReceiver& receiver) {
   std::ifstream file;
   if (!standardInput) {
     file.open(options.csv, std::ios::binary);
-    if (!file) throw Failure(options.csv + ": cannot be read");
+    if (!file) FailOfSystem(options.csv, errno);
   }
   const std::string name = standardInput ? "standard input" : options.csv;
   CsvReader csv(standardInput ? std::cin : file, name);
@@ -174,7 +175,7 @@ class JobMaker {
   // can be printed.
   std::vector<PageEstimate> Estimates() const {
     try {
-      return EstimatePages(options_);
+      return TryTwice([&] { return EstimatePages(options_); });
     } catch (const UsageFailure&) {
       throw;
     } catch (const TransientFailure&) {

@@ -108,12 +108,16 @@ class JobRun {
 
   // Makes a page done or failed, or leaves it to another run.
   void Settle(const JobPage& page) {
-    const PageStanding standing = StandingOf(options_.manifest, page);
-    if (standing.state == PageState::Done) return Count(&Tally::there);
-    if (standing.state == PageState::Failed && !options_.retryFailed) return Count(&Tally::failed);
     try {
-      CheckFiles(page);
-      Print(page);
+      const PageStanding standing = StandingOf(options_.manifest, page);
+      if (standing.state == PageState::Done) return Count(&Tally::there);
+      if (standing.state == PageState::Failed && !options_.retryFailed) {
+        return Count(&Tally::failed);
+      }
+      TryTwice([&] {
+        CheckFiles(page);
+        Print(page);
+      });
     } catch (const OutputFailure&) {
       throw;
     } catch (const JobFailure&) {

@@ -43,7 +43,7 @@ class SheetReader {
     try {
       thread_ = std::thread([this] { Read(); });
     } catch (const std::system_error&) {
-      throw Failure(job.image + ": no thread can be started to read it");
+      throw TransientFailure(job.image + ": no thread can be started to read it");
     }
   }
 

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <fstream>
 #include <iterator>
@@ -27,6 +28,7 @@
 #include "app/page/planes.h"
 #include "app/support/failure.h"
 #include "app/support/limits.h"
+#include "app/support/lines.h"
 #include "app/support/output_stage.h"
 #include "app/support/units.h"
 
@@ -51,7 +53,8 @@ PaperSize PaperOf(const DocumentPage& page, const std::string& title) {
 std::string PasswordIn(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::string line;
-  if (!file || !std::getline(file, line)) throw Failure(path + ": no password can be read");
+  if (!file) FailOfSystem(path, errno);
+  if (!ReadLine(file, path, &line)) throw Failure(path + ": holds no password");
   return line;
 }
 

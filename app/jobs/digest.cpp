@@ -4,11 +4,8 @@
 #include <fmt/format.h>
 #include <nettle/sha2.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
-#include <initializer_list>
 #include <system_error>
 #include <vector>
 
@@ -42,25 +39,10 @@ class Sha256 {
   sha256_ctx state_;
 };
 
-// Whether a file that gives this error may be readable later: its disk or server is away, or this
-// machine has run out of something. A folder that is missing too is taken for a server's.
-bool MayPass(int error, const fs::path& path) {
-  std::error_code ignored;
-  if (error == ENOENT) return !fs::is_directory(path.parent_path(), ignored);
-  constexpr int kLasting[] = {EACCES, EPERM, EISDIR, ENOTDIR, ELOOP, ENAMETOOLONG, ENXIO};
-  return std::find(std::begin(kLasting), std::end(kLasting), error) == std::end(kLasting);
-}
-
-[[noreturn]] void FailToRead(const fs::path& path, int error) {
-  const std::string text = fmt::format("{}: {}", path.string(), std::strerror(error));
-  if (MayPass(error, path)) throw TransientFailure(text);
-  throw Failure(text);
-}
-
 class OpenFile {
  public:
   explicit OpenFile(const fs::path& path) : path_(path), file_(Descriptor::OpenForReading(path)) {
-    if (!file_.IsOpen()) FailToRead(path, errno);
+    if (!file_.IsOpen()) FailOfSystem(path.string(), errno);
   }
 
   // 0 at the end.
@@ -69,7 +51,7 @@ class OpenFile {
       ThrowIfInterrupted();
       const std::ptrdiff_t got = file_.Read(data, size);
       if (got >= 0) return static_cast<std::size_t>(got);
-      if (errno != EINTR) FailToRead(path_, errno);
+      if (errno != EINTR) FailOfSystem(path_.string(), errno);
     }
   }
 

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <nlohmann/json.hpp>
 
 #include "app/jobs/digest.h"
@@ -102,13 +103,17 @@ void ManifestWriter::Finish() {
 }
 
 ManifestReader::ManifestReader(const fs::path& path) : path_(path), file_(path, std::ios::binary) {
-  if (!file_) throw Failure(path.string() + ": cannot be read");
+  if (!file_) FailOfSystem(path.string(), errno);
   try {
-    const nlohmann::json last = ParseJson(LastLine(file_));
+    const std::string line = LastLine(file_);
+    if (file_.bad()) FailOfSystem(path.string(), errno);
+    const nlohmann::json last = ParseJson(line);
     TakeWholeNumber(last, "pages", &totals_.pages);
     last.at("cost").get_to(totals_.cost);
   } catch (const Json::exception&) {
     FailAsNoJob();
+  } catch (const TransientFailure&) {
+    throw;
   } catch (const Failure&) {
     FailAsNoJob();
   }
@@ -120,7 +125,10 @@ bool ManifestReader::Next(JobPage* page) {
   if (line_ == totals_.pages) return false;
   ++line_;
   std::string text;
-  if (!std::getline(file_, text)) Fail("the page is missing");
+  if (!std::getline(file_, text)) {
+    if (file_.bad()) FailOfSystem(path_.string(), errno);
+    Fail("the page is missing");
+  }
   try {
     *page = PageFrom(ParseJson(text));
   } catch (const Json::exception& error) {

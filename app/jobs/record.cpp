@@ -5,13 +5,12 @@
 #include <fmt/format.h>
 
 #include <ctime>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "app/support/failure.h"
 #include "app/support/json.h"
+#include "app/support/lines.h"
 
 namespace corvane {
 namespace {
@@ -86,9 +85,9 @@ std::optional<PageRecord> RecordFromJson(const std::string& text) {
 }
 
 std::optional<PageRecord> ReadRecord(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  return RecordFromJson({std::istreambuf_iterator<char>(file), {}});
+  std::error_code problem;
+  if (!fs::exists(path, problem) && !problem) return std::nullopt;
+  return RecordFromJson(ReadText(path));
 }
 
 fs::path RecordPathOf(const fs::path& output) {

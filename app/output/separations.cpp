@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -40,7 +41,7 @@ int MediaTypeIn(std::string_view description) {
 }  // namespace
 
 SeparationReader::SeparationReader(const std::string& path) : path_(path) {
-  if (!std::ifstream(path)) throw Failure(path + ": cannot be opened");
+  if (!std::ifstream(path)) FailOfSystem(path, errno);
   do {
     AddPlane(static_cast<tdir_t>(planes_.size()));
   } while (!IsLastTiffDirectory(planes_.back().file.get(), path_));

@@ -70,7 +70,9 @@ class Compressor {
 StripEncoder::StripEncoder(int threads, std::size_t waiting, Writer write)
     : write_(std::move(write)), waiting_(waiting) {
   StartThreads(static_cast<std::size_t>(std::max(threads, 1)), threads_, [this] { Work(); });
-  if (threads_.empty()) throw Failure("no thread can be started to compress the pages");
+  if (threads_.empty()) {
+    throw TransientFailure("no thread can be started to compress the pages");
+  }
 }
 
 StripEncoder::~StripEncoder() { Stop(); }

@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -20,6 +19,7 @@
 
 #include "app/support/descriptor.h"
 #include "app/support/failure.h"
+#include "app/support/lines.h"
 #include "app/support/message.h"
 
 namespace corvane {
@@ -130,8 +130,7 @@ ssize_t WritePipe(pappl_device_t* device, const void* data, std::size_t size) {
 }  // namespace
 
 std::map<std::string, std::vector<std::string>> ReadPipeCommands(const fs::path& file) {
-  std::ifstream lines(file);
-  if (!lines) throw Failure(file.string() + ": cannot be read");
+  std::istringstream lines(ReadText(file));
   std::map<std::string, std::vector<std::string>> commands;
   int number = 0;
   for (std::string line; std::getline(lines, line);) {

@@ -5,11 +5,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <initializer_list>
+#include <sstream>
 
 #include "app/page/settings.h"
 #include "app/support/failure.h"
+#include "app/support/lines.h"
 
 namespace corvane {
 namespace {
@@ -77,7 +78,7 @@ void TakeMode(int mode, int alternateMode, JobWishes& wishes) {
 const PrintHead& HeadOfPpd(const std::filesystem::path& ppd) {
   int model = kUsualModel;
   if (!ppd.empty()) {
-    std::ifstream lines(ppd);
+    std::istringstream lines(ReadText(ppd));
     model = 0;
     for (std::string line; std::getline(lines, line);) {
       if (!line.starts_with(kModelKeyword)) continue;

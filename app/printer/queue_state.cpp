@@ -15,7 +15,6 @@
 #include <future>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -27,6 +26,7 @@
 #include "app/support/failure.h"
 #include "app/support/input_stream.h"
 #include "app/support/interrupt.h"
+#include "app/support/lines.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
 #include "app/support/work_folder.h"
@@ -77,25 +77,9 @@ bool AreWhole(std::string_view attributes) {
   return whole;
 }
 
-// All bytes up to `last`, which counts, or to the end. Throws Failure.
-std::string ContentsOf(InputStream& stream, std::optional<char> last = {}) {
-  std::string text;
-  std::array<char, 1 << 14> bytes;
-  while (const std::size_t size = stream.ReadAvailable(bytes.data(), bytes.size())) {
-    text.append(bytes.data(), size);
-    if (last && text.back() == *last) break;
-  }
-  return text;
-}
-
-std::string ContentsOf(const fs::path& path) {
-  InputStream stream(path.string());
-  return ContentsOf(stream);
-}
-
 // False, and nothing is written, when they were cut short.
 bool CopyAttributes(const fs::path& from, const fs::path& to) {
-  const std::string attributes = ContentsOf(from);
+  const std::string attributes = ReadText(from);
   if (!AreWhole(attributes)) return false;
   WriteOutput(to, attributes);
   return true;
@@ -151,15 +135,25 @@ class NamedPipe {
   Descriptor reader_, writer_;
 };
 
+// All up to the end of the state.
+std::string ReadState(Descriptor pipe, const std::string& name) {
+  InputStream stream(std::move(pipe), name);
+  std::string text;
+  std::array<char, 1 << 14> bytes;
+  while (!text.ends_with(kStateEnd)) {
+    const std::size_t size = stream.ReadAvailable(bytes.data(), bytes.size());
+    if (size == 0) break;
+    text.append(bytes.data(), size);
+  }
+  return text;
+}
+
 // The state as the framework writes it, which does not look whether a disk takes what it writes:
 // what is written into a pipe arrives, or the reading thread says why not.
 std::string StateOf(pappl_system_t* system, const fs::path& file) {
   NamedPipe pipe(file);
   std::future<std::string> reading =
-      std::async(std::launch::async, [reader = pipe.TakeReader(), &file]() mutable {
-        InputStream stream(std::move(reader), file.string());
-        return ContentsOf(stream, kStateEnd);
-      });
+      std::async(std::launch::async, &ReadState, pipe.TakeReader(), file.string());
   const bool saved = papplSystemSaveState(system, pipe.Path().c_str());
   try {
     pipe.Writer().Write(&kStateEnd, 1);
@@ -167,7 +161,7 @@ std::string StateOf(pappl_system_t* system, const fs::path& file) {
     // The reading thread is gone, and says why.
   }
   std::string text = reading.get();
-  if (!saved || text.empty() || text.back() != kStateEnd) {
+  if (!saved || !text.ends_with(kStateEnd)) {
     throw Failure(file.string() + ": the framework does not write it");
   }
   text.pop_back();
@@ -243,7 +237,7 @@ void ReviveAttributes(const fs::path& spool) {
   for (const std::string& name : NamesIn(kept, kAttributes)) {
     const fs::path own = spool / name;
     try {
-      if (fs::exists(own, ignored) && !AreWhole(ContentsOf(own))) CopyAttributes(kept / name, own);
+      if (fs::exists(own, ignored) && !AreWhole(ReadText(own))) CopyAttributes(kept / name, own);
     } catch (const Failure& failure) {
       Complain(failure.what());
     }
@@ -270,7 +264,7 @@ void KeepQueue(pappl_system_t* system, const QueueFiles& files) {
 void ReviveJobs(const QueueFiles& files) {
   ReviveAttributes(files.spool);
   if (!fs::exists(files.state)) return;
-  const std::string state = ContentsOf(files.state);
+  const std::string state = ReadText(files.state);
   std::istringstream lines(state);
   std::string revived;
   int printer = 0;

@@ -31,6 +31,10 @@ class OutputFailure : public TransientFailure {
   using TransientFailure::TransientFailure;
 };
 
+// Throws what the system says of a file by errno: a TransientFailure where a later try may find it
+// readable, since its disk or server is away or this machine has run out of something.
+[[noreturn]] void FailOfSystem(const std::string& file, int problem);
+
 // The result of `work`; memory that is short in it becomes a failure of what `name` names.
 template <typename Work>
 auto NamingMemory(const std::string& name, const Work& work) {
@@ -38,6 +42,21 @@ auto NamingMemory(const std::string& name, const Work& work) {
     return work();
   } catch (const std::bad_alloc&) {
     throw TransientFailure(name + ": out of memory");
+  }
+}
+
+// The result of `work`, which is done a second time when it fails for good: a library that lacks a
+// file, a thread or memory may call what it reads damaged. `work` leaves nothing when it fails.
+template <typename Work>
+auto TryTwice(const Work& work) {
+  try {
+    return work();
+  } catch (const UsageFailure&) {
+    throw;
+  } catch (const TransientFailure&) {
+    throw;
+  } catch (const Failure&) {
+    return work();
   }
 }
 

@@ -14,7 +14,7 @@ struct CloseFile {
 // A file that a library reads through the C library's stream.
 using InputFile = std::unique_ptr<std::FILE, CloseFile>;
 
-// Opens it for reading. Throws Failure, naming it.
+// Opens it for reading. Throws Failure and TransientFailure, naming it.
 InputFile OpenInputFile(const std::string& path);
 
 }  // namespace corvane

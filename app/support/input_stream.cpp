@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/support/input_stream.h"
 
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,7 +23,7 @@ InputStream::InputStream(Descriptor file, std::string name)
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kMostInPlace)) {
   struct stat status = {};
   if (!file_.IsOpen() || fstat(file_.Number(), &status) != 0) {
-    throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+    FailOfSystem(name_, errno);
   }
   if (S_ISDIR(status.st_mode)) throw Failure(name_ + ": is a directory");
   if (S_ISREG(status.st_mode)) fileSize_ = static_cast<std::uint64_t>(status.st_size);
@@ -89,11 +88,11 @@ std::uint64_t InputStream::Skip(std::uint64_t size) {
   begin_ += static_cast<std::size_t>(done);
   if (fileSize_ > 0) {
     const off_t at = lseek(file_.Number(), 0, SEEK_CUR);
-    if (at < 0) throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+    if (at < 0) FailOfSystem(name_, errno);
     const auto here = static_cast<std::uint64_t>(at);
     const std::uint64_t rest = std::min(size - done, fileSize_ - std::min(here, fileSize_));
     if (lseek(file_.Number(), static_cast<off_t>(rest), SEEK_CUR) < 0) {
-      throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+      FailOfSystem(name_, errno);
     }
     return done + rest;
   }
@@ -119,7 +118,7 @@ std::size_t InputStream::ReadSome(std::uint8_t* data, std::size_t size) {
     const std::ptrdiff_t done = file_.Read(data, size);
     if (done >= 0) return static_cast<std::size_t>(done);
     if (errno != EINTR && errno != EAGAIN) {
-      throw Failure(fmt::format("{}: {}", name_, std::strerror(errno)));
+      FailOfSystem(name_, errno);
     }
   }
 }

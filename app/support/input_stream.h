@@ -17,7 +17,7 @@
 namespace corvane {
 
 // Bytes that are read once, from a file, a pipe or a child. One thread reads; its members throw
-// Failure naming the input, and Interrupted.
+// Failure and TransientFailure naming the input, and Interrupted.
 class InputStream {
  public:
   // Thrown by a read after Cancel.

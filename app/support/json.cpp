@@ -3,12 +3,11 @@
 
 #include <fmt/format.h>
 
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "app/support/failure.h"
 #include "app/support/limits.h"
+#include "app/support/lines.h"
 #include "app/support/message.h"
 
 namespace corvane {
@@ -43,10 +42,7 @@ json ParseJson(std::string_view text) {
 }
 
 json ReadJsonFile(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw Failure(file.string() + ": cannot be opened");
-  const std::string text(std::istreambuf_iterator<char>(stream), {});
-  if (stream.bad()) throw Failure(file.string() + ": cannot be read");
+  const std::string text = ReadText(file);
   try {
     return ParseJson(text);
   } catch (const Failure& failure) {

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -58,11 +59,10 @@ std::vector<std::uint8_t> MakeTableFile(const TableIndices& extents,
 }
 
 TableFile::TableFile(const std::string& path) : name_(path), file_(path, std::ios::binary) {
+  const int opening = file_ ? 0 : errno;
   std::error_code problem;
   bytes_ = std::filesystem::file_size(path, problem);
-  if (!file_ || problem) {
-    throw Failure(name_ + ": cannot open" + (problem ? ": " + problem.message() : ""));
-  }
+  if (!file_ || problem) FailOfSystem(name_, opening != 0 ? opening : problem.value());
   if (bytes_ <= kDirectoryStart) throw Failure(name_ + ": too short for a colour-table file");
   std::array<std::uint8_t, kDirectoryStart> sizeField;
   ReadBytes(0, sizeField);
@@ -132,6 +132,7 @@ std::vector<std::uint8_t> TableFile::Read(const TableEntry& entry) {
 void TableFile::ReadBytes(std::uint64_t position, std::span<std::uint8_t> bytes) {
   file_.seekg(static_cast<std::streamoff>(position));
   file_.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (file_.bad()) FailOfSystem(name_, errno);
   if (!file_) throw Failure(name_ + ": cannot read");
 }
 

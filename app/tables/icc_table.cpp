@@ -35,7 +35,7 @@ struct IccSeparation::Transforms {
 
 IccSeparation::IccSeparation(const std::filesystem::path& file) : transforms_(new Transforms) {
   const std::string name = file.string();
-  if (!std::ifstream(file)) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+  if (!std::ifstream(file)) FailOfSystem(name, errno);
   const IccProfile printer = MadeInIccMemory(
       [&] { return IccProfile(cmsOpenProfileFromFileTHR(IccContext(), name.c_str(), "r")); });
   if (!printer) throw Failure(fmt::format("{}: is not a colour profile", name));

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "app/support/failure.h"
@@ -52,9 +51,7 @@ std::vector<std::uint8_t> ReadTable(TableFile& file, const TableEntry& entry) {
 std::string FindColorTable(const std::string& given) {
   if (given.empty()) return DefaultColorTable();
   ZCOM::MFColorTable file;
-  if (file.SetFilename(given.c_str()) == 0) {
-    throw Failure(fmt::format("{}: {}", given, std::strerror(errno)));
-  }
+  if (file.SetFilename(given.c_str()) == 0) FailOfSystem(given, errno);
   if (given.size() > limits::kColorTablePath)
     throw Failure(given + ": the path is longer than 255 bytes");
   return given;

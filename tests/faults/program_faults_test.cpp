@@ -171,6 +171,9 @@ class Trial {
     if (!cut && !WIFEXITED(ending.status)) return "did not end by itself";
     if (!cut && WEXITSTATUS(ending.status) > 3 && WEXITSTATUS(ending.status) != 75)
       return "strange status";
+    // None of these faults stays.
+    if (!cut && command_.name == "job run" && WEXITSTATUS(ending.status) == 3)
+      return "counts a page as failed for good";
     const Files files = FilesIn(Work());
     for (const auto& [name, bytes] : files) {
       if (IsWork(name) && !cut && ending.said != kOutOfMemory) return name + " is left";

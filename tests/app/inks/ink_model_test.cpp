@@ -147,7 +147,7 @@ TEST(InkFile, NamesTheEntryThatIsWrong) {
     EXPECT_THAT(error, testing::HasSubstr(file.Path().string()));
   }
   EXPECT_THAT(ErrorOf([] { ReadInkData("/nowhere/inks.json"); }),
-              testing::HasSubstr("/nowhere/inks.json: cannot be opened"));
+              testing::HasSubstr("/nowhere/inks.json: No such file"));
 }
 
 // The curves of modes that come with the program: each for a mode that there is, rising, and for

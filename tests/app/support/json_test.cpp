@@ -34,7 +34,8 @@ TEST(Json, RefusesInItsOwnWords) {
     EXPECT_EQ(FailureOf([&] { ReadJsonFile(file.Path()); }),
               file.Path().string() + ": " + c.problem);
   }
-  EXPECT_EQ(FailureOf([] { ReadJsonFile("/nowhere.json"); }), "/nowhere.json: cannot be opened");
+  EXPECT_EQ(FailureOf([] { ReadJsonFile("/nowhere.json"); }),
+            "/nowhere.json: No such file or directory");
 }
 
 TEST(Json, ReadsWhatIsSound) {
