@@ -2,10 +2,12 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <new>
 
 #include "app/commands/command_line.h"
+#include "app/commands/job.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 #include "app/support/message.h"
@@ -24,12 +26,15 @@ std::atomic<void*> reserve;
   throw std::bad_alloc();
 }
 
+// What a command without memory ends with: `job run` may succeed when it is tried again.
+int statusWithoutMemory = 1;
+
 // Where there is no memory at all not every failure can be caught: the JSON library takes some to
 // destroy values, and an exception needs a place.
 [[noreturn]] void EndWithoutUnwinding() {
   if (reserve != nullptr) std::abort();
   std::fputs(kOutOfMemory, stderr);
-  std::_Exit(1);
+  std::_Exit(statusWithoutMemory);
 }
 
 }  // namespace
@@ -37,6 +42,9 @@ std::atomic<void*> reserve;
 int main(int argc, char** argv) {
   corvane::KeepMemoryTogether();
   reserve = std::malloc(kReserveBytes);  // NOLINT(cppcoreguidelines-no-malloc): must not throw
+  if (argc > 2 && std::strcmp(argv[1], "job") == 0 && std::strcmp(argv[2], "run") == 0) {
+    statusWithoutMemory = corvane::kTryAgain;
+  }
   std::set_new_handler(GiveReserveBack);
   std::set_terminate(EndWithoutUnwinding);
   try {
@@ -48,6 +56,7 @@ int main(int argc, char** argv) {
     corvane::DieOf(interrupted);
   } catch (const std::bad_alloc&) {
     std::fputs(kOutOfMemory, stderr);
+    return statusWithoutMemory;
   } catch (const std::exception& failure) {
     corvane::Complain(failure.what());
   }
