@@ -73,6 +73,7 @@ bool DocumentSheets::AreDrawnAlike(const Page& a, const Page& b) const {
 void DocumentSheets::GoTo(std::size_t page) {
   const Page& wanted = pages_[page];
   if (page >= streamEnd_) {
+    TakeRemarks();
     Rendering rendering;
     rendering.horizontalDpi = settings_.horizontalDpi;
     rendering.verticalDpi = settings_.verticalDpi;
@@ -87,8 +88,24 @@ void DocumentSheets::GoTo(std::size_t page) {
       rendering.pages.push_back({more.job.page, more.size});
     }
     stream_ = document_.Render(rendering);
+    hasRemarks_ = false;
   }
   stream_->GoTo(wanted.job.page);
+}
+
+// Of a stream whose pages have all been read.
+void DocumentSheets::TakeRemarks() {
+  if (!stream_ || hasRemarks_) return;
+  hasRemarks_ = true;
+  const std::string remarks = stream_->Remarks();
+  // Of what is wrong with the document every run complains.
+  if (remarks.empty() || remarks_.find(remarks) != std::string::npos) return;
+  remarks_ += (remarks_.empty() ? "" : "; ") + remarks;
+}
+
+const std::string& DocumentSheets::Remarks() {
+  TakeRemarks();
+  return remarks_;
 }
 
 std::unique_ptr<RowSource> DocumentSheets::RowsOfCells(std::size_t first) {
@@ -104,6 +121,7 @@ std::unique_ptr<RowSource> DocumentSheets::RowsOfCells(std::size_t first) {
       if (wishes_.isCancelled()) throw InputStream::Cancelled();
       receiver(row);
     });
+    if (first + cell + 1 == streamEnd_) TakeRemarks();
   };
   return std::make_unique<CellRows>(sheet, cells_, pages_.size() - first, kTaggedBytes, read);
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "app/commands/print_page.h"
@@ -43,6 +44,10 @@ class DocumentSheets {
   };
   Sheet Next();
 
+  // What the interpreter has complained of although it made all pages; empty: nothing. To be asked
+  // when the last sheet has been read.
+  const std::string& Remarks();
+
  private:
   struct Page {
     PageJob job;
@@ -52,6 +57,7 @@ class DocumentSheets {
 
   void AddPage(std::size_t number, const DocumentPage& size);
   void GoTo(std::size_t page);
+  void TakeRemarks();
   bool AreDrawnAlike(const Page& a, const Page& b) const;
   std::unique_ptr<RowSource> RowsOfCells(std::size_t first);
 
@@ -63,7 +69,9 @@ class DocumentSheets {
   std::vector<Page> pages_;
   std::unique_ptr<PageStream> stream_;
   std::size_t streamEnd_ = 0;  // of pages_, behind the last in the stream
-  std::size_t next_ = 0;       // of pages_, the first of the next sheet
+  bool hasRemarks_ = false;    // of the stream
+  std::string remarks_;
+  std::size_t next_ = 0;  // of pages_, the first of the next sheet
 };
 
 }  // namespace corvane

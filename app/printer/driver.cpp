@@ -186,6 +186,16 @@ class DeviceJob {
     papplLogJob(job_, PAPPL_LOGLEVEL_ERROR, "%s", line.c_str());
   }
 
+  // What somebody should know of a job that is printed all the same.
+  void Remark(const std::string& remarks) {
+    if (remarks.empty()) return;
+    reason_ = remarks;
+    const std::string line = Printable(remarks);
+    papplJobSetReasons(job_, PAPPL_JREASON_JOB_COMPLETED_WITH_WARNINGS, PAPPL_JREASON_NONE);
+    papplJobSetMessage(job_, "%s", line.c_str());
+    papplLogJob(job_, PAPPL_LOGLEVEL_WARN, "%s", line.c_str());
+  }
+
   // False when not all of it was printed.
   bool Finish() {
     // The framework takes a job that it has to abort for a canceled one, too.
@@ -410,17 +420,18 @@ using FilePrinter = std::function<void(DeviceJob&, const pappl_pr_options_t&, co
 bool PrintFile(pappl_job_t* job, pappl_device_t* device, PrinterService& service,
                const FilePrinter& print) {
   pappl_pr_options_t* options = papplJobCreatePrintOptions(job, 0, true);
-  const bool done = Guarded(job, [&] {
+  bool whole = false;
+  Guarded(job, [&] {
     DeviceJob deviceJob(job, *options, device, service);
     try {
       print(deviceJob, *options, papplJobGetFilename(job));
     } catch (...) {
       deviceJob.Fail(std::current_exception());
     }
-    if (!deviceJob.Finish()) throw Failure("The job was not printed as a whole");
+    whole = deviceJob.Finish();
   });
   papplJobDeletePrintOptions(options);
-  return done;
+  return whole;
 }
 
 bool PrintImage(pappl_job_t* job, pappl_device_t* device, void* data) {
@@ -469,6 +480,7 @@ void PrintPages(pappl_job_t* job, DeviceJob& output, const pappl_pr_options_t& o
     output.Print(std::move(sheet.job), sheet.stream);
     papplJobSetImpressionsCompleted(job, 1);
   }
+  output.Remark(sheets.Remarks());
 }
 
 bool PrintDocument(pappl_job_t* job, pappl_device_t* device, void* data) {

@@ -90,6 +90,16 @@ class Printer:
                 return done.returncode == 0
             time.sleep(0.1)
 
+    # What clients are told of the jobs that are over.
+    def messages(self):
+        test = self.folder / "messages.test"
+        test.write_text("{ OPERATION Get-Jobs\nGROUP operation-attributes-tag\n"
+                        "ATTR charset attributes-charset utf-8\nATTR language attributes-natural-language en\n"
+                        "ATTR uri printer-uri $uri\nATTR keyword which-jobs completed\n"
+                        "ATTR keyword requested-attributes job-state-message\nSTATUS successful-ok\n}\n")
+        done = subprocess.run(["ipptool", "-tv", self.uri, test], env=self.environment, capture_output=True, text=True)
+        return [line for line in done.stdout.splitlines() if "job-state-message" in line]
+
     def jobs(self):
         return sorted(self.out.glob("job-*"))
 
@@ -206,6 +216,7 @@ def test_bad_input(printer, files):
     broken.write_bytes(b"%PDF-1.4\nnothing\n")
     printer.send(broken, "application/pdf")
     check(printer.told(printer.last(count + 2))["state"] == "aborted", "a broken document fails alone")
+    check(any("Ghostscript" in line for line in printer.messages()), "its client is told why")
     for device in "folder:///etc", "pipe://unknown":
         added = subprocess.run([printer.program, "add", "-d", "other", "-m", "corvane-4", "-v",
                                 device], env=printer.environment, capture_output=True)
