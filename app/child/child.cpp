@@ -14,10 +14,14 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <filesystem>
+#include <mutex>
+#include <new>
 #include <sstream>
 #include <system_error>
 #include <thread>
@@ -180,22 +184,54 @@ bool HasEnded(pid_t process, std::chrono::milliseconds most) {
 // ---------------------------------------------------------------------------------------------
 
 // Takes whatever the child writes to its error stream, so that it never waits, and keeps the
-// beginning and the end.
+// beginning and the end of each part.
 class Child::Complaints {
  public:
-  explicit Complaints(Descriptor from) : from_(std::move(from)), thread_([this] { Take(); }) {}
+  Complaints(Descriptor from, std::string partEnd)
+      : from_(std::move(from)), partEnd_(std::move(partEnd)), thread_([this] { Take(); }) {}
 
   ~Complaints() { Stop(); }
 
+  std::optional<std::string> NextPart(std::chrono::milliseconds most) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, most, [this] { return silent_ || lost_ || !parts_.empty(); });
+    if (lost_) throw std::bad_alloc();
+    if (parts_.empty()) return std::nullopt;
+    std::string part = std::move(parts_.front());
+    parts_.pop_front();
+    return part;
+  }
+
+  bool IsSilent() {
+    const std::lock_guard lock(mutex_);
+    return silent_ && parts_.empty();
+  }
+
+  // The part that has not ended.
   std::string Stop() {
     stopped_ = true;
     if (thread_.joinable()) thread_.join();
-    return first_ + last_;
+    return part_.Text() + line_;
   }
 
  private:
-  static constexpr std::size_t kKept = 1024;  // of either
+  static constexpr std::size_t kKept = 1024;  // at either end
   static constexpr int kLookMs = 20;
+
+  class Excerpt {
+   public:
+    void Add(std::string_view text) {
+      const std::string_view head = text.substr(0, kKept - first_.size());
+      first_ += head;
+      last_ += text.substr(head.size());
+      if (last_.size() > kKept) last_.erase(0, last_.size() - kKept);
+    }
+
+    std::string Text() const { return first_ + last_; }
+
+   private:
+    std::string first_, last_;
+  };
 
   void Take() {
     char bytes[4096];
@@ -203,24 +239,57 @@ class Child::Complaints {
       pollfd wanted = {from_.Number(), POLLIN, 0};
       const int ready = poll(&wanted, 1, kLookMs);
       if (ready <= 0) {
-        if (stopped_) return;  // somebody else has the pipe
+        if (stopped_) break;  // somebody else has the pipe
         continue;
       }
       const ssize_t count = read(from_.Number(), bytes, sizeof bytes);
-      if (count == 0 || (count < 0 && errno != EINTR)) return;
-      if (count > 0) Keep({bytes, static_cast<std::size_t>(count)});
+      if (count == 0 || (count < 0 && errno != EINTR)) break;
+      if (count > 0) KeepOrLose({bytes, static_cast<std::size_t>(count)});
+    }
+    const std::lock_guard lock(mutex_);
+    silent_ = true;
+    changed_.notify_all();
+  }
+
+  void KeepOrLose(std::string_view text) {
+    try {
+      Keep(text);
+    } catch (const std::bad_alloc&) {
+      const std::lock_guard lock(mutex_);
+      lost_ = true;
+      changed_.notify_all();
     }
   }
 
   void Keep(std::string_view text) {
-    const std::string_view head = text.substr(0, kKept - first_.size());
-    first_ += head;
-    last_ += text.substr(head.size());
-    if (last_.size() > kKept) last_.erase(0, last_.size() - kKept);
+    if (partEnd_.empty()) return part_.Add(text);
+    for (std::size_t end; (end = text.find('\n')) != std::string_view::npos;) {
+      line_ += text.substr(0, end);
+      text.remove_prefix(end + 1);
+      line_ == partEnd_ ? EndPart() : part_.Add(line_ + '\n');
+      line_.clear();
+    }
+    line_ += text;
+    if (line_.size() <= partEnd_.size()) return;
+    part_.Add(line_);
+    line_.clear();
+  }
+
+  void EndPart() {
+    const std::lock_guard lock(mutex_);
+    parts_.push_back(std::exchange(part_, {}).Text());
+    changed_.notify_all();
   }
 
   Descriptor from_;
-  std::string first_, last_;
+  const std::string partEnd_;
+  Excerpt part_;
+  std::string line_;  // that has begun, as long as it may be the end of the part
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::string> parts_;  // that have ended
+  bool silent_ = false;
+  bool lost_ = false;  // memory was too short for what came
   std::atomic<bool> stopped_ = false;
   std::thread thread_;
 };
@@ -232,6 +301,7 @@ std::string ChildCommand::NameOfFile(std::size_t place) {
 Child::Child(const ChildCommand& command)
     : program_(command.program),
       limits_(command.limits),
+      partEnd_(command.partEnd),
       folder_(TemporaryFolder(), TemporaryFolder()) {
   const std::string program = FindProgram(command.program);
   if (program.empty()) {
@@ -303,7 +373,7 @@ void Child::Start(const std::vector<std::string>& words,
   }
   output_ = std::move(output.reading);
   try {
-    complaints_ = std::make_unique<Complaints>(std::move(complaints.reading));
+    complaints_ = std::make_unique<Complaints>(std::move(complaints.reading), partEnd_);
   } catch (const std::system_error&) {
     kill(-process_, SIGKILL);
     waitpid(std::exchange(process_, -1), nullptr, 0);
@@ -318,6 +388,12 @@ Child::~Child() {
     if (!WorkFolder::IsLock(entry.path())) fs::remove_all(entry.path(), ignored);
   }
 }
+
+std::optional<std::string> Child::NextPart(int milliseconds) {
+  return complaints_->NextPart(std::chrono::milliseconds(milliseconds));
+}
+
+bool Child::IsSilent() const { return complaints_->IsSilent(); }
 
 std::string Child::End(bool atOnce) {
   if (process_ < 0) return ending_;

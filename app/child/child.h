@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,9 @@ struct ChildCommand {
   ChildLimits limits = {};
   // Files that the child may read, from the start, as descriptors kFirstFile and up.
   std::vector<const Descriptor*> files = {};
+  // A line by which the child says on its error stream that a part of its work is done. Empty:
+  // none.
+  std::string partEnd = {};
 
   static constexpr int kFirstFile = 3;
   // What the child opens to read the file of that place.
@@ -53,12 +57,19 @@ class Child {
 
   bool Sandboxed() const { return sandboxed_; }
 
+  // What the child has complained of in the next part of its work, lines and all, once that is
+  // done; its beginning and its end. Waits so long; nothing: it is not done yet.
+  std::optional<std::string> NextPart(int milliseconds);
+
+  // Whether the child has closed its error stream: it ends no more parts than NextPart gives.
+  bool IsSilent() const;
+
   // Ends the child, and says how it has ended: empty when it did so by itself and content, else
   // what happened and what it complained of, in one line. Unless it is to end at once it gets some
   // time.
   std::string End(bool atOnce);
 
-  // What it complained of, in one line, once it has ended.
+  // What it complained of, in one line, once it has ended; of a child with parts, in the last one.
   const std::string& Complaint() const { return complaint_; }
 
  private:
@@ -73,6 +84,7 @@ class Child {
 
   std::string program_;
   ChildLimits limits_;
+  std::string partEnd_;
   WorkFolder folder_;  // the child's temporary one
   bool sandboxed_ = false;
   pid_t process_ = -1;

@@ -198,9 +198,11 @@ class JobRun {
       record.inks.push_back({kInkNames[static_cast<int>(use.ink)], use.drops, use.nanolitres});
     }
     record.reusedRows = report.pages[0].reusedRows;
+    record.remarks = report.remarks;
     record.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     WriteRecord(page, record);
+    for (const std::string& remark : report.remarks) Complain(page, remark);
     if (cache_ && IsCacheable(page)) cache_->Keep(page, options.output, record);
     Count(&Tally::printed);
   }
@@ -218,6 +220,7 @@ class JobRun {
     PageRecord record = NewRecord(page);
     record.files = std::move(found->files);
     record.inks = std::move(found->inks);
+    record.remarks = std::move(found->remarks);
     record.fromCache = true;
     WriteRecord(page, record);
     return true;

@@ -317,6 +317,7 @@ class PrintRun {
         GoToCell(index, *reading);
         PlacedPage page(job, reading->stream.get(), SheetOf(job));
         ReadTagged(page, SheetOf(job).width, bytesPerPixel, TagOf(job), receiver);
+        if (reading->stream) reading->stream->Finish();
       });
       if (index + 1 == reading->group.first + reading->group.count) TakeRemarks(*reading);
     };

@@ -67,6 +67,7 @@ class SheetReader {
       page_.Read([this](const std::uint8_t* row) {
         if (!queue_.Push(row)) throw GaveUp();
       });
+      if (stream_ != nullptr) stream_->Finish();
       done_ = true;
       queue_.Close();
     } catch (const GaveUp&) {

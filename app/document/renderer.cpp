@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include <utility>
 
 #include "app/child/child.h"
+#include "app/document/page_report.h"
 #include "app/image/kind.h"
 #include "app/image/pnm.h"
 #include "app/support/failure.h"
@@ -51,7 +53,8 @@ namespace {
 
 using Lane = OpenedDocument::Lane;
 
-constexpr double kListingDpi = 288;  // tells sizes to a quarter of a point
+constexpr std::size_t kMostSaid = 400;  // of what the interpreter says of a page
+constexpr double kListingDpi = 288;     // tells sizes to a quarter of a point
 
 // Places among the files that the child is given.
 constexpr std::size_t kDocument = 0, kColours = 1, kSecrets = 2;
@@ -59,6 +62,9 @@ constexpr std::size_t kDocument = 0, kColours = 1, kSecrets = 2;
 // Black ink of text becomes black, not the dark grey that printing inks make together on paper;
 // what else is CMYK keeps its managed colours.
 constexpr std::string_view kColourRules = "Text_CMYK\tNone\n";
+
+// Stands in the error stream behind what is said of a page.
+constexpr const char* kPageEnd = "corvane-page-end";
 
 // Lists a PDF: a line a page with the media box, the crop box, the rotation and the user unit.
 std::string ListingProgram(const std::string& file) {
@@ -72,7 +78,8 @@ std::string ListingProgram(const std::string& file) {
 ()" + file +
          R"() (r) file runpdfbegin
 1 1 pdfpagecount {
-  pdfgetpage out (corvane-page ) writestring
+  pdfgetpage dup type /dicttype ne { pop 1 dict } if  % fails when it is drawn
+  out (corvane-page ) writestring
   dup /MediaBox put-box dup /CropBox put-box
   dup /Rotate put-number /UserUnit put-number
   out (\n) writestring
@@ -114,6 +121,33 @@ std::string PageList(const std::vector<int>& pages) {
   return list;
 }
 
+// The interpreter's words that draw these ascending pages, from 0.
+std::string DrawingOf(const std::vector<int>& pages) {
+  std::string words;
+  for (std::size_t i = 0, end = 0; i < pages.size(); i = end) {
+    const int step = i + 1 < pages.size() ? pages[i + 1] - pages[i] : 1;
+    for (end = i + 1; end < pages.size() && pages[end] == pages[end - 1] + step;) ++end;
+    words += fmt::format("{} {} {} {{ draw }} for ", pages[i] + 1, step, pages[end - 1] + 1);
+  }
+  return words;
+}
+constexpr const char* kEverySecondPage =
+    "document (r) file runpdfbegin pdfpagecount runpdfend 1 2 3 -1 roll { draw } for ";
+
+// Draws pages of a PDF, which `drawing` names, each from the file opened anew: what the interpreter
+// has found wrong it tells when it closes the file, and so of which page it is true.
+std::string DrawingProgram(const std::string& file, const std::string& drawing) {
+  return fmt::format(R"(/QUIET false def
+/document ({}) def
+/report (%stderr) (w) file def
+/draw {{
+  document (r) file runpdfbegin pdfgetpage pdfshowpage runpdfend
+  flush report (\n{}\n) writestring report flushfile
+}} def
+{}quit)",
+                     file, kPageEnd, drawing);
+}
+
 struct Box {
   double left = 0, bottom = 0, right = 0, top = 0;
 };
@@ -153,7 +187,7 @@ DocumentPage PageFrom(std::istream& line) {
 // The interpreter.
 
 std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<std::string>& task,
-                             std::size_t pages) {
+                             std::size_t pages, const char* partEnd = "") {
   const RendererSettings& settings = document.settings;
   const Descriptor colours = InMemory(kColourRules);
   const Descriptor secrets =
@@ -172,6 +206,7 @@ std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<s
   command.arguments.insert(command.arguments.end(), task.begin(), task.end());
   command.limits = {settings.memoryBytes, settings.pageSeconds * static_cast<double>(pages)};
   command.files = {&document.file, &colours, &secrets};
+  command.partEnd = partEnd;
   return std::make_unique<Child>(command);
 }
 
@@ -183,17 +218,24 @@ std::unique_ptr<InputStream> OutputOf(Child& child, const OpenedDocument& docume
   return output;
 }
 
-// What makes the pages into bitmaps on the standard output.
+// What makes pages into bitmaps on the standard output: those of a PDF that the words `which` draw,
+// those of another document that the list `which` names, all where it is empty.
 std::vector<std::string> DrawingTask(const OpenedDocument& document, const std::string& device,
                                      double horizontalDpi, double verticalDpi,
-                                     const std::string& pages) {
+                                     const std::string& which) {
   // What a program prints must not come between the bitmaps.
   std::vector<std::string> task = {fmt::format("-sDEVICE={}", device),
                                    fmt::format("-r{:.6f}x{:.6f}", horizontalDpi, verticalDpi),
                                    "-sOutputFile=%stdout", "-sstdout=%stderr", "-dUseCropBox"};
-  if (!pages.empty()) task.push_back(fmt::format("-sPageList={}", pages));
+  const std::string file = ChildCommand::NameOfFile(kDocument);
+  if (document.kind == FileKind::Pdf) {
+    task.insert(task.end(),
+                {fmt::format("--permit-file-read={}", file), "-c", DrawingProgram(file, which)});
+    return task;
+  }
+  if (!which.empty()) task.push_back(fmt::format("-sPageList={}", which));
   if (document.kind == FileKind::Eps) task.push_back("-dEPSCrop");
-  task.insert(task.end(), {"-f", ChildCommand::NameOfFile(kDocument)});
+  task.insert(task.end(), {"-f", file});
   // An illustration need not show its page itself.
   constexpr char kShowUnlessShown[] = "currentpagedevice /PageCount get 0 eq { showpage } if";
   if (document.kind == FileKind::Eps) task.insert(task.end(), {"-c", kShowUnlessShown});
@@ -249,9 +291,14 @@ std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
     }
   }
   const std::string ending = child->End(false);
-  // The pages before an error are pages; making them tells of the error again.
   if (!ending.empty() && pages.empty()) Fail(document.path, ending);
-  if (document.kind == FileKind::Eps && !pages.empty()) pages.resize(1);
+  if (document.kind == FileKind::Eps) {
+    if (!pages.empty()) pages.resize(1);
+  } else if (!ending.empty()) {
+    // The pages before an error are pages. What comes behind it nobody knows: the page that it has
+    // stopped stands for it, and fails when it is made.
+    pages.push_back(pages.back());
+  }
   return pages;
 }
 
@@ -283,12 +330,13 @@ Descriptor PdfOfSvg(const OpenedDocument& document) {
 
 // ---------------------------------------------------------------------------------------------
 
-// Starts the interpreter on pages that the list names: so many, to limit its time.
+// Starts the interpreter on pages as DrawingTask takes them: so many, to limit its time.
 Lane StartLane(const OpenedDocument& document, double horizontalDpi, double verticalDpi,
-               const std::string& list, std::size_t pages) {
+               const std::string& which, std::size_t pages) {
   Lane lane;
   lane.child =
-      Start(document, DrawingTask(document, "bitrgbtags", horizontalDpi, verticalDpi, list), pages);
+      Start(document, DrawingTask(document, "bitrgbtags", horizontalDpi, verticalDpi, which), pages,
+            document.kind == FileKind::Pdf ? kPageEnd : "");
   auto input = OutputOf(*lane.child, document);
   lane.input = input.get();
   lane.bitmaps = OpenPnmStream(std::move(input));
@@ -328,26 +376,22 @@ class RenderedPages : public PageStream {
 
   void ReadRow(std::uint8_t* row) override {
     Guarded([&] { Current().bitmaps->ReadRow(row); });
-    const bool more = next_ - 1 + lanes_.size() < rendering_.pages.size();
-    if (++rowsRead_ < page_.image.height || more) return;
-    bool ended = false;
-    Guarded([&] { ended = Current().input->Peek(1).empty(); });
-    if (!ended) Fail(page_.image.path, "sends more than it has announced");
+    if (++rowsRead_ == page_.image.height) EndPage();
+  }
+
+  void Finish() override {
+    std::vector<std::uint8_t> row(page_.image.RowBytes());
+    while (rowsRead_ < page_.image.height) ReadRow(row.data());
   }
 
   bool IsPrompt() const override { return false; }
 
   std::string Remarks() override {
-    std::string all;
     for (const Lane& lane : lanes_) {
       const std::string ending = lane.child->End(false);
-      const std::string& remarks = ending.empty() ? lane.child->Complaint() : ending;
-      // Of what is wrong with the document both may complain.
-      if (remarks.empty() || all.ends_with(": " + remarks)) continue;
-      all +=
-          fmt::format("{}{}: Ghostscript: {}", all.empty() ? "" : "; ", document_->path, remarks);
+      Remark(ending.empty() ? lane.child->Complaint() : ending);
     }
-    return all;
+    return remarks_;
   }
 
   void Cancel() override {
@@ -364,8 +408,10 @@ class RenderedPages : public PageStream {
     for (std::size_t i = index; i < rendering_.pages.size(); i += lanes_.size()) {
       numbers.push_back(rendering_.pages[i].number);
     }
-    lanes_[index] = StartLane(*document_, DrawnDpi(rendering_.horizontalDpi),
-                              DrawnDpi(rendering_.verticalDpi), PageList(numbers), numbers.size());
+    const bool isPdf = document_->kind == FileKind::Pdf;
+    lanes_[index] =
+        StartLane(*document_, DrawnDpi(rendering_.horizontalDpi), DrawnDpi(rendering_.verticalDpi),
+                  isPdf ? DrawingOf(numbers) : PageList(numbers), numbers.size());
   }
 
   double DrawnDpi(double dpi) const { return dpi * rendering_.scale; }
@@ -387,6 +433,45 @@ class RenderedPages : public PageStream {
   [[noreturn]] void FailOfEnd(const std::string& what) {
     const std::string ending = Current().child->End(false);
     Fail(page_.image.path, ending.empty() ? what : ending);
+  }
+
+  // Behind the last row: whether all that the page holds is on it.
+  void EndPage() {
+    if (document_->kind == FileKind::Pdf) {
+      std::string said;
+      Guarded([&] { said = TakeReport(); });
+      const PageReport report = ReadPageReport(said);
+      if (!report.missing.empty()) {
+        Fail(page_.image.path, "has not drawn all of it: " + OneLine(report.missing, kMostSaid));
+      }
+      Remark(OneLine(report.remarks, kMostSaid));
+    }
+    if (next_ - 1 + lanes_.size() < rendering_.pages.size()) return;
+    bool ended = false;
+    Guarded([&] { ended = Current().input->Peek(1).empty(); });
+    if (!ended) Fail(page_.image.path, "sends more than it has announced");
+  }
+
+  // What the interpreter has said of the page.
+  std::string TakeReport() {
+    constexpr int kLookMs = 50;
+    const auto start = std::chrono::steady_clock::now();
+    const std::chrono::duration<double> most(document_->settings.pageSeconds);
+    for (;;) {
+      Current().input->ThrowIfCancelled();
+      if (auto report = Current().child->NextPart(kLookMs)) return *std::move(report);
+      if (Current().child->IsSilent()) throw Failure(page_.image.path);
+      if (std::chrono::steady_clock::now() - start > most) {
+        throw InputStream::WaitedTooLong(page_.image.path);
+      }
+    }
+  }
+
+  void Remark(const std::string& what) {
+    // What is wrong with the document is so on every page.
+    if (what.empty() || remarks_.ends_with(": " + what)) return;
+    remarks_ +=
+        fmt::format("{}{}: Ghostscript: {}", remarks_.empty() ? "" : "; ", document_->path, what);
   }
 
   void TakeHeader(const WantedPage& wanted) {
@@ -419,6 +504,7 @@ class RenderedPages : public PageStream {
   std::vector<Lane> lanes_;  // one after the other makes a page
   std::size_t next_ = 0;     // of the pages
   std::uint32_t rowsRead_ = 0;
+  std::string remarks_;
 };
 
 }  // namespace
@@ -450,8 +536,9 @@ bool Document::Sandboxed() const { return opened_->sandboxed; }
 void Document::Expect(double horizontalDpi, double verticalDpi) {
   if (opened_->kind != FileKind::Pdf) return;
   // How many pages there are nobody knows; each one's time is limited while it is waited for.
-  opened_->expected = {horizontalDpi, verticalDpi,
-                       StartLane(*opened_, horizontalDpi, verticalDpi, "odd", limits::kPages)};
+  opened_->expected = {
+      horizontalDpi, verticalDpi,
+      StartLane(*opened_, horizontalDpi, verticalDpi, kEverySecondPage, limits::kPages)};
 }
 
 std::unique_ptr<PageStream> Document::Render(const Rendering& rendering) {

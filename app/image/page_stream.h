@@ -52,6 +52,10 @@ class PageStream {
   // The next row of that page: `Page().image.RowBytes()` bytes.
   virtual void ReadRow(std::uint8_t* row) = 0;
 
+  // Behind the last row that is wanted of that page: waits until it shows whether the page is
+  // whole. A stream whose rows tell that by themselves has nothing to wait for.
+  virtual void Finish() {}
+
   // Goes on to a page (from 0) that was not passed yet. Throws Failure when there is none.
   void GoTo(int number);
 

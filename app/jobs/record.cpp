@@ -40,6 +40,7 @@ std::string ToJson(const PageRecord& record) {
     }
     json["files"] = files;
     json["inks"] = inks;
+    if (!record.remarks.empty()) json["remarks"] = record.remarks;
   } else {
     json["failure"] = record.failure;
   }
@@ -68,6 +69,7 @@ std::optional<PageRecord> RecordFromJson(const std::string& text) {
         record.inks.push_back({ink.at("ink"), 0, ink.at("nanolitres")});
         TakeWholeNumber(ink, "drops", &record.inks.back().drops);
       }
+      record.remarks = json.value("remarks", record.remarks);
     }
     json.at("seconds").get_to(record.seconds);
     json.at("host").get_to(record.host);

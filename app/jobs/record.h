@@ -34,11 +34,12 @@ struct PageRecord {
   std::string failure;     // why the page cannot be printed; empty: it is printed
   std::vector<OutputDigest> files;
   std::vector<RecordedInk> inks;
-  double seconds = 0;            // of computing, at the wall
-  std::string host;              // that printed it
-  std::string finished;          // UTC, as 2026-01-31T12:34:56Z
-  std::uint64_t reusedRows = 0;  // input rows that were taken over from a page like this
-  bool fromCache = false;        // nothing was computed for it
+  std::vector<std::string> remarks;  // on a page that is printed, as of a document's interpreter
+  double seconds = 0;                // of computing, at the wall
+  std::string host;                  // that printed it
+  std::string finished;              // UTC, as 2026-01-31T12:34:56Z
+  std::uint64_t reusedRows = 0;      // input rows that were taken over from a page like this
+  bool fromCache = false;            // nothing was computed for it
 };
 
 std::string ToJson(const PageRecord& record);

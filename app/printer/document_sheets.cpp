@@ -121,6 +121,7 @@ std::unique_ptr<RowSource> DocumentSheets::RowsOfCells(std::size_t first) {
       if (wishes_.isCancelled()) throw InputStream::Cancelled();
       receiver(row);
     });
+    stream_->Finish();
     if (first + cell + 1 == streamEnd_) TakeRemarks();
   };
   return std::make_unique<CellRows>(sheet, cells_, pages_.size() - first, kTaggedBytes, read);

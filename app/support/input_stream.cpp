@@ -106,10 +106,14 @@ std::uint64_t InputStream::Skip(std::uint64_t size) {
   return done;
 }
 
+void InputStream::ThrowIfCancelled() const {
+  if (cancelled_ || (isCancelled_ && isCancelled_())) throw Cancelled();
+  ThrowIfInterrupted();
+}
+
 std::size_t InputStream::ReadSome(std::uint8_t* data, std::size_t size) {
   for (;;) {
-    if (cancelled_ || (isCancelled_ && isCancelled_())) throw Cancelled();
-    ThrowIfInterrupted();
+    ThrowIfCancelled();
     if (waitLeft_ <= waitLeft_.zero()) throw WaitedTooLong(name_ + ": nothing comes any more");
     const auto start = std::chrono::steady_clock::now();
     const bool ready = file_.WaitToRead(kLongestWaitMs);

@@ -61,6 +61,9 @@ class InputStream {
   // The same when `isCancelled` says so, which is asked before and while bytes are waited for.
   void CancelWhen(std::function<bool()> isCancelled) { isCancelled_ = std::move(isCancelled); }
 
+  // For who waits for something else of the same origin: Cancelled as above, and Interrupted.
+  void ThrowIfCancelled() const;
+
  private:
   std::size_t ReadSome(std::uint8_t* data, std::size_t size);
   std::size_t Buffered() const { return end_ - begin_; }

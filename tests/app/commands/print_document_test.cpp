@@ -138,10 +138,12 @@ TEST_F(PrintDocumentTest, PrintsDrawings) {
 TEST_F(PrintDocumentTest, SaysWhatIsWrong) {
   const std::string broken = folder_.File("broken.ps");
   std::ofstream(broken) << "%!PS\n<</PageSize [40 40]>> setpagedevice showpage showpage nonsense";
-  // The pages before the error are there.
-  const auto report = Printed(broken, {});
+  // The pages before the error are there, and the one that it has stopped fails.
+  const auto report = Printed(broken, {}, 1);
   EXPECT_EQ(report["pages"].size(), 2u);
-  EXPECT_THAT(report["remarks"].dump(), HasSubstr("/undefined in nonsense"));
+  ASSERT_EQ(report["failures"].size(), 1u);
+  EXPECT_EQ(report["failures"][0]["page"], 3);
+  EXPECT_THAT(report["failures"].dump(), HasSubstr("/undefined in nonsense"));
   const std::string paper = TwentyPages();
   const auto complaint = [&](const std::vector<std::string>& more) {
     std::vector<std::string> arguments = {"print", paper, "-o", out_, "-q"};

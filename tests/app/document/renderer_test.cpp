@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <fstream>
 
 #include "app/child/child.h"
@@ -109,10 +110,10 @@ TEST_F(RendererTest, GivesThePagesOfTheDocument) {
 
 // Of a PDF a second child makes the second page while the first one is read.
 TEST_F(RendererTest, MakesTheNextPageAhead) {
-  const std::string script = std::string(kPage) + "case \"$*\" in *PageList=5\\ *) while [ ! -e " +
-                             folder_.File("second") +
-                             " ]; do sleep 0.01; done; page 36 36;; *PageList=8\\ *) : > " +
-                             folder_.File("second") + "; page 36 36; echo odd >&2;; esac";
+  const std::string script =
+      std::string(kPage) + "case \"$*\" in *'5 1 5 {'*) while [ ! -e " + folder_.File("second") +
+      " ]; do sleep 0.01; done; page 36 36;; *'8 1 8 {'*) : > " + folder_.File("second") +
+      "; page 36 36; echo odd >&2;; esac; echo corvane-page-end >&2";
   pageSeconds_ = 30;
   const auto stream = Played(script, "%PDF-1.4\n");
   for (const int number : {4, 7}) {
@@ -159,6 +160,47 @@ TEST_F(RendererTest, GoesOnWithWhatItHasBegun) {
             << numbers.size() << " pages from " << numbers[0] << ", expected at " << expectedDpi;
       }
     }
+  }
+}
+
+// A page of which a part is missing fails and says so; what was mended is a remark. Its rows are
+// those of the file drawn whole.
+TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
+  if (!HasInterpreter()) GTEST_SKIP() << "no interpreter here";
+  const std::string square = "0 g 5 5 20 20 re f ", picture = "q 30 0 0 30 10 40 cm BI /W 2 /H 9 ";
+  const auto damaged = [](std::string pdf, const char* what, const char* by) {
+    return pdf.replace(pdf.rfind(what), std::strlen(what), by);
+  };
+  const std::vector<std::string> two = {"/MediaBox [0 0 80 80]", "/MediaBox [0 0 80 80]"};
+  const std::string whole = Pdf(two, square);
+  const struct {
+    std::string pdf, failure, remark;
+  } cases[] = {
+      {whole, "", ""},
+      {Pdf(two, square + "Q Q"), "", ""},
+      {Pdf(two, square + "/F 9 Tf unknown"), "", ""},
+      {damaged(whole, "startxref", "startxxxx"), "", "PDF file was repaired"},
+      {Pdf(two, square + "(a) 2 3 4 re f"), "page 1: Ghostscript has not drawn all of it: ", ""},
+      {Pdf(two, square + "/Missing Do"), "page 1: Ghostscript has not drawn all of it: ", ""},
+      {Pdf(two, picture + "/CS /RGB /BPC 8 ID abcxyz EI Q"), "all of it: recoverable image", ""},
+      {damaged(whole, "/Contents 3 0 R", "/Contents 9 0 R"), "page 2: Ghostscript has not ", ""},
+      {damaged(whole, "/Type /Page /P", "/Nope /Page /P"), "", ""},
+      {whole.substr(0, whole.find("re f")), "page 1: Ghostscript ", ""},
+  };
+  for (const auto& [pdf, failure, remark] : cases) {
+    SCOPED_TRACE(pdf);
+    Document document(Written("a.pdf", pdf), {});
+    const std::string said = FailureOf([&] {
+      Rendering rendering = {.horizontalDpi = 72, .verticalDpi = 72, .ahead = false};
+      for (const DocumentPage& size : document.Pages()) {
+        rendering.pages.push_back({static_cast<int>(rendering.pages.size()), size});
+      }
+      const auto stream = document.Render(rendering);
+      while (stream->Next()) stream->Finish();
+      EXPECT_THAT(stream->Remarks(), HasSubstr(remark));
+      EXPECT_EQ(stream->Remarks().empty(), remark.empty());
+    });
+    EXPECT_THAT(said, HasSubstr(failure.empty() ? "no failure" : failure));
   }
 }
 
