@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -36,8 +38,10 @@ struct OpenedDocument {
   };
 
   std::string path;
-  FileKind kind;
-  Descriptor file;
+  FileKind kind;  // of what the interpreter gets: a drawing is a PDF
+  bool isDrawing;
+  struct stat status;        // of the file when it was first opened
+  Descriptor madeOfDrawing;  // kept for the next run of the interpreter, or not open
   RendererSettings settings;
   bool sandboxed = false;
   std::size_t pages = 0;  // 0: not listed
@@ -186,9 +190,72 @@ DocumentPage PageFrom(std::istream& line) {
 // ---------------------------------------------------------------------------------------------
 // The interpreter.
 
+// What a child of the document writes.
+std::unique_ptr<InputStream> OutputOf(Child& child, const OpenedDocument& document) {
+  auto output = std::make_unique<InputStream>(child.TakeOutput(), document.path);
+  output->LimitWait(document.settings.pageSeconds);
+  output->CancelWhen(document.settings.isCancelled);
+  return output;
+}
+
+// A drawing as a PDF file of one page, in which its text is text.
+Descriptor PdfOfSvg(const OpenedDocument& document, const Descriptor& drawing) {
+  ChildCommand command = {.program = "rsvg-convert", .package = "librsvg2-bin"};
+  command.arguments = {"--format=pdf", "--", ChildCommand::NameOfFile(0)};
+  command.limits = {document.settings.memoryBytes, document.settings.pageSeconds};
+  command.files = {&drawing};
+  Child child(command);
+  const auto output = OutputOf(child, document);
+  ScratchFile pdf;
+  std::vector<std::uint8_t> bytes(std::size_t{256} << 10);
+  std::uint64_t size = 0;
+  while (const std::size_t more = output->Read(bytes.data(), bytes.size())) {
+    pdf.Write(size, bytes.data(), more);
+    size += more;
+  }
+  const std::string ending = child.End(false);
+  if (!ending.empty() || size == 0) {
+    throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
+                              ending.empty() ? "has made nothing of it" : ending));
+  }
+  Descriptor file(open(pdf.Path().c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen())
+    throw TransientFailure(fmt::format("no file can be opened: {}", std::strerror(errno)));
+  return file;
+}
+
+// The document's file, which is opened anew for each run of the interpreter: a command may have
+// more documents than the system lets it hold open.
+Descriptor OpenAgain(const OpenedDocument& document) {
+  Descriptor file(open(document.path.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat now = {};
+  if (!file.IsOpen() || fstat(file.Number(), &now) != 0) {
+    throw Failure(fmt::format("{}: {}", document.path, std::strerror(errno)));
+  }
+  const struct stat& then = document.status;
+  if (now.st_dev != then.st_dev || now.st_ino != then.st_ino || now.st_size != then.st_size ||
+      now.st_mtim.tv_sec != then.st_mtim.tv_sec || now.st_mtim.tv_nsec != then.st_mtim.tv_nsec) {
+    throw Failure(document.path + ": has changed while it was printed");
+  }
+  return file;
+}
+
+// What the interpreter gets to read.
+Descriptor FileFor(const OpenedDocument& document) {
+  if (document.madeOfDrawing.IsOpen()) {
+    Descriptor file = document.madeOfDrawing.Duplicate();
+    if (file.IsOpen()) return file;
+    throw TransientFailure(
+        fmt::format("{}: cannot be opened: {}", document.path, std::strerror(errno)));
+  }
+  Descriptor file = OpenAgain(document);
+  return document.isDrawing ? PdfOfSvg(document, file) : std::move(file);
+}
+
 std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<std::string>& task,
                              std::size_t pages, const char* partEnd = "") {
   const RendererSettings& settings = document.settings;
+  const Descriptor file = FileFor(document);
   const Descriptor colours = InMemory(kColourRules);
   const Descriptor secrets =
       InMemory(settings.password.empty() ? std::string() : Quoted(settings.password));
@@ -205,17 +272,9 @@ std::unique_ptr<Child> Start(const OpenedDocument& document, const std::vector<s
                        fmt::format("-sSourceObjectICC={}", rules)};
   command.arguments.insert(command.arguments.end(), task.begin(), task.end());
   command.limits = {settings.memoryBytes, settings.pageSeconds * static_cast<double>(pages)};
-  command.files = {&document.file, &colours, &secrets};
+  command.files = {&file, &colours, &secrets};
   command.partEnd = partEnd;
   return std::make_unique<Child>(command);
-}
-
-// What a child of the document writes.
-std::unique_ptr<InputStream> OutputOf(Child& child, const OpenedDocument& document) {
-  auto output = std::make_unique<InputStream>(child.TakeOutput(), document.path);
-  output->LimitWait(document.settings.pageSeconds);
-  output->CancelWhen(document.settings.isCancelled);
-  return output;
 }
 
 // What makes pages into bitmaps on the standard output: those of a PDF that the words `which` draw,
@@ -300,32 +359,6 @@ std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
     pages.push_back(pages.back());
   }
   return pages;
-}
-
-// A drawing as a PDF file of one page, in which its text is text. `document.file` is the drawing.
-Descriptor PdfOfSvg(const OpenedDocument& document) {
-  ChildCommand command = {.program = "rsvg-convert", .package = "librsvg2-bin"};
-  command.arguments = {"--format=pdf", "--", ChildCommand::NameOfFile(0)};
-  command.limits = {document.settings.memoryBytes, document.settings.pageSeconds};
-  command.files = {&document.file};
-  Child child(command);
-  const auto output = OutputOf(child, document);
-  ScratchFile pdf;
-  std::vector<std::uint8_t> bytes(std::size_t{256} << 10);
-  std::uint64_t size = 0;
-  while (const std::size_t more = output->Read(bytes.data(), bytes.size())) {
-    pdf.Write(size, bytes.data(), more);
-    size += more;
-  }
-  const std::string ending = child.End(false);
-  if (!ending.empty() || size == 0) {
-    throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
-                              ending.empty() ? "has made nothing of it" : ending));
-  }
-  Descriptor file(open(pdf.Path().c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.IsOpen())
-    throw TransientFailure(fmt::format("no file can be opened: {}", std::strerror(errno)));
-  return file;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -511,19 +544,29 @@ class RenderedPages : public PageStream {
 
 Document::Document(const std::string& path, const RendererSettings& settings) {
   const FileKind kind = KindOfFile(path);
-  Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.IsOpen()) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
-  opened_ = std::make_shared<OpenedDocument>(
-      OpenedDocument{path, kind, std::move(file), settings, false, 0, {}});
-  if (kind == FileKind::Svg) {
-    opened_->file = PdfOfSvg(*opened_);
-    opened_->kind = FileKind::Pdf;
+  const bool isDrawing = kind == FileKind::Svg;
+  struct stat status = {};
+  if (stat(path.c_str(), &status) != 0) {
+    throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
   }
+  opened_ = std::make_shared<OpenedDocument>(OpenedDocument{
+      path, isDrawing ? FileKind::Pdf : kind, isDrawing, status, {}, settings, false, 0, {}});
 }
 
 Document::~Document() = default;
 
+void Document::MakeOfDrawing() {
+  if (!opened_->isDrawing || opened_->madeOfDrawing.IsOpen()) return;
+  Descriptor made = FileFor(*opened_);
+  // Where there are many of them they are made again when they are printed.
+  rlimit most = {};
+  getrlimit(RLIMIT_NOFILE, &most);
+  if (static_cast<rlim_t>(made.Number()) < most.rlim_cur / 2)
+    opened_->madeOfDrawing = std::move(made);
+}
+
 std::vector<DocumentPage> Document::Pages() {
+  MakeOfDrawing();
   std::vector<DocumentPage> pages =
       opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
   if (pages.empty()) throw Failure(opened_->path + ": has no pages");
@@ -535,6 +578,7 @@ bool Document::Sandboxed() const { return opened_->sandboxed; }
 
 void Document::Expect(double horizontalDpi, double verticalDpi) {
   if (opened_->kind != FileKind::Pdf) return;
+  MakeOfDrawing();
   // How many pages there are nobody knows; each one's time is limited while it is waited for.
   opened_->expected = {
       horizontalDpi, verticalDpi,

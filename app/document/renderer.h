@@ -46,7 +46,8 @@ struct Rendering {
 
 struct OpenedDocument;
 
-// A document on the disk. The interpreter gets the file open, and no other.
+// A document on the disk. The interpreter gets the file open, and no other. It is opened for each
+// run and not held open between them; a file that has changed since fails.
 class Document {
  public:
   // The file must be of a kind for which IsDocument holds. Throws Failure when it cannot be read.
@@ -70,6 +71,8 @@ class Document {
   std::unique_ptr<PageStream> Render(const Rendering& rendering);
 
  private:
+  void MakeOfDrawing();
+
   std::shared_ptr<OpenedDocument> opened_;
 };
 
