@@ -126,6 +126,7 @@ struct StagedPage {
     contone = add(names.contone);
     preview = add(names.preview);
     inkMap = add(names.inkMap);
+    report = add(names.report);
   }
 
   std::vector<std::string> Names() const {
@@ -136,7 +137,7 @@ struct StagedPage {
     return names;
   }
 
-  StagedFile *data, *sidecar, *contone, *preview, *inkMap;
+  StagedFile *data, *sidecar, *contone, *preview, *inkMap, *report;
 };
 
 // The sinks of one page.
@@ -264,6 +265,7 @@ class PrintRun {
     const std::vector<PlannedPage>& pages;
     PageGroup group;
     std::unique_ptr<PageStream> stream = nullptr;  // null: not opened yet
+    bool remarksTaken = false;
   };
 
   void PrintGroup(const PageGroup& group) {
@@ -275,7 +277,9 @@ class PrintRun {
   }
 
   void TakeRemarks(GroupReading& reading) {
-    const std::string remarks = reading.stream && !failed_ ? reading.stream->Remarks() : "";
+    if (reading.remarksTaken || !reading.stream || failed_) return;
+    const std::string remarks = reading.stream->Remarks();
+    reading.remarksTaken = true;
     if (remarks.empty()) return;
     const std::lock_guard lock(mutex_);
     report_.remarks.push_back(remarks);
@@ -330,6 +334,7 @@ class PrintRun {
       if (index != group.first) continue;
       reading.group = group;
       reading.stream.reset();
+      reading.remarksTaken = false;
     }
     if (reading.pages[index].streamed) GoTo(index, reading);
   }
@@ -345,6 +350,7 @@ class PrintRun {
       throw;
     } catch (const Failure& failure) {
       reading.stream.reset();  // it may be what has failed
+      reading.remarksTaken = false;
       progress_.Clear();
       const std::string reason = NameOf(options_, failure.what());
       Complain(reason);
@@ -399,6 +405,16 @@ class PrintRun {
     if (!options_.preview.picture.empty() || !options_.preview.inkMap.empty()) {
       printed.note = PreviewNote(preview_);
     }
+    if (files.report != nullptr) WriteReportOf(index, files, reading);
+  }
+
+  void WriteReportOf(std::size_t index, const StagedPage& files, GroupReading& reading) {
+    if (index + 1 == reading.group.first + reading.group.count) TakeRemarks(reading);
+    files.data->Finish();
+    std::unique_lock lock(mutex_);
+    const std::vector<std::string> remarks = report_.remarks;
+    lock.unlock();
+    WriteReport(options_, report_.pages[index], remarks, *files.data, *files.report);
   }
 
   const PrintOptions& options_;
@@ -526,7 +542,6 @@ int RunPrint(const PrintOptions& options) {
   CheckReportOptions(options);
   const PrintReport report = Print(options);
   for (const std::string& remark : report.remarks) Complain(remark);
-  WriteReports(options, report);
   if (!options.quiet || options.json) {
     const auto write = [&](std::string_view text) {
       WriteReportBeside(WritesToStandardOutput(options), options.json, text);

@@ -75,31 +75,18 @@ void CheckReportOptions(const PrintOptions& options) {
     throw UsageFailure("--report needs TIFF files to read back");
   }
   CheckEnding(options.report, kHtmlEndings);
-  CheckOutputNames({options.report, options.output}, {});
 }
 
-std::filesystem::path ReportPathOf(const PrintOptions& options, std::size_t index,
-                                   std::size_t count) {
-  std::filesystem::path path = options.report;
-  if (count == 1) return path;
-  return fmt::format("{}-{:03}{}", (path.parent_path() / path.stem()).string(), index + 1,
-                     path.extension().string());
-}
-
-void WriteReports(const PrintOptions& options, const PrintReport& report) {
-  if (options.report.empty()) return;
-  for (std::size_t i = 0; i < report.pages.size(); ++i) {
-    const PrintedPage& page = report.pages[i];
-    ReportOptions made;
-    made.prints = {page.files[0]};
-    made.output = ReportPathOf(options, i, report.pages.size()).string();
-    made.media = options.media;
-    made.inks = options.preview.inks;
-    made.warnings = report.remarks;
-    AddImage(options, page, made);
-    AddSettings(options, made);
-    RunReport(made);
-  }
+void WriteReport(const PrintOptions& options, const PrintedPage& page,
+                 const std::vector<std::string>& warnings, const StagedFile& data,
+                 StagedFile& report) {
+  ReportOptions made;
+  made.media = options.media;
+  made.inks = options.preview.inks;
+  made.warnings = warnings;
+  AddImage(options, page, made);
+  AddSettings(options, made);
+  ReportOn(made, data, report);
 }
 
 }  // namespace corvane

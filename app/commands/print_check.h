@@ -1,24 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
-// The press check of what has just been printed.
+// The press check of a page that is just printed, which is one of its files.
 #pragma once
 
-#include <cstddef>
-#include <filesystem>
+#include <string>
+#include <vector>
 
 #include "app/commands/print.h"
+#include "app/support/output_stage.h"
 
 namespace corvane {
 
 // Refuses what no report can be made of. Throws UsageFailure.
 void CheckReportOptions(const PrintOptions& options);
 
-// The report on the page `index`, from 0, of `count`.
-std::filesystem::path ReportPathOf(const PrintOptions& options, std::size_t index,
-                                   std::size_t count);
-
-// Writes the report that the options name, of several pages numbered ones, from the printed files.
-// Throws Failure; the prints stay.
-void WriteReports(const PrintOptions& options, const PrintReport& report);
+// Writes the report on a page, whose data are finished and not committed, into its file. Throws
+// Failure.
+void WriteReport(const PrintOptions& options, const PrintedPage& page,
+                 const std::vector<std::string>& warnings, const StagedFile& data,
+                 StagedFile& report);
 
 }  // namespace corvane

@@ -16,7 +16,6 @@
 #include <utility>
 
 #include "app/chain/message_recorder.h"
-#include "app/commands/print_check.h"
 #include "app/commands/standard_input.h"
 #include "app/image/ink_planes.h"
 #include "app/image/kind.h"
@@ -453,6 +452,7 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
     };
     page.files.preview = drawn(options.preview.picture);
     page.files.inkMap = drawn(options.preview.inkMap);
+    page.files.report = drawn(options.report);
     ++number;
   }
 }
@@ -465,8 +465,8 @@ void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pag
   std::vector<fs::path> outputs = {options.record};
   for (const PlannedPage& page : pages) {
     const PageFileNames& files = page.files;
-    outputs.insert(outputs.end(),
-                   {files.data, files.sidecar, files.contone, files.preview, files.inkMap});
+    outputs.insert(outputs.end(), {files.data, files.sidecar, files.contone, files.preview,
+                                   files.inkMap, files.report});
   }
   CheckOutputNames(outputs, inputs);
   if (!NamesFolder(options.output)) {
@@ -476,11 +476,7 @@ void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pag
   CheckEnding(options.preview.picture, kPngEndings);
   CheckEnding(options.preview.inkMap, kPngEndings);
   CheckEnding(options.record, kMessageEndings);
-  if (!options.noClobber) return;
-  for (std::size_t i = 0; !options.report.empty() && i < pages.size(); ++i) {
-    outputs.push_back(ReportPathOf(options, i, pages.size()));
-  }
-  CheckAbsence(outputs);
+  if (options.noClobber) CheckAbsence(outputs);
 }
 
 std::vector<PageGroup> GroupPages(const std::vector<PlannedPage>& pages, int jobs) {

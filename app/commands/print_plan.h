@@ -25,6 +25,7 @@ struct PageFileNames {
   std::filesystem::path contone;
   std::filesystem::path preview;
   std::filesystem::path inkMap;
+  std::filesystem::path report;
 };
 
 struct PlannedPage {

@@ -71,8 +71,9 @@ class Reporter {
         placing_(PlacingFrom(options.placing)),
         head_(options.head.empty() ? Printhead{} : ReadPrinthead(options.head)) {}
 
-  void Report(const std::string& print, StagedFile* page) {
-    SeparationReader reader(print);
+  // `file` holds the print, which is called `print`.
+  void Report(const fs::path& file, const std::string& print, StagedFile* page) {
+    SeparationReader reader(file.string());
     const PageShape& shape = reader.Shape();
     PressCheckSettings settings = settings_;
     settings.media = (typedMedia_ != 0 ? typedMedia_ : shape.mediaType) - 1;
@@ -103,6 +104,11 @@ class Reporter {
 
 }  // namespace
 
+void ReportOn(const ReportOptions& options, const StagedFile& print, StagedFile& page) {
+  Reporter(options).Report(print.PathUntilCommit(), print.Path().string(), &page);
+  page.Finish();
+}
+
 int RunReport(const ReportOptions& options) {
   if (options.prints.size() > 1) {
     if (!options.output.empty() && !IsFolder(options.output)) {
@@ -125,7 +131,7 @@ int RunReport(const ReportOptions& options) {
   for (std::size_t i = 0; i < pages.size(); ++i) {
     const std::string& print = options.prints[i];
     StagedFile* const page = pages[i].empty() ? nullptr : &stage.CreateStream(pages[i]);
-    NamingMemory(print, [&] { reporter.Report(print, page); });
+    NamingMemory(print, [&] { reporter.Report(print, print, page); });
     if (page != nullptr) page->Finish();
   }
   stage.Commit();

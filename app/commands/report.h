@@ -31,6 +31,12 @@ struct ReportOptions {
   std::vector<std::string> warnings;
 };
 
+class StagedFile;
+
+// Reports on one print, finished in the stage of a command and not committed, into a file of the
+// same stage. Prints and output of the options are not looked at. Throws Failure.
+void ReportOn(const ReportOptions& options, const StagedFile& print, StagedFile& page);
+
 // Reports on each print. Returns the exit status; throws Failure.
 int RunReport(const ReportOptions& options);
 

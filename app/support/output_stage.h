@@ -30,6 +30,9 @@ class StagedFile {
   // As it was named.
   const std::filesystem::path& Path() const { return path_; }
 
+  // Where it can be read between Finish and Commit; empty for what is written directly.
+  const std::filesystem::path& PathUntilCommit() const { return temporary_; }
+
   std::uint64_t Size() const { return size_; }
   void Append(const void* data, std::size_t size);
   void Append(std::string_view bytes) { Append(bytes.data(), bytes.size()); }
