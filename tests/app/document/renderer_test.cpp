@@ -163,8 +163,7 @@ TEST_F(RendererTest, GoesOnWithWhatItHasBegun) {
   }
 }
 
-// A page of which a part is missing fails and says so; what was mended is a remark. Its rows are
-// those of the file drawn whole.
+// A page of which a part is missing fails and says so; what was mended is a remark.
 TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
   if (!HasInterpreter()) GTEST_SKIP() << "no interpreter here";
   const std::string square = "0 g 5 5 20 20 re f ", picture = "q 30 0 0 30 10 40 cm BI /W 2 /H 9 ";
@@ -182,9 +181,10 @@ TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
       {damaged(whole, "startxref", "startxxxx"), "", "PDF file was repaired"},
       {Pdf(two, square + "(a) 2 3 4 re f"), "page 1: Ghostscript has not drawn all of it: ", ""},
       {Pdf(two, square + "/Missing Do"), "page 1: Ghostscript has not drawn all of it: ", ""},
-      {Pdf(two, picture + "/CS /RGB /BPC 8 ID abcxyz EI Q"), "all of it: recoverable image", ""},
+      {Pdf(two, picture + "/CS /RGB /BPC 8 ID abcxyz EI Q"),
+       "page 1: Ghostscript has not drawn all of it: ", ""},
       {damaged(whole, "/Contents 3 0 R", "/Contents 9 0 R"), "page 2: Ghostscript has not ", ""},
-      {damaged(whole, "/Type /Page /P", "/Nope /Page /P"), "", ""},
+      {damaged(whole, "/Type /Page /P", "/Nope /Page /P"), "page 2: Ghostscript ended with ", ""},
       {whole.substr(0, whole.find("re f")), "page 1: Ghostscript ", ""},
   };
   for (const auto& [pdf, failure, remark] : cases) {
