@@ -73,9 +73,9 @@ class PngReader : public ImageReader {
   [[noreturn]] void Fail() const {
     ThrowIfMemoryFailed();
     const bool cut = std::strstr(error_, "Read Error") != nullptr;
-    throw Failure(fmt::format("{}: {}{}", info_.path,
-                              cut ? "the PNG image is cut short" : "damaged PNG image: ",
-                              cut ? "" : error_));
+    throw Failure(
+        fmt::format("{}: {}{}", info_.path,
+                    cut ? "the PNG image is cut short" : "damaged PNG image: ", cut ? "" : error_));
   }
 
   // Nothing may be thrown through the library.

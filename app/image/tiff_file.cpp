@@ -113,8 +113,8 @@ FileState StateOf(const std::string& path) {
           std::filesystem::last_write_time(path, ignored)};
 }
 
-// Where the pages of long files lie, of those last asked for: going through the chain for every page
-// takes a time that grows with the square of their number.
+// Where the pages of long files lie, of those last asked for: going through the chain for every
+// page takes a time that grows with the square of their number.
 class PagePlaces {
  public:
   // `state` is the file's before it was read.

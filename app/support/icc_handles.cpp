@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <utility>
+
+#include "app/support/memory_reserve.h"
 
 namespace corvane {
 namespace {
@@ -19,6 +22,9 @@ constexpr std::size_t kLargestBlock = std::size_t{512} << 20;
 
 thread_local bool memoryShort = false;
 
+// What the library makes of parts it follows without a look at whether there was memory for them.
+constinit MemoryReserve iccReserve;
+
 // A block begins with its size, for reallocation.
 union Head {
   std::size_t size;
@@ -27,17 +33,24 @@ union Head {
 
 void* Allocate(cmsContext, cmsUInt32Number size) {
   if (size == 0 || size > kLargestBlock) return nullptr;
-  auto* head = static_cast<Head*>(allocateForIcc(sizeof(Head) + size));
+  auto* head = static_cast<Head*>(std::malloc(sizeof(Head) + size));
   if (head == nullptr) {
     memoryShort = true;
-    return nullptr;
+    head = static_cast<Head*>(iccReserve.Allocate(sizeof(Head) + size));
+    if (head == nullptr) return nullptr;
   }
   head->size = size;
   return head + 1;
 }
 
 void Free(cmsContext, void* block) {
-  if (block != nullptr) std::free(static_cast<Head*>(block) - 1);
+  if (block == nullptr) return;
+  Head* const head = static_cast<Head*>(block) - 1;
+  if (iccReserve.Owns(head)) {
+    iccReserve.Free();
+  } else {
+    std::free(head);
+  }
 }
 
 void* Reallocate(cmsContext context, void* block, cmsUInt32Number size) {

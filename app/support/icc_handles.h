@@ -3,8 +3,6 @@
 
 #include <lcms2.h>
 
-#include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -29,9 +27,6 @@ using IccCurve = std::unique_ptr<cmsToneCurve, FreeIccCurve>;
 // memory that is short as it answers a profile that is damaged, and no page may be printed without
 // its profile for that.
 cmsContext IccContext();
-
-// Where the context has its memory from; tests put in one that fails.
-inline void* (*allocateForIcc)(std::size_t size) = &std::malloc;
 
 // Whether an allocation has failed on this thread since the last call, which forgets it.
 bool TakeIccMemoryShort();
