@@ -154,7 +154,7 @@ TEST_F(PrintDocumentTest, SaysWhatIsWrong) {
   EXPECT_THAT(complaint({"--pages", "3-x"}), HasSubstr("3-x: is no page or range of pages"));
   EXPECT_THAT(complaint({"--landscape"}),
               HasSubstr("--landscape turns a sheet that --paper names"));
-  EXPECT_THAT(complaint({"--password-file", folder_.File("none")}), HasSubstr("no password"));
+  EXPECT_THAT(complaint({"--password-file", folder_.File("none")}), HasSubstr("No such file"));
   std::ofstream(folder_.File("wide.ps")) << "%!PS\n<</PageSize [20 200]>> setpagedevice showpage";
   EXPECT_THAT(Complaint({"print", folder_.File("wide.ps"), "-o", out_, "-q"}),
               HasSubstr("a sheet's sides are 10 to 5000 mm long"));
