@@ -110,11 +110,12 @@ class HeifReader : public ImageReader {
       return;
     }
     heif_color_profile_nclx* found = nullptr;
-    if (heif_image_handle_get_nclx_color_profile(&handle, &found).code != heif_error_Ok) {
+    const heif_error problem = heif_image_handle_get_nclx_color_profile(&handle, &found);
+    const Held<heif_color_profile_nclx> nclx(found);  // which it may give with an error, too
+    if (problem.code != heif_error_Ok) {
       ThrowIfMemoryFailed();
       return;
     }
-    const Held<heif_color_profile_nclx> nclx(found);
     switch (nclx->transfer_characteristics) {
       case heif_transfer_characteristic_ITU_R_BT_2100_0_PQ:
       case heif_transfer_characteristic_ITU_R_BT_2100_0_HLG:
