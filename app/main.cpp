@@ -8,6 +8,7 @@
 
 #include "app/commands/command_line.h"
 #include "app/commands/job.h"
+#include "app/support/abnormal_end.h"
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 #include "app/support/message.h"
@@ -33,8 +34,7 @@ int statusWithoutMemory = 1;
 // destroy values, and an exception needs a place.
 [[noreturn]] void EndWithoutUnwinding() {
   if (reserve != nullptr) std::abort();
-  std::fputs(kOutOfMemory, stderr);
-  std::_Exit(statusWithoutMemory);
+  corvane::EndAbnormally(statusWithoutMemory);
 }
 
 }  // namespace

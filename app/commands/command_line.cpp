@@ -263,7 +263,7 @@ void AddTableProfile(CLI::App& table, Command* chosen) {
   command->callback([=] {
     *chosen = [options] {
       options->table = FindColorTable(options->table);
-      return RunTableProfile(*options);
+      return NamingMemory(options->output, [&] { return RunTableProfile(*options); });
     };
   });
 }
@@ -296,7 +296,11 @@ void AddTable(CLI::App& app, Command* chosen) {
       ->capture_default_str();
   build->add_flag("-q,--quiet", options->quiet, "No progress and no summary");
   AddProgress(*build, options->progress);
-  build->callback([=] { *chosen = [options] { return RunTableBuild(*options); }; });
+  build->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->output, [&] { return RunTableBuild(*options); });
+    };
+  });
 
   AddTableShow(*table, chosen);
   AddTableCheck(*table, chosen);
@@ -532,7 +536,11 @@ void AddReport(CLI::App& app, Command* chosen) {
   for (CLI::Option* option : AddImagePlacing(*command, options->placing)) {
     option->needs(against)->group("That image on the sheet, as print has placed it");
   }
-  command->callback([=] { *chosen = [options] { return RunReport(*options); }; });
+  command->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->prints.front(), [&] { return RunReport(*options); });
+    };
+  });
 }
 
 void AddCompare(CLI::App& app, Command* chosen) {
@@ -648,7 +656,11 @@ void AddPrint(CLI::App& app, Command* chosen) {
                              "--renderer-time", "--save-rgb", "--points"}) {
     separations->excludes(command->get_option(unused));
   }
-  command->callback([=] { *chosen = [options, fit] { return RunPrint(*options); }; });
+  command->callback([=] {
+    *chosen = [options, fit] {
+      return NamingMemory(options->output, [&] { return RunPrint(*options); });
+    };
+  });
 }
 
 // What the options of `job make` are read into, for as long as they may be.
@@ -680,7 +692,9 @@ void AddJobMake(CLI::App& job, Command* chosen) {
   AddPrintSettings(*command, arguments->page, arguments->fit);
   command->callback([=] {
     arguments->job.settings = TypedSettings(*command);
-    *chosen = [arguments] { return RunJobMake(arguments->job); };
+    *chosen = [arguments] {
+      return NamingMemory(arguments->job.manifest, [&] { return RunJobMake(arguments->job); });
+    };
   });
 }
 
@@ -716,7 +730,11 @@ void AddJobStatus(CLI::App& job, Command* chosen) {
   AddJobFile(*command, options->manifest);
   CLI::Option* json = command->add_flag("--json", options->json, "As JSON");
   command->add_flag("--watch", options->watch, "Shows it until the job is over")->excludes(json);
-  command->callback([=] { *chosen = [options] { return RunJobStatus(*options); }; });
+  command->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->manifest, [&] { return RunJobStatus(*options); });
+    };
+  });
 }
 
 void AddJobVerify(CLI::App& job, Command* chosen) {
@@ -724,7 +742,11 @@ void AddJobVerify(CLI::App& job, Command* chosen) {
   CLI::App* command = job.add_subcommand(
       "verify", "Reads every page of a job again and compares it with its record");
   AddJobFile(*command, options->manifest);
-  command->callback([=] { *chosen = [options] { return RunJobVerify(*options); }; });
+  command->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->manifest, [&] { return RunJobVerify(*options); });
+    };
+  });
 }
 
 void AddJobReport(CLI::App& job, Command* chosen) {
@@ -736,7 +758,11 @@ void AddJobReport(CLI::App& job, Command* chosen) {
       ->add_option("--prices", options->prices,
                    "Prices of the inks: {\"currency\": \"EUR\", \"perLitre\": {\"C\": 120}}")
       ->type_name("FILE");
-  command->callback([=] { *chosen = [options] { return RunJobReport(*options); }; });
+  command->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->manifest, [&] { return RunJobReport(*options); });
+    };
+  });
 }
 
 void AddJob(CLI::App& app, Command* chosen) {
@@ -780,7 +806,11 @@ void AddChart(CLI::App& app, Command* chosen) {
       ->type_name("PERCENT");
   command->add_flag("--update", options->update, "The few patches of calibrate --update");
   command->add_flag("-q,--quiet", options->quiet, "No summary");
-  command->callback([=] { *chosen = [options] { return RunChart(*options); }; });
+  command->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->output, [&] { return RunChart(*options); });
+    };
+  });
 }
 
 void AddCalibrate(CLI::App& app, Command* chosen) {
@@ -817,7 +847,11 @@ void AddCalibrate(CLI::App& app, Command* chosen) {
       ->type_name("FILE.html");
   command->add_flag("--json", options->json, "The summary as JSON");
   command->add_flag("-q,--quiet", options->quiet, "No summary");
-  command->callback([=] { *chosen = [options] { return RunCalibrate(*options); }; });
+  command->callback([=] {
+    *chosen = [options] {
+      return NamingMemory(options->measurement, [&] { return RunCalibrate(*options); });
+    };
+  });
 }
 
 void AddSwaths(CLI::App& app, Command* chosen) {

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "app/support/abnormal_end.h"
+
 namespace corvane {
 
 // What went wrong, in one line that names the file or argument. Ends the command with status 1.
@@ -38,6 +40,7 @@ class OutputFailure : public TransientFailure {
 // The result of `work`; memory that is short in it becomes a failure of what `name` names.
 template <typename Work>
 auto NamingMemory(const std::string& name, const Work& work) {
+  const NameInWork inWork(name);
   try {
     return work();
   } catch (const std::bad_alloc&) {

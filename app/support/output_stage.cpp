@@ -103,6 +103,11 @@ void StagedFile::Fail() const { FailToWrite(path_, std::strerror(errno)); }
 // The files of a command
 
 OutputStage::OutputStage(const fs::path& folder) {
+  MakeFolder(folder);
+  Remember();
+}
+
+void OutputStage::MakeFolder(const fs::path& folder) {
   if (folder.empty()) return;
   for (fs::path at = folder; !at.empty() && !fs::exists(at); at = at.parent_path()) {
     if (at.has_filename()) madeFolders_.push_back(at);
@@ -115,12 +120,15 @@ OutputStage::OutputStage(const fs::path& folder) {
 }
 
 OutputStage::~OutputStage() {
+  Forget();
   files_.clear();
   workFolders_.clear();
   RemoveMadeFolders();
 }
 
-void OutputStage::RemoveMadeFolders() {
+void OutputStage::TakeAway() noexcept { RemoveMadeFolders(); }
+
+void OutputStage::RemoveMadeFolders() noexcept {
   // From the innermost outwards; one that somebody has put a file into stays.
   std::error_code ignored;
   for (const fs::path& folder : madeFolders_) fs::remove(folder, ignored);

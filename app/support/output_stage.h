@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/support/abnormal_end.h"
 #include "app/support/descriptor.h"
 
 namespace corvane {
@@ -61,11 +62,11 @@ class StagedFile {
 // made here and are empty. A link is followed: the file that it leads to is the one that is
 // replaced, and the link stays. A file that is replaced hands on its mode, and its owner and group
 // where the user may give them; one that the user may not write to is not replaced.
-class OutputStage {
+class OutputStage : private Cleaner {
  public:
   // Makes `folder`, and those above it, when it is missing; empty for none.
   explicit OutputStage(const std::filesystem::path& folder = {});
-  ~OutputStage();
+  ~OutputStage() override;
   OutputStage(const OutputStage&) = delete;
   OutputStage& operator=(const OutputStage&) = delete;
 
@@ -84,7 +85,9 @@ class OutputStage {
 
  private:
   StagedFile& Add(const std::filesystem::path& path, bool stream);
-  void RemoveMadeFolders();
+  void MakeFolder(const std::filesystem::path& folder);
+  void TakeAway() noexcept override;
+  void RemoveMadeFolders() noexcept;
   void SyncFolders();
 
   std::vector<std::filesystem::path> madeFolders_;  // made here, the innermost first

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -175,8 +176,11 @@ WorkFolder::WorkFolder(const fs::path& folder, const fs::path& file)
     : folder_(folder.empty() ? "." : folder) {
   constexpr int kTries = 100;
   RemoveDead(folder_);
-  for (int i = 0; i < kTries; ++i) {
-    if (TryMake()) return;
+  bool made = false;
+  for (int i = 0; i < kTries && !made; ++i) made = TryMake();
+  if (made) {
+    Remember();
+    return;
   }
   throw OutputFailure(fmt::format("{}: cannot write: {}", file.string(), std::strerror(errno)));
 }
@@ -198,9 +202,24 @@ bool WorkFolder::TryMake() {
 bool WorkFolder::IsLock(const fs::path& file) { return file.filename() == kLockName; }
 
 WorkFolder::~WorkFolder() {
+  Forget();
   // Closed first: a network file system keeps an open file under another name.
   lock_.Close();
   std::error_code ignored;
+  fs::remove(lockPath_, ignored);
+  fs::remove(path_, ignored);
+}
+
+void WorkFolder::TakeAway() noexcept {
+  std::error_code ignored;
+#if !defined(_WIN32)
+  const int folder = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  for (int i = 1; folder >= 0 && i <= given_; ++i) {
+    char name[16];
+    std::snprintf(name, sizeof name, "%d", i);
+    unlinkat(folder, name, 0);
+  }
+#endif
   fs::remove(lockPath_, ignored);
   fs::remove(path_, ignored);
 }

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 
+#include "app/support/abnormal_end.h"
 #include "app/support/descriptor.h"
 
 namespace corvane {
@@ -16,12 +17,12 @@ namespace corvane {
 // by its lock on a file in the folder; the lock ends with the process, whatever ends that. Locks of
 // other computers on a network folder may not be seen, so a folder that was not made since this
 // computer was started (BOOT) also has to lie untouched for a week.
-class WorkFolder {
+class WorkFolder : private Cleaner {
  public:
   // Made in `folder`; what dead runs have left there is removed when a process makes its first.
   // Throws Failure naming `file`, for which it is made.
   WorkFolder(const std::filesystem::path& folder, const std::filesystem::path& file);
-  ~WorkFolder();
+  ~WorkFolder() override;
   WorkFolder(const WorkFolder&) = delete;
   WorkFolder& operator=(const WorkFolder&) = delete;
 
@@ -36,6 +37,7 @@ class WorkFolder {
   bool Sync() const { return SyncFolder(path_) && SyncFolder(folder_); }
 
  private:
+  void TakeAway() noexcept override;
   bool TryMake();
 
   std::filesystem::path folder_, path_;
