@@ -208,13 +208,19 @@ void WriteReportBeside(bool standardOutputIsTaken, bool forMachines, std::string
 void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
   std::error_code ignored;
   std::set<fs::path> read, written;
-  for (const fs::path& input : inputs) read.insert(fs::weakly_canonical(input, ignored));
+  for (const fs::path& input : inputs) {
+    std::error_code problem;  // shows when the input is opened
+    const fs::path name = fs::weakly_canonical(input, problem);
+    if (!problem && !name.empty()) read.insert(name);
+  }
   for (const fs::path& output : outputs) {
     const auto status = fs::status(output, ignored);
     if (IsStandardOutput(output) || (fs::exists(status) && !fs::is_regular_file(status))) continue;
     const std::optional<fs::path> target = BehindLinks(output);
     if (!target) continue;
-    const fs::path name = fs::weakly_canonical(*target, ignored);
+    std::error_code problem;
+    const fs::path name = fs::weakly_canonical(*target, problem);
+    if (problem) FailToWrite(output, problem.message());
     if (read.contains(name)) {
       throw UsageFailure(output.string() + ": is an input and would be written over");
     }

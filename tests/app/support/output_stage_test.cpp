@@ -192,6 +192,12 @@ TEST(OutputStage, WritesThroughALink) {
                 CheckOutputNames({folder.File("dangling"), folder.File("there/none")}, {});
               }),
               HasSubstr("two files would be written there"));
+  // A name that cannot be is not the same as none.
+  const std::string tooLong = folder.File(std::string(256, 'a'));
+  EXPECT_EQ(FailureOf([&] {
+              CheckOutputNames({tooLong}, {"", tooLong});
+            }),
+            tooLong + ": cannot write: File name too long");
 }
 
 TEST(OutputStage, KeepsModeAndOwnerOfAnOlderFile) {
