@@ -142,14 +142,15 @@ int RunCalibrate(const CalibrateOptions& options) {
   OutputStage stage;
   if (!options.output.empty()) stage.CreateStream(options.output).Append(InkDataText(inks));
   if (!options.report.empty()) {
-    stage.Create(options.report)
+    stage.CreateStream(options.report)
         .Append(AgreementPage(agreement, inks, media, measurement.choice,
                               options.verify ? inks.name : options.measurement));
   }
   stage.Commit();
   if (!options.quiet) {
     const std::string text = options.json ? ToJson(agreement, options) : ToText(agreement, options);
-    WriteReportBeside(options.output == "-", options.json, text);
+    WriteReportBeside(IsStandardOutput(options.output) || IsStandardOutput(options.report),
+                      options.json, text);
   }
   return 0;
 }

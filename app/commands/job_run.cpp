@@ -187,6 +187,9 @@ class JobRun {
     const auto start = std::chrono::steady_clock::now();
     const PrintOptions options = OptionsOf(page);
     MakeFolder(fs::path(options.output).parent_path());
+    if (IsPipeOrDevice(options.output)) {
+      throw Failure(options.output + ": is not an ordinary file");
+    }
     if (TakeFromCache(page, options.output)) return Count(&Tally::cached);
     const PrintReport report = corvane::Print(options);
     PageRecord record = NewRecord(page);

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/preview.h"
 
+#include <fmt/format.h>
+
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 #include "app/output/separations.h"
@@ -40,7 +43,7 @@ int RunPreview(const PreviewCommandOptions& options) {
   CheckEnding(options.preview.inkMap, kPngEndings);
   OutputStage stage;
   const auto create = [&](const std::string& path) {
-    return path.empty() ? nullptr : &stage.Create(path);
+    return path.empty() ? nullptr : &stage.CreateSpooled(path);
   };
   PreviewSink sink(settings, create(options.preview.picture), create(options.preview.inkMap));
   sink.StartPage(reader.Shape());
@@ -53,7 +56,10 @@ int RunPreview(const PreviewCommandOptions& options) {
   sink.EndPage();
   progress.Clear();
   stage.Commit();
-  WriteStandardOutput(Printable(PreviewNote(settings)) + "\n");
+  const std::string note = Printable(PreviewNote(settings)) + "\n";
+  const bool used =
+      IsStandardOutput(options.preview.picture) || IsStandardOutput(options.preview.inkMap);
+  used ? void(fmt::print(stderr, "{}", note)) : WriteStandardOutput(note);
   return 0;
 }
 

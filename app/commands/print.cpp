@@ -38,7 +38,6 @@
 #include "app/support/output_stage.h"
 #include "app/support/platform.h"
 #include "app/support/progress.h"
-#include "app/support/scratch_file.h"
 #include "app/support/threads.h"
 #include "app/tables/page_tables.h"
 
@@ -55,8 +54,9 @@ void CheckTogether(const PrintOptions& options) {
     throw UsageFailure(
         fmt::format("{}: pages at a time may be 1 to {}", options.jobs, limits::kPagesAtATime));
   }
-  if (WritesToStandardOutput(options) && (options.contone || options.contonePlanes)) {
-    throw UsageFailure("-o - takes the printhead data alone, without --contone");
+  if (IsPipeOrDevice(options.output) && (options.contone || options.contonePlanes)) {
+    throw UsageFailure(
+        fmt::format("-o {} takes the printhead data alone, without --contone", options.output));
   }
   if (std::count(options.inputs.begin(), options.inputs.end(), StandardInput::kArgument) > 1) {
     throw UsageFailure("- can be read once");
@@ -110,18 +110,12 @@ int EncoderThreads(const PrintOptions& options) {
 
 // The files of a page in the stage; null for what is not written.
 struct StagedPage {
-  // What is for the standard output goes into `spool`, if there is one, first.
-  StagedPage(const PageFileNames& names, OutputStage& stage, const ScratchFile* spool = nullptr) {
+  StagedPage(const PageFileNames& names, bool raw, OutputStage& stage) {
     const auto add = [&](const fs::path& path) {
-      return path.empty() ? nullptr : &stage.Create(path);
+      return path.empty() ? nullptr : &stage.CreateSpooled(path);
     };
-    if (names.data != "-") {
-      data = add(names.data);
-    } else if (spool != nullptr) {
-      data = &stage.Adopt(spool->Duplicate(), "standard output");
-    } else {
-      data = &stage.CreateStream(names.data);
-    }
+    // Rows go out as they come; a TIFF file, which is written forth and back, when it is done.
+    data = raw ? &stage.CreateStream(names.data) : add(names.data);
     sidecar = add(names.sidecar);
     contone = add(names.contone);
     preview = add(names.preview);
@@ -201,8 +195,6 @@ class PrintRun {
         progress_("printing", InputRows(),
                   ProgressStyleOf(options.progress, options.quiet || options.json)) {
     report_.pages.resize(pages_.size());
-    // Rows go out as they come; a TIFF file, which is written forth and back, when it is done.
-    if (WritesToStandardOutput(options) && options.format != "raw") spooled_.emplace();
     for (const PlannedPage& page : pages_) {
       if (page.document) report_.sandboxed = page.document->Sandboxed();
       if (page.isStandardInput && page.copies > 1 && options.copies == 0) {
@@ -210,7 +202,7 @@ class PrintRun {
             "{}: asks for {} copies, for which -o has to name a folder, and is printed once",
             StandardInput::kName, page.copies));
       }
-      if (!keepsPages_) staged_.emplace_back(page.files, stage_, spooled_ ? &*spooled_ : nullptr);
+      if (!keepsPages_) staged_.emplace_back(page.files, IsRaw(), stage_);
     }
     if (!options.record.empty()) {
       recorder_ = std::make_unique<ScriptRecorder>(stage_.CreateStream(options.record), setup_);
@@ -227,7 +219,6 @@ class PrintRun {
     progress_.Clear();
     if (problem_) std::rethrow_exception(problem_);
     stage_.Commit();
-    if (spooled_) spooled_->SendToStandardOutput(staged_[0].data->Size());
     std::erase_if(report_.pages, [](const PrintedPage& page) { return page.files.empty(); });
     report_.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -237,6 +228,8 @@ class PrintRun {
 
  private:
   struct Stopped {};
+
+  bool IsRaw() const { return options_.format == "raw"; }
 
   static fs::path FolderOf(const PrintOptions& options) {
     return NamesFolder(options.output) ? fs::path(options.output) : fs::path();
@@ -344,7 +337,7 @@ class PrintRun {
     const PlannedPage& page = pages_[index];
     try {
       OutputStage stage;
-      PrintOne(index, StagedPage(page.files, stage), reading);
+      PrintOne(index, StagedPage(page.files, IsRaw(), stage), reading);
       stage.Commit();
     } catch (const OutputFailure&) {
       throw;
@@ -425,7 +418,6 @@ class PrintRun {
   ChainSetup setup_;
   PreviewSettings preview_;
   OutputStage stage_;
-  std::optional<ScratchFile> spooled_;
   std::vector<StagedPage> staged_;
   std::unique_ptr<ScriptRecorder> recorder_;
   Progress progress_;

@@ -71,7 +71,7 @@ void AddSettings(const PrintOptions& options, ReportOptions& report) {
 
 void CheckReportOptions(const PrintOptions& options) {
   if (options.report.empty()) return;
-  if (options.format != "tiff" || options.output == "-") {
+  if (options.format != "tiff" || IsPipeOrDevice(options.output)) {
     throw UsageFailure("--report needs TIFF files to read back");
   }
   CheckEnding(options.report, kHtmlEndings);

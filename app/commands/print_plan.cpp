@@ -377,7 +377,11 @@ bool IsDrawnAlike(const PlannedPage& a, const PlannedPage& b) {
 
 }  // namespace
 
-bool WritesToStandardOutput(const PrintOptions& options) { return options.output == "-"; }
+bool WritesToStandardOutput(const PrintOptions& options) {
+  return IsStandardOutput(options.output) || IsStandardOutput(options.preview.picture) ||
+         IsStandardOutput(options.preview.inkMap) || IsStandardOutput(options.report) ||
+         IsStandardOutput(options.record);
+}
 
 bool KeepsPages(const PrintOptions& options) {
   return !options.allOrNothing && options.record.empty();
@@ -428,8 +432,12 @@ std::vector<PlannedPage> PlanPages(const PrintOptions& options, const PageSettin
 void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
   const bool raw = options.format == "raw";
   const bool folder = NamesFolder(options.output);
-  if (WritesToStandardOutput(options) && pages.size() > 1) {
-    throw UsageFailure(fmt::format("-o - takes a single page, not {}", pages.size()));
+  const bool pipe = IsPipeOrDevice(options.output);
+  for (const std::string& file :
+       {options.output, options.preview.picture, options.preview.inkMap, options.report}) {
+    if (pages.size() == 1 || !IsPipeOrDevice(file)) continue;
+    throw UsageFailure(fmt::format("{} takes a single page, not {}",
+                                   file == options.output ? "-o " + file : file, pages.size()));
   }
   std::map<std::string, int> total, used;
   int number = 1;  // of the page in the command
@@ -445,7 +453,7 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
     if (numbered) base += fmt::format("-{:03}", ++used[key]);
     const auto named = [&](const char* ending) { return fs::path(base) += ending; };
     page.files.data = folder || numbered ? named(raw ? ".raw" : ".tif") : fs::path(options.output);
-    if (raw && !WritesToStandardOutput(options)) page.files.sidecar = named(".json");
+    if (raw && !pipe) page.files.sidecar = named(".json");
     if (options.contone || options.contonePlanes) page.files.contone = named("-contone.tif");
     const auto drawn = [&](const std::string& file) {
       return file.empty() || pages.size() == 1 ? fs::path(file) : Numbered(file, number);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/swaths.h"
 
+#include <fmt/format.h>
+
+#include <cstdio>
 #include <memory>
 
 #include "app/chain/plugin_library.h"
@@ -8,6 +11,7 @@
 #include "app/paperfeed/picture.h"
 #include "app/paperfeed/plan.h"
 #include "app/paperfeed/report.h"
+#include "app/support/message.h"
 #include "app/support/output_stage.h"
 
 namespace corvane {
@@ -48,7 +52,11 @@ int RunSwaths(const SwathsOptions& options) {
   plan.useAlternateModes = options.useAlternateModes;
 
   WritePictures(plan, options);
-  WriteStandardOutput(ReportOf(plan, options));
+  const std::string report = ReportOf(plan, options);
+  // Where a picture has gone to there is no room for a report.
+  IsStandardOutput(options.svg) || IsStandardOutput(options.png)
+      ? void(fmt::print(stderr, "{}", PrintableLines(report)))
+      : WriteStandardOutput(report);
   return plan.Sound() ? 0 : 1;
 }
 

@@ -11,12 +11,15 @@
 #include <system_error>
 
 #include "app/support/failure.h"
+#include "app/support/interrupt.h"
 #include "app/support/message.h"
+#include "app/support/scratch_file.h"
 #include "app/support/work_folder.h"
 
 #if defined(_WIN32)
 #include <io.h>
 #else
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -29,7 +32,8 @@ namespace fs = std::filesystem;
   throw OutputFailure(fmt::format("{}: cannot write: {}", path.string(), reason));
 }
 
-bool IsStandardOutput(const fs::path& path) { return path.empty() || path == "-"; }
+// As arguments of the program name it.
+bool IsNoFile(const fs::path& path) { return path.empty() || path == "-"; }
 
 bool MayWrite(const fs::path& path) {
 #if defined(_WIN32)
@@ -57,6 +61,8 @@ std::optional<fs::path> BehindLinks(fs::path path) {
 
 // ---------------------------------------------------------------------------------------------
 // One file
+
+StagedFile::StagedFile(fs::path path) : path_(std::move(path)) {}
 
 StagedFile::~StagedFile() {
   file_.Close();
@@ -89,7 +95,14 @@ void StagedFile::Finish() {
   finished_ = true;
 }
 
+void StagedFile::Deliver() {
+  scratch_->SendTo(receiver_, path_.string(), size_);
+  scratch_.reset();
+  if (!receiver_.Close()) Fail();
+}
+
 void StagedFile::GiveName() {
+  if (scratch_) return Deliver();
   if (temporary_.empty()) return;
   std::error_code problem;
   fs::rename(temporary_, target_, problem);
@@ -134,9 +147,11 @@ void OutputStage::RemoveMadeFolders() noexcept {
   for (const fs::path& folder : madeFolders_) fs::remove(folder, ignored);
 }
 
-StagedFile& OutputStage::Create(const fs::path& path) { return Add(path, false); }
+StagedFile& OutputStage::Create(const fs::path& path) { return Add(path, Way::File); }
 
-StagedFile& OutputStage::CreateStream(const fs::path& path) { return Add(path, true); }
+StagedFile& OutputStage::CreateStream(const fs::path& path) { return Add(path, Way::Stream); }
+
+StagedFile& OutputStage::CreateSpooled(const fs::path& path) { return Add(path, Way::Spool); }
 
 StagedFile& OutputStage::Adopt(Descriptor file, const fs::path& name) {
   std::unique_ptr<StagedFile> adopted(new StagedFile(name));
@@ -146,21 +161,18 @@ StagedFile& OutputStage::Adopt(Descriptor file, const fs::path& name) {
   return *files_.back();
 }
 
-StagedFile& OutputStage::Add(const fs::path& path, bool stream) {
-  const bool standardOutput = stream && IsStandardOutput(path);
+StagedFile& OutputStage::Add(const fs::path& path, Way way) {
+  const bool standardOutput = way != Way::File && IsNoFile(path);
   std::unique_ptr<StagedFile> file(new StagedFile(standardOutput ? "standard output" : path));
   std::optional<fs::path> target;
-  if (standardOutput) {
-    file->file_ = Descriptor::StandardOutput();
-  } else {
+  if (!standardOutput) {
     std::error_code problem;
     const fs::file_type type = fs::status(path, problem).type();
     if (type == fs::file_type::none) FailToWrite(path, problem.message());
     if (type == fs::file_type::directory) throw Failure(path.string() + ": is a folder");
     const bool ordinary = type == fs::file_type::regular || type == fs::file_type::not_found;
     if (ordinary) target = BehindLinks(path);
-    if (!target && !stream) throw Failure(path.string() + ": is not an ordinary file");
-    if (!target) file->file_ = Descriptor::OpenForWriting(path);
+    if (!target && way == Way::File) throw Failure(path.string() + ": is not an ordinary file");
     if (target && type == fs::file_type::regular && !MayWrite(*target)) file->Fail();
   }
   if (target) {
@@ -168,8 +180,20 @@ StagedFile& OutputStage::Add(const fs::path& path, bool stream) {
     std::unique_ptr<WorkFolder>& folder = workFolders_[target->parent_path()];
     if (!folder) folder = std::make_unique<WorkFolder>(target->parent_path(), path);
     file->temporary_ = folder->NextPath();
-  } else if (!file->file_.IsOpen()) {
-    file->Fail();
+  } else {
+    Descriptor open = standardOutput || IsStandardOutput(path) ? Descriptor::StandardOutput()
+                                                               : Descriptor::OpenForWriting(path);
+    if (!open.IsOpen()) {
+      ThrowIfInterrupted();  // while it waited for somebody to read the pipe
+      file->Fail();
+    }
+    if (way == Way::Spool) {
+      file->receiver_ = std::move(open);
+      file->scratch_ = std::make_unique<ScratchFile>();
+      open = file->scratch_->Duplicate();
+      if (!open.IsOpen()) file->Fail();
+    }
+    file->file_ = std::move(open);
   }
   files_.push_back(std::move(file));
   return *files_.back();
@@ -205,8 +229,29 @@ void WriteReportBeside(bool standardOutputIsTaken, bool forMachines, std::string
   FailToWrite("standard error", std::strerror(errno));
 }
 
-void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
+bool IsPipeOrDevice(const fs::path& path) {
+  if (path.empty()) return false;
+  if (path == "-") return true;
   std::error_code ignored;
+  const fs::file_status status = fs::status(path, ignored);
+  if (!fs::exists(status) || fs::is_directory(status)) return false;
+  return !fs::is_regular_file(status) || !BehindLinks(path);
+}
+
+bool IsStandardOutput(const fs::path& path) {
+  if (path == "-") return true;
+#if defined(_WIN32)
+  return false;
+#else
+  // The standard library does not compare pipes.
+  struct stat named = {}, own = {};
+  return IsPipeOrDevice(path) && stat(path.c_str(), &named) == 0 &&
+         fstat(STDOUT_FILENO, &own) == 0 && named.st_dev == own.st_dev &&
+         named.st_ino == own.st_ino;
+#endif
+}
+
+void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
   std::set<fs::path> read, written;
   for (const fs::path& input : inputs) {
     std::error_code problem;  // shows when the input is opened
@@ -214,8 +259,7 @@ void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs
     if (!problem && !name.empty()) read.insert(name);
   }
   for (const fs::path& output : outputs) {
-    const auto status = fs::status(output, ignored);
-    if (IsStandardOutput(output) || (fs::exists(status) && !fs::is_regular_file(status))) continue;
+    if (IsNoFile(output) || IsPipeOrDevice(output)) continue;
     const std::optional<fs::path> target = BehindLinks(output);
     if (!target) continue;
     std::error_code problem;
@@ -233,7 +277,7 @@ void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs
 void CheckAbsence(const std::vector<fs::path>& outputs) {
   std::error_code ignored;
   for (const fs::path& output : outputs) {
-    if (!fs::exists(fs::symlink_status(output, ignored))) continue;
+    if (!fs::exists(fs::symlink_status(output, ignored)) || IsPipeOrDevice(output)) continue;
     throw UsageFailure(output.string() + ": is there already, and --no-clobber keeps it");
   }
 }

@@ -17,6 +17,7 @@
 
 namespace corvane {
 
+class ScratchFile;
 class WorkFolder;
 
 // A file that is being written where nobody sees it. It opens when its first bytes come and closes
@@ -45,15 +46,18 @@ class StagedFile {
  private:
   friend class OutputStage;
 
-  explicit StagedFile(std::filesystem::path path) : path_(std::move(path)) {}
+  explicit StagedFile(std::filesystem::path path);
   void Open();
   void GiveName();
+  void Deliver();
   [[noreturn]] void Fail() const;
 
   std::filesystem::path path_;
   std::filesystem::path target_;     // behind links; empty when it is written directly
   std::filesystem::path temporary_;  // empty when it is written directly, and once it has its name
   Descriptor file_;
+  std::unique_ptr<ScratchFile> scratch_;  // what `receiver_` is to get; null: nothing
+  Descriptor receiver_;                   // a pipe or a device
   std::uint64_t size_ = 0;
   bool finished_ = false;
 };
@@ -70,11 +74,14 @@ class OutputStage : private Cleaner {
   OutputStage(const OutputStage&) = delete;
   OutputStage& operator=(const OutputStage&) = delete;
 
-  // The file stays owned by the stage. A place that cannot be written to shows here.
+  // An ordinary file, or none yet. It stays owned by the stage. A place that cannot be written to
+  // shows here.
   StagedFile& Create(const std::filesystem::path& path);
   // The same for what is written from its first byte to its last: an empty path and "-" are the
   // standard output, and a pipe or a device is written directly.
   StagedFile& CreateStream(const std::filesystem::path& path);
+  // The same for what is written forth and back: these get it when the files get their names.
+  StagedFile& CreateSpooled(const std::filesystem::path& path);
   // The same for an open file, which is called `name` in messages.
   StagedFile& Adopt(Descriptor file, const std::filesystem::path& name);
 
@@ -84,7 +91,8 @@ class OutputStage : private Cleaner {
   void Commit();
 
  private:
-  StagedFile& Add(const std::filesystem::path& path, bool stream);
+  enum class Way { File, Stream, Spool };
+  StagedFile& Add(const std::filesystem::path& path, Way way);
   void MakeFolder(const std::filesystem::path& folder);
   void TakeAway() noexcept override;
   void RemoveMadeFolders() noexcept;
@@ -94,6 +102,13 @@ class OutputStage : private Cleaner {
   std::map<std::filesystem::path, std::unique_ptr<WorkFolder>> workFolders_;  // by where they are
   std::vector<std::unique_ptr<StagedFile>> files_;
 };
+
+// Whether something of that name is neither an ordinary file nor a folder; "-" and names of open
+// files of this process count. What is written there is no file that could be read again.
+bool IsPipeOrDevice(const std::filesystem::path& path);
+
+// "-", and other names of the standard output, such as /dev/stdout.
+bool IsStandardOutput(const std::filesystem::path& path);
 
 // Writes one file, with CreateStream.
 void WriteOutput(const std::filesystem::path& path, std::string_view bytes);

@@ -63,15 +63,19 @@ void ScratchFile::Read(std::uint64_t offset, void* data, std::size_t size) const
 }
 
 void ScratchFile::SendToStandardOutput(std::uint64_t size) const {
-  constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
   Descriptor output = Descriptor::StandardOutput();
+  SendTo(output, "standard output", size);
+}
+
+void ScratchFile::SendTo(Descriptor& output, const std::string& name, std::uint64_t size) const {
+  constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;
   std::vector<char> bytes;
   for (std::uint64_t at = 0; at < size; at += bytes.size()) {
     ThrowIfInterrupted();
     bytes.resize(static_cast<std::size_t>(std::min(kPiece, size - at)));
     Read(at, bytes.data(), bytes.size());
     if (output.Write(bytes.data(), bytes.size())) continue;
-    throw OutputFailure(fmt::format("standard output: cannot write: {}", std::strerror(errno)));
+    throw OutputFailure(fmt::format("{}: cannot write: {}", name, std::strerror(errno)));
   }
 }
 

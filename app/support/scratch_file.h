@@ -33,8 +33,9 @@ class ScratchFile {
   // What was never written reads as zero.
   void Read(std::uint64_t offset, void* data, std::size_t size) const;
 
-  // Writes its first `size` bytes to the standard output. Throws OutputFailure when they do not go,
-  // and Interrupted.
+  // Writes its first `size` bytes to an open file, which is called `name` in messages. Throws
+  // OutputFailure when they do not go, and Interrupted.
+  void SendTo(Descriptor& output, const std::string& name, std::uint64_t size) const;
   void SendToStandardOutput(std::uint64_t size) const;
 
  private:

@@ -4,7 +4,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <filesystem>
+#include <thread>
 
 #include "tests/app/commands/run_corvane.h"
 #include "tests/app/image/test_images.h"
@@ -73,6 +77,35 @@ TEST_F(PrintStreamsTest, GiveTheBytesOfFiles) {
   EXPECT_TRUE(FromStream("photo.png", "tiff") == tiff);
   EXPECT_THAT(tiff, testing::StartsWith("II*"));
   EXPECT_THAT(tiff, HasSubstr(std::string("stdin\0", 6)));
+}
+
+// Into a named pipe goes what would be in the file, and nothing appears beside it.
+TEST_F(PrintStreamsTest, GoIntoNamedPipes) {
+  const std::string pipe = folder_.File("pipe"), drawn = folder_.File("drawn");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(drawn.c_str(), 0600), 0);
+  for (const std::string format : {"raw", "tiff"}) {
+    SCOPED_TRACE(format);
+    const std::string file = folder_.File("page." + format), picture = folder_.File("picture.png");
+    const auto print = [&](const std::string& output, const std::string& preview) {
+      std::vector<std::string> arguments = Arguments(photo_, output, format);
+      arguments.insert(arguments.end(), {"--preview", preview});
+      RunCorvane(arguments);
+    };
+    print(file, picture);
+    std::string page, preview;
+    std::thread reader([&] { page = ReadFile(pipe); });
+    std::thread viewer([&] { preview = ReadFile(drawn); });
+    print(pipe, drawn);
+    reader.join();
+    viewer.join();
+    EXPECT_TRUE(page == ReadFile(file));
+    EXPECT_TRUE(preview == ReadFile(picture));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.File("pipe.json")));
+  EXPECT_THAT(Complaint(Arguments(photo_, "/dev/full", "raw")),
+              HasSubstr("/dev/full: cannot write: No space left"));
+  EXPECT_THAT(Complaint({"print", photo_, photo_, "-o", pipe}), HasSubstr("takes a single page"));
 }
 
 TEST_F(PrintStreamsTest, NameTheirPagesInAFolder) {

@@ -471,7 +471,7 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       Complaint({"print", photo_, "-o", folder_.File("d.tif"), "-m", "8", "--format", "raw"}),
       HasSubstr("end its name in .raw"));
   EXPECT_THAT(Complaint({"print", photo_, "-o", "/dev/full", "-m", "8"}),
-              HasSubstr("is not an ordinary file"));
+              HasSubstr("/dev/full: cannot write: No space left"));
   EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("none/x.tif"), "-m", "8"}),
               HasSubstr("cannot write: No such file"));
 }
