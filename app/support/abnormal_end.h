@@ -8,8 +8,8 @@
 
 namespace corvane {
 
-// Ends the program with this status for want of memory: all cleaners take away what they have made, the
-// newest first, and a line names what the thread worked on. Takes no memory itself.
+// Ends the program with this status for want of memory: all cleaners take away what they have made,
+// the newest first, and a line names what the thread worked on. Takes no memory itself.
 [[noreturn]] void EndAbnormally(int status);
 
 // Somebody who has put something on the disk that must not stay. Between Remember and Forget
