@@ -4,11 +4,7 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
-#include <atomic>
-#include <cstdarg>
-#include <cstdio>
 #include <filesystem>
-#include <utility>
 
 #include "app/support/failure.h"
 #include "app/support/platform.h"
@@ -18,42 +14,6 @@ namespace corvane {
 namespace {
 
 namespace fs = std::filesystem;
-
-// How many threads are in a library that reads pictures. Some libraries, and threads of theirs, say
-// what is wrong with a picture in lines of their own, and have no switch for it; the program says
-// it in one of its own.
-std::atomic<int> callsOfLibraries = 0;
-
-class Quiet {
- public:
-  Quiet() { ++callsOfLibraries; }
-  ~Quiet() { --callsOfLibraries; }
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-};
-
-bool IsUnwanted(const std::FILE* stream) { return callsOfLibraries > 0 && stream == stderr; }
-
-class QuietReader : public ImageReader {
- public:
-  explicit QuietReader(std::unique_ptr<ImageReader> reader) : reader_(std::move(reader)) {
-    info_ = reader_->Info();
-  }
-  ~QuietReader() override {
-    const Quiet quiet;
-    reader_.reset();
-  }
-  QuietReader(const QuietReader&) = delete;
-  QuietReader& operator=(const QuietReader&) = delete;
-
-  void ReadRow(std::uint8_t* row) override {
-    const Quiet quiet;
-    reader_->ReadRow(row);
-  }
-
- private:
-  std::unique_ptr<ImageReader> reader_;
-};
 
 struct Module {
   const char* name;
@@ -91,8 +51,7 @@ Function* FunctionOf(const Module& module, const char* symbol, const std::string
 
 std::unique_ptr<ImageReader> OpenPicture(const Module& module, const std::string& path, int page) {
   const auto open = FunctionOf<decltype(CorvaneOpenPicture)>(module, "CorvaneOpenPicture", path);
-  const Quiet quiet;
-  return std::make_unique<QuietReader>(std::unique_ptr<ImageReader>(open(path, page)));
+  return std::unique_ptr<ImageReader>(open(path, page));
 }
 
 }  // namespace
@@ -110,10 +69,7 @@ std::unique_ptr<ImageReader> OpenHeif(const std::string& path, int page) {
 }
 
 int CountHeifPages(const std::string& path) {
-  const auto count =
-      FunctionOf<decltype(CorvaneCountPictures)>(kHeif, "CorvaneCountPictures", path);
-  const Quiet quiet;
-  return count(path);
+  return FunctionOf<decltype(CorvaneCountPictures)>(kHeif, "CorvaneCountPictures", path)(path);
 }
 
 std::unique_ptr<PageStream> OpenCupsRaster(std::unique_ptr<InputStream> input) {
@@ -123,22 +79,3 @@ std::unique_ptr<PageStream> OpenCupsRaster(std::unique_ptr<InputStream> input) {
 }
 
 }  // namespace corvane
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl50-cpp,cert-dcl51-cpp): these stand
-// before those of the C library, by which the system's libraries write to a stream.
-extern "C" {
-
-int __vfprintf_chk(std::FILE* stream, int, const char* format, std::va_list arguments) {
-  return corvane::IsUnwanted(stream) ? 0 : std::vfprintf(stream, format, arguments);
-}
-
-int __fprintf_chk(std::FILE* stream, int flag, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int written = __vfprintf_chk(stream, flag, format, arguments);
-  va_end(arguments);
-  return written;
-}
-
-}  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl50-cpp,cert-dcl51-cpp)
