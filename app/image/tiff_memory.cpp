@@ -19,7 +19,7 @@
 namespace corvane {
 namespace {
 
-constinit MemoryReserve tiffReserve;
+MemoryReserve tiffReserve;
 
 void* AllocateOrReserve(std::size_t size) {
   void* const block = std::malloc(size);

@@ -8,7 +8,7 @@
 namespace corvane {
 namespace {
 
-constinit std::mutex mutex;
+std::mutex mutex;
 Cleaner* newest = nullptr;
 thread_local const std::string* nameInWork = nullptr;
 

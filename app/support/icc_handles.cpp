@@ -23,7 +23,7 @@ constexpr std::size_t kLargestBlock = std::size_t{512} << 20;
 thread_local bool memoryShort = false;
 
 // What the library makes of parts it follows without a look at whether there was memory for them.
-constinit MemoryReserve iccReserve;
+MemoryReserve iccReserve;
 
 // A block begins with its size, for reallocation.
 union Head {
