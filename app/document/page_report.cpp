@@ -30,8 +30,6 @@ constexpr std::string_view kStopped = "Page drawing error occurred";
 constexpr std::string_view kIdle[] = {
     "**** This file had errors",
     "**** Please notify the author",
-    "**** file that it does not",
-    "**** specification.",
     "**** The file was produced",
     "**** >>>>",
     "Output may be incorrect.",
@@ -44,6 +42,14 @@ constexpr std::string_view kWarningsFollow = "The following warnings were";
 void Add(std::string_view what, std::string& list) {
   if (list.find(what) != std::string::npos) return;
   list.append(list.empty() ? "" : "; ").append(what);
+}
+
+// A line that goes on with the sentence of the one before, which is idle.
+bool GoesOn(std::string_view line) {
+  constexpr std::string_view kNotice = "**** ";
+  if (!line.starts_with(kNotice) || line.size() == kNotice.size()) return false;
+  const char first = line[kNotice.size()];
+  return first >= 'a' && first <= 'z';
 }
 
 std::string_view Trimmed(std::string_view line) {
@@ -69,7 +75,7 @@ PageReport ReadPageReport(std::string_view lines) {
       Add(line, report.missing);
     } else if (line.find(kStopped) != std::string_view::npos) {
       Add("an error has stopped its drawing", report.missing);
-    } else if (!line.empty() && !(whole.starts_with('\t') && warnings) &&
+    } else if (!line.empty() && !GoesOn(line) && !(whole.starts_with('\t') && warnings) &&
                std::ranges::none_of(kIdle, begins)) {
       Add(line, report.remarks);
     }

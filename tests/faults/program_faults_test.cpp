@@ -320,11 +320,6 @@ void PrepareDoneJob(const ScratchFolder& folder) {
   WriteFile("day.html", "old\n");
 }
 
-void PrepareSeparations(const ScratchFolder& folder) {
-  PreparePhoto(folder);
-  ASSERT_EQ(Succeed("print photo.png -o planes.tif --paper 11x11mm"), 0);
-}
-
 void PreparePrint(const ScratchFolder& folder) {
   PreparePhoto(folder);
   ASSERT_EQ(Succeed("print photo.png -o planes.tif --paper 11x11mm --contone"), 0);
@@ -402,7 +397,7 @@ std::vector<Command> Commands() {
       {"job report", {"job", "report", "day.job", "-o", "day.html"}, PrepareDoneJob},
       {"preview",
        {"preview", "planes.tif", "-o", "preview.png", "--ink-map", "ink.png"},
-       PrepareSeparations},
+       PreparePrint},
       {"print separations",
        {"print", "planes-contone.tif", "--separations", "-o", "page.tif", "-q"},
        PreparePrint},
