@@ -281,7 +281,6 @@ def test_other_folder(printer, files):
           "a server that is given another folder prints into it")
 
 
-# What a server that is killed leaves: every sheet that has its name, looked at once.
 # A disk that takes no more of any file than this.
 def limit_files(printer, size):
     resource.prlimit(printer.server.pid, resource.RLIMIT_FSIZE, (size, resource.RLIM_INFINITY))
@@ -314,6 +313,7 @@ def test_lost_output(printer, files):
             check(done.returncode == 1 and done.stderr.count("\n") == 1, f"{words[0]} says that its output is lost")
 
 
+# What a server that is killed leaves: every sheet that has its name, looked at once.
 class KilledOutput:
     def __init__(self, expected):
         self.expected, self.seen, self.again = expected, {}, 0
