@@ -5,17 +5,12 @@
 
 #include "app/support/failure.h"
 #include "app/support/platform.h"
-#include "app/support/short_memory.h"
 
 namespace corvane {
 
 InputFile OpenInputFile(const std::string& path) {
-  StartWatchingMemory();
   InputFile file(std::fopen(path.c_str(), kReadStream));
-  if (!file) {
-    ThrowIfMemoryFailed();
-    FailOfSystem(path, errno);
-  }
+  if (!file) FailOfSystem(path, errno);
   return file;
 }
 
