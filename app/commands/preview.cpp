@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/preview.h"
-
-#include <fmt/format.h>
-
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 #include "app/output/separations.h"
@@ -59,7 +55,7 @@ int RunPreview(const PreviewCommandOptions& options) {
   const std::string note = Printable(PreviewNote(settings)) + "\n";
   const bool used =
       IsStandardOutput(options.preview.picture) || IsStandardOutput(options.preview.inkMap);
-  used ? void(fmt::print(stderr, "{}", note)) : WriteStandardOutput(note);
+  WriteReportBeside(used, false, note);
   return 0;
 }
 

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/swaths.h"
-
-#include <fmt/format.h>
-
-#include <cstdio>
 #include <memory>
 
 #include "app/chain/plugin_library.h"
@@ -11,7 +7,6 @@
 #include "app/paperfeed/picture.h"
 #include "app/paperfeed/plan.h"
 #include "app/paperfeed/report.h"
-#include "app/support/message.h"
 #include "app/support/output_stage.h"
 
 namespace corvane {
@@ -53,10 +48,8 @@ int RunSwaths(const SwathsOptions& options) {
 
   WritePictures(plan, options);
   const std::string report = ReportOf(plan, options);
-  // Where a picture has gone to there is no room for a report.
-  IsStandardOutput(options.svg) || IsStandardOutput(options.png)
-      ? void(fmt::print(stderr, "{}", PrintableLines(report)))
-      : WriteStandardOutput(report);
+  WriteReportBeside(IsStandardOutput(options.svg) || IsStandardOutput(options.png), options.json,
+                    report);
   return plan.Sound() ? 0 : 1;
 }
 

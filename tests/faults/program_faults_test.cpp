@@ -500,6 +500,7 @@ TEST(ProgramFaults, EndAsEverWhereTheErrorStreamTakesNothing) {
   for (const auto& [words, status] : {std::pair{"print none.png -o page.tif", 1},
                                       {"print --none", 2},
                                       {"print a.png none.png c.tif -o out/ --paper 11x11mm", 1},
+                                      {"swaths --mode 54 --paper A6 --svg -", 0},
                                       {"print a.png -o - --json --paper 11x11mm", 1},
                                       {"print a.png -o - --paper 11x11mm --progress json", 0}}) {
     for (const char* stream : {"/dev/full", "&-"}) {
