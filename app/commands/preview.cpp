@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/preview.h"
+
 #include <cstdint>
 #include <string>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/commands/swaths.h"
+
 #include <memory>
 
 #include "app/chain/plugin_library.h"
