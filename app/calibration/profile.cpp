@@ -8,11 +8,13 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "app/calibration/colour_weight.h"
 #include "app/support/failure.h"
 #include "app/support/icc_handles.h"
+#include "app/support/utf8.h"
 #include "app/tables/check.h"
 
 namespace corvane {
@@ -159,8 +161,11 @@ class ProfileWriter {
   }
 
   void Text(cmsTagSignature tag, const std::string& text) {
+    // The library writes a wide character as 16 bits, whatever its size.
+    const std::u16string units = Utf16FromUtf8(text);
+    const std::wstring wide(units.begin(), units.end());
     cmsMLU* const words = cmsMLUalloc(nullptr, 1);
-    const bool made = words != nullptr && cmsMLUsetASCII(words, "en", "US", text.c_str()) != 0 &&
+    const bool made = words != nullptr && cmsMLUsetWide(words, "en", "US", wide.c_str()) != 0 &&
                       cmsWriteTag(profile_.get(), tag, words) != 0;
     cmsMLUfree(words);
     if (!made) Fail();

@@ -3,35 +3,14 @@
 
 #include <fmt/format.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
 
+#include "app/support/utf8.h"
+
 namespace corvane {
 namespace {
-
-struct Character {
-  char32_t code = 0;
-  std::size_t bytes = 0;  // 0: no UTF-8
-};
-
-Character FirstOf(std::string_view text) {
-  constexpr std::uint8_t kContinues = 0x80, kContinuesMask = 0xC0;
-  constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000}, kMost = 0x10FFFF;
-  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-  if (byte(0) < 0x80) return {byte(0), 1};
-  const std::size_t more = byte(0) >= 0xF0 ? 3 : byte(0) >= 0xE0 ? 2 : 1;
-  if (byte(0) < 0xC0 || byte(0) >= 0xF8 || more >= text.size()) return {};
-  char32_t code = byte(0) & (0x3Fu >> more);
-  for (std::size_t i = 1; i <= more; ++i) {
-    if ((byte(i) & kContinuesMask) != kContinues) return {};
-    code = code << 6 | (byte(i) & 0x3Fu);
-  }
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < kLeast[more] || code > kMost || surrogate) return {};
-  return {code, more + 1};
-}
 
 // The controls of ASCII and of Latin-1, ends of lines and paragraphs, and what turns the direction.
 bool IsControl(char32_t code) {
@@ -59,7 +38,7 @@ std::string WithEscapes(std::string_view text, const Escape& escape) {
   std::string shown;
   shown.reserve(text.size());
   while (!text.empty()) {
-    const Character character = FirstOf(text);
+    const Utf8Character character = FirstCharacter(text);
     if (character.bytes == 0) {
       shown += fmt::format("\\x{:02x}", static_cast<std::uint8_t>(text[0]));
       text.remove_prefix(1);

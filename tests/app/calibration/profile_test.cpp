@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "app/commands/table_inspect.h"
 #include "app/support/icc_handles.h"
@@ -16,13 +17,14 @@ namespace corvane {
 namespace {
 
 constexpr int kMedia = 2;
+constexpr char kDescription[] = "Tinte für 𝄞";
 
 class PrinterProfile : public testing::Test {
  protected:
   PrinterProfile() {
     TableFile file(FindColorTable(""));
     table_ = ReadDecodedTable(file, {2, kMedia, 0, 1, 1});
-    const std::string bytes = MakePrinterProfile(table_, DefaultInkData(), kMedia, "A printer");
+    const std::string bytes = MakePrinterProfile(table_, DefaultInkData(), kMedia, kDescription);
     profile_ =
         IccProfile(cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
     lab_ = IccProfile(cmsCreateLab4Profile(nullptr));
@@ -49,6 +51,10 @@ class PrinterProfile : public testing::Test {
 TEST_F(PrinterProfile, SaysWhatTheTablePrintsAndFindsItBack) {
   ASSERT_TRUE(profile_);
   EXPECT_EQ(cmsGetDeviceClass(profile_.get()), cmsSigOutputClass);
+  wchar_t description[40] = {};
+  cmsGetProfileInfo(profile_.get(), cmsInfoDescription, "en", "US", description,
+                    sizeof description);
+  EXPECT_EQ(std::wstring(description), L"Tinte für 𝄞");
   const PrintModel model(DefaultInkData(), kMedia);
   const InkResponseTable response(model);
   const PrintedTable printed(table_, response);
