@@ -595,7 +595,9 @@ bool IsOwn(const PrintMode& mode, int alternateMode) {
   for (int other = 0; other < alternateMode; ++other) {
     const AlternateMode &a = mode.Alternate(alternateMode), &b = mode.Alternate(other);
     if (a.layout == b.layout && a.halftoneDpi == b.halftoneDpi &&
-        a.placing.firstExpansion == b.placing.firstExpansion && a.placing.rows == b.placing.rows &&
+        a.placing.firstExpansion == b.placing.firstExpansion &&
+        a.placing.secondExpansion == b.placing.secondExpansion &&
+        a.placing.rows == b.placing.rows &&
         FindHalftoneRoutine(mode.descriptor, alternateMode) ==
             FindHalftoneRoutine(mode.descriptor, other)) {
       return false;

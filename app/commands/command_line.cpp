@@ -226,7 +226,8 @@ void AddTableCheck(CLI::App& table, Command* chosen) {
   command->add_option("--table", options->indices, "Checks one table alone: its five indices")
       ->type_name("I,I,I,I,I");
   command
-      ->add_option("--chart", options->picture, "Draws what a table prints beside what was wanted")
+      ->add_option("--chart", options->picture,
+                   "Draws what a table prints beside what was wanted; without --table 2,2,0,1,0")
       ->type_name("FILE.svg|.png");
   AddInks(*command, options->inks);
   command->add_option("-j,--jobs", options->jobs, "Tables checked at a time; 0: one a processor")
@@ -287,8 +288,9 @@ void AddTable(CLI::App& app, Command* chosen) {
                    "Total ink; 100 is one ink at full strength; without it the medium's")
       ->type_name("PERCENT");
   build
-      ->add_option("--gcr", options->blackStrength,
-                   "How much grey black replaces, 0 to 1; without it the quality's")
+      ->add_option(
+          "--gcr", options->blackStrength,
+          "How much grey black replaces, 0 to 1; without it the quality's; not of a CMYK profile")
       ->type_name("PART");
   build->add_option("-j,--jobs", options->jobs, "Tables made at a time; 0: one a processor")
       ->check(CLI::Range(0, limits::kTasksAtATime))
@@ -329,7 +331,7 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
   setting("--preference", options.preference, kColorPreference,
           "Colour preference; automatic follows the intent");
   setting("--paper-characteristics", options.paperCharacteristics, kPaperCharacteristics,
-          "no-black takes tables without black ink, as modes without it do anyway");
+          "no-black takes seven-ink tables without black ink, as modes without it do anyway");
   command
       .add_option("--overspray", options.overspray, "Empty pixels beside the page, left and right")
       ->delimiter(',')

@@ -506,6 +506,12 @@ PageSettings PageSettingsFrom(const PrintOptions& options) {
   if (!options.paperCharacteristics.empty()) {
     settings.paperCharacteristics =
         SettingValue(kPaperCharacteristics, options.paperCharacteristics);
+    if (settings.paperCharacteristics != 0 && settings.mode->inkSet != InkSet::Seven) {
+      throw UsageFailure(
+          fmt::format("{}: mode {} has no tables without black ink{}", options.paperCharacteristics,
+                      options.mode,
+                      settings.mode->inkSet == InkSet::Nine ? " but those of --quality best" : ""));
+    }
   }
   settings.points = options.points;
   if (!options.overspray.empty()) {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -37,11 +38,28 @@ using nlohmann::ordered_json;
 
 constexpr const char* kInkSetNames[] = {"K", "CcMmYyK without K", "CcMmYyK", "CcMmYyKcm"};
 
+// The ink set that a table is for: what index 0 selects; a single table shows it by its size.
+std::optional<std::uint32_t> InkSetOf(const TableFile& file, const TableEntry& entry) {
+  if (file.DirectoryBytes() != 0) return entry.indices[0];
+  for (const std::uint32_t inkSet : {0u, 2u, 3u}) {
+    if (DecodedTableBytes(inkSet) == entry.size) return inkSet;
+  }
+  return std::nullopt;
+}
+
+std::uint32_t ExpectedBytes(const TableFile& file, const TableEntry& entry) {
+  const auto inkSet = InkSetOf(file, entry);
+  return inkSet ? DecodedTableBytes(*inkSet) : 0;
+}
+
 // What a page asks for to get the table, in the words of `corvane print`.
-std::string Meaning(const TableIndices& indices) {
-  const auto& [inkSet, medium, preference, quality, intent] = indices;
-  return fmt::format("{}, {}, {}, {}, {}",
-                     inkSet < std::size(kInkSetNames) ? kInkSetNames[inkSet] : "unused",
+std::string Meaning(const TableFile& file, const TableEntry& entry) {
+  const auto inkSet = InkSetOf(file, entry);
+  const std::string inks =
+      inkSet && *inkSet < std::size(kInkSetNames) ? kInkSetNames[*inkSet] : "unused";
+  if (file.DirectoryBytes() == 0) return inks + ", every page";
+  const auto& [unused, medium, preference, quality, intent] = entry.indices;
+  return fmt::format("{}, {}, {}, {}, {}", inks,
                      SettingText(kMediaType, static_cast<int>(medium) + 1),
                      SettingText(kColorPreference, preference == 1 ? 1 : 2),
                      SettingText(kPrintQuality, static_cast<int>(quality) + 1),
@@ -98,15 +116,6 @@ struct Fault {
 
 std::string NameOf(const TableIndices& indices) {
   return fmt::format("({})", fmt::join(indices, ", "));
-}
-
-// The decoded size is what index 0 selects; a single table says by its size what it is.
-std::uint32_t ExpectedBytes(const TableFile& file, const TableEntry& entry) {
-  if (file.DirectoryBytes() != 0) return DecodedTableBytes(entry.indices[0]);
-  for (std::uint32_t inkSet = 0; inkSet < kTableExtents[0]; ++inkSet) {
-    if (DecodedTableBytes(inkSet) == entry.size) return entry.size;
-  }
-  return 0;
 }
 
 std::string FindFault(TableFile& file, const TableEntry& entry) {
@@ -190,7 +199,7 @@ std::string ToText(const TableFile& file, const std::vector<TableLine>& lines) {
   for (const TableLine& line : lines) {
     text += fmt::format(kColumns, fmt::format("{}", fmt::join(line.entry.indices, " ")),
                         line.entry.offset, line.entry.size, NameOf(line.form),
-                        line.key.empty() ? "-" : line.key, Meaning(line.entry.indices));
+                        line.key.empty() ? "-" : line.key, Meaning(file, line.entry));
   }
   return text;
 }
@@ -203,7 +212,7 @@ std::string ToJson(const TableFile& file, const std::vector<TableLine>& lines) {
                       {"size", line.entry.size},
                       {"form", NameOf(line.form)},
                       {"key", line.key.empty() ? ordered_json() : ordered_json(line.key)},
-                      {"meaning", Meaning(line.entry.indices)}});
+                      {"meaning", Meaning(file, line.entry)}});
   }
   const ordered_json result = {{"file", file.Name()},
                                {"bytes", file.Bytes()},

@@ -20,6 +20,7 @@
 #include "app/support/threads.h"
 #include "app/tables/check.h"
 #include "app/tables/check_picture.h"
+#include "color/table/stored_form.h"
 
 namespace corvane {
 namespace {
@@ -31,6 +32,9 @@ constexpr const char* kPictured = "2,2,0,1,0";  // where no table is named
 // The tables to check: those of coloured inks that differ, each under its first indices.
 std::vector<IndexedTable> ReadTables(TableFile& file, const std::string& only) {
   std::vector<IndexedTable> tables;
+  if (file.DirectoryBytes() == 0) {
+    throw Failure(file.Name() + ": has one table for every page, of no medium to check it for");
+  }
   if (!only.empty()) {
     const TableIndices indices = ParseTableIndices(only);
     tables.push_back({indices, ReadDecodedTable(file, indices)});
@@ -38,15 +42,19 @@ std::vector<IndexedTable> ReadTables(TableFile& file, const std::string& only) {
     std::map<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>, bool> known;
     for (const TableEntry& entry : file.Entries()) {
       const std::uint32_t bytes = DecodedTableBytes(entry.indices[0]);
-      if (bytes <= 256 || entry.indices[1] >= kMediaCount) continue;
+      if (bytes <= kBlackCurveBytes || entry.indices[1] >= kMediaCount) continue;
       if (!known.try_emplace({entry.offset, entry.indices[0], entry.indices[1]}, true).second) {
         continue;
       }
       tables.push_back({entry.indices, ReadDecodedTable(file, entry.indices)});
     }
   }
-  if (tables.empty() || tables.front().bytes.size() <= 256) {
+  if (tables.empty()) {
     throw Failure(file.Name() + ": has no tables of coloured inks to check");
+  }
+  if (tables.front().bytes.size() <= kBlackCurveBytes) {
+    throw Failure(fmt::format("{}: table {} is a curve of black ink, which has no colours to check",
+                              file.Name(), only));
   }
   return tables;
 }
@@ -91,7 +99,7 @@ ordered_json ToJson(const TableCheck& check) {
           {"neutralChroma", check.neutral},
           {"blackFromLightness", check.blackFrom},
           {"blackAlone", check.blackAlone},
-          {"betweenQualities", check.quality},
+          {"betweenQualities", check.quality ? ordered_json(*check.quality) : ordered_json()},
           {"misses", MissesOf(check)}};
 }
 
@@ -112,14 +120,18 @@ constexpr const char* kHeading =
     "table      holes deepest  mean  95 %   bend  most notch  fall corner  shadows  scenes   ink  "
     "grey neutral  K from quality  grain  skin\n";
 
+std::string QualityOf(const TableCheck& check) {
+  return check.quality ? fmt::format("{:.1f}", *check.quality) : "-";
+}
+
 std::string LineOf(const TableCheck& check) {
   return fmt::format(
       "{:<10} {:>5} {:>7.1f} {:>5.2f} {:>5.2f} {:>6.1f} {:>5.1f} {:>5.1f} {:>5.2f} {:>6.2f} "
-      "{:>4.2f} {:>4.2f} {:>6.2f} {:>5.0f} {:>5.0f} {:>7.1f} {:>7.0f} {:>7.2f} {:>6.2f} {:>5.2f}\n",
+      "{:>4.2f} {:>4.2f} {:>6.2f} {:>5.0f} {:>5.0f} {:>7.1f} {:>7.0f} {:>7} {:>6.2f} {:>5.2f}\n",
       fmt::format("{}", fmt::join(check.indices, " ")), check.holes, check.worstInside.value,
       check.mean, check.most95, check.bend999, check.bend.value, check.notch.value,
       check.fall.value, check.corner, check.shadows.median, check.shadows.low, SceneChroma(check),
-      check.ink * 100, check.greyInk * 100, check.neutral, check.blackFrom, check.quality,
+      check.ink * 100, check.greyInk * 100, check.neutral, check.blackFrom, QualityOf(check),
       check.highlightGrain, SkinGrain(check));
 }
 
@@ -136,10 +148,13 @@ std::string SummaryOf(const std::vector<TableCheck>& checks) {
     return value;
   };
   const auto holes = most([](const TableCheck& c) { return c.holes; });
+  const auto compared = std::max_element(
+      checks.begin(), checks.end(),
+      [](const TableCheck& a, const TableCheck& b) { return a.quality < b.quality; });
   return fmt::format(
       "worst of {} tables: {:.0f} holes, {:.1f} deep; bend {:.1f}, largest {:.1f}; notch {:.1f}; "
       "fall {:.2f};\ncorner {:.2f}; shadows {:.2f}, {:.2f}; scenes {:.2f}; between qualities "
-      "{:.1f}\n",
+      "{}\n",
       checks.size(), holes, most([](const TableCheck& c) { return c.worstInside.value; }),
       most([](const TableCheck& c) { return c.bend999; }),
       most([](const TableCheck& c) { return c.bend.value; }),
@@ -148,7 +163,7 @@ std::string SummaryOf(const std::vector<TableCheck>& checks) {
       least([](const TableCheck& c) { return c.corner; }),
       least([](const TableCheck& c) { return c.shadows.median; }),
       least([](const TableCheck& c) { return c.shadows.low; }), least(SceneChroma),
-      most([](const TableCheck& c) { return c.quality; }));
+      QualityOf(*compared));
 }
 
 std::string ToText(const TableFile& file, const std::vector<TableCheck>& checks) {

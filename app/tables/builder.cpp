@@ -133,7 +133,9 @@ struct TableBuilder::State {
   Rendering RenderingOf(const TableKey& key);
   std::vector<std::uint8_t> BlackCurve(const TableKey& key);
   // Whether a profile, not the ink model, says which inks make a colour.
-  bool UsesProfile(const TableKey& key) const { return icc && icc->Serves(PlanesOf(key.inkClass)); }
+  bool UsesProfile(const TableKey& key) const {
+    return icc && icc->Serves(PlanesOf(key.inkClass), RulesOf(key).blackInk);
+  }
   // The amounts of all nodes of a table, white first.
   std::vector<InkAmounts> NodesOf(const TableKey& key);
   // Contone values after linearisation, their sum inside the limit.
@@ -174,6 +176,10 @@ TableBuilder::TableBuilder(InkData inks, TableSettings settings) : state_(new St
   state_->settings = std::move(settings);
   if (!state_->settings.iccProfile.empty()) {
     state_->icc = std::make_unique<IccSeparation>(state_->settings.iccProfile);
+    if (state_->settings.blackStrength && state_->icc->Serves(PlanesOf(kSeven), false)) {
+      throw Failure(fmt::format("{}: a CMYK profile says itself how much grey black replaces",
+                                state_->settings.iccProfile.string()));
+    }
   }
 }
 

@@ -166,6 +166,9 @@ double Separator::WantedBlack(const Triple& lab, double black) const {
 }
 
 InkAmounts Separator::WithinLimit(InkAmounts amounts) const {
+  for (int ink = 0; ink < kInkCount; ++ink) {
+    amounts[ink] = std::min(amounts[ink], model_.InkLimit(static_cast<Ink>(ink)));
+  }
   const double total = TotalInk(amounts);
   if (total <= rules_.inkLimit) return amounts;
   const double black = std::min(amounts[static_cast<int>(Ink::K)], rules_.inkLimit);

@@ -46,7 +46,8 @@ class Separator {
   // before the grey of `blackFrom`, all at the lightness `black` of the darkest neutral.
   double WantedBlack(const Triple& lab, double black) const;
 
-  // Ink amounts brought inside the ink limit: black stays, the others give way in proportion.
+  // Ink amounts brought inside each ink's limit and that of all together, to which black stays and
+  // the others give way in proportion.
   InkAmounts WithinLimit(InkAmounts amounts) const;
 
   const SeparationRules& Rules() const { return rules_; }

@@ -375,7 +375,21 @@ bool HasBlack(const IndexedTable& table) {
   return std::any_of(plane, plane + kNodes, [](std::uint8_t value) { return value > 0; });
 }
 
-// The largest differences between tables that differ in quality alone.
+// The largest difference of two tables at colours that the inks of both can print. All yardsticks
+// have the same colours.
+double LargestDifference(const IndexedTable& a, const Yardstick& ofA, const IndexedTable& b,
+                         const Yardstick& ofB) {
+  const PrintedTable printedA(a.bytes, ofA.response), printedB(b.bytes, ofB.response);
+  double largest = 0;
+  for (std::size_t i = 0; i < ofA.colours.size(); ++i) {
+    if (!ofA.colours[i].printable || !ofB.colours[i].printable) continue;
+    const Srgb& srgb = ofA.colours[i].srgb;
+    largest = std::max(largest, DeltaE2000(printedA.Lab(srgb), printedB.Lab(srgb)));
+  }
+  return largest;
+}
+
+// Compares tables that differ in quality alone.
 void CompareQualities(std::span<const IndexedTable> tables,
                       const std::vector<const Yardstick*>& yardsticks,
                       std::vector<TableCheck>& checks) {
@@ -383,16 +397,12 @@ void CompareQualities(std::span<const IndexedTable> tables,
     for (std::size_t j = 0; j < i; ++j) {
       TableIndices other = tables[j].indices;
       other[3] = tables[i].indices[3];
-      if (other != tables[i].indices || yardsticks[i] != yardsticks[j]) continue;
-      const PrintedTable a(tables[i].bytes, yardsticks[i]->response);
-      const PrintedTable b(tables[j].bytes, yardsticks[i]->response);
-      double largest = 0;
-      for (const Wanted& wanted : yardsticks[i]->colours) {
-        if (!wanted.printable) continue;
-        largest = std::max(largest, DeltaE2000(a.Lab(wanted.srgb), b.Lab(wanted.srgb)));
+      if (other != tables[i].indices) continue;
+      const double largest =
+          LargestDifference(tables[i], *yardsticks[i], tables[j], *yardsticks[j]);
+      for (TableCheck* check : {&checks[i], &checks[j]}) {
+        check->quality = std::max(check->quality.value_or(0), largest);
       }
-      checks[i].quality = std::max(checks[i].quality, largest);
-      checks[j].quality = std::max(checks[j].quality, largest);
     }
   }
 }
@@ -449,8 +459,8 @@ std::vector<std::string> MissesOf(const TableCheck& check) {
   }
   miss(check.ink > check.inkLimit + 1e-6, fmt::format("{:.0f} % of ink where {:.0f} are taken",
                                                       check.ink * 100, check.inkLimit * 100));
-  miss(check.quality > aims::kQuality,
-       fmt::format("another quality differs by {:.1f}", check.quality));
+  const double quality = check.quality.value_or(0);
+  miss(quality > aims::kQuality, fmt::format("another quality differs by {:.1f}", quality));
   return misses;
 }
 

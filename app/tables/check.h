@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -65,7 +66,9 @@ struct TableCheck {
   double neutral = 0;            // largest a*, b* on the neutral axis
   double blackFrom = 0;          // L* of the neutral axis where black ink begins
   bool blackAlone = false;       // neutrals hold no other ink
-  double quality = 0;            // largest difference to the same table of another quality
+  // The largest difference to the same table of another quality at colours that both can print;
+  // nothing where no such table was checked.
+  std::optional<double> quality;
 };
 
 // What a table ought to hold to.

@@ -67,8 +67,8 @@ IccSeparation::IccSeparation(const std::filesystem::path& file) : transforms_(ne
 
 IccSeparation::~IccSeparation() = default;
 
-bool IccSeparation::Serves(int planes) const {
-  return planes > 1 && (channels_ == kDyeCount || channels_ == planes);
+bool IccSeparation::Serves(int planes, bool blackInk) const {
+  return planes > 1 && (channels_ == kDyeCount || (channels_ == planes && blackInk));
 }
 
 InkAmounts IccSeparation::Separate(const Triple& srgb, bool colorimetric,

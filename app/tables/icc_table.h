@@ -18,8 +18,9 @@ class IccSeparation {
   ~IccSeparation();
 
   // Whether tables of this many planes come from the profile: those of a CMYK profile all do but
-  // the black curve, the others only where the number of channels is the profile's.
-  bool Serves(int planes) const;
+  // the black curve, the others only where the number of channels is the profile's, whose black ink
+  // nothing could replace in tables without it.
+  bool Serves(int planes, bool blackInk) const;
 
   // The ink amounts of an sRGB colour: relative colorimetric with black point compensation, or
   // perceptual. Channels of a 7- or 9-colour profile are the planes in their order. The tone values

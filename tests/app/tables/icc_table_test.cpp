@@ -99,9 +99,12 @@ TEST(IccTable, TakesTheChannelsOfASevenColourProfileAsThePlanes) {
   const Contone black = LookUp(builder.Build({.inkClass = 2, .media = 2, .quality = 1}), {0, 0, 0});
   for (std::size_t i = 1; i < 7; ++i) EXPECT_NEAR(black[i], 25.5 * static_cast<double>(i), 3.0);
 
-  // Nine inks are none of the profile's business: the ink model serves them.
-  const TableKey nine = {.inkClass = 3, .media = 2, .quality = 1};
-  EXPECT_EQ(builder.Build(nine), TableBuilder(DefaultInkData()).Build(nine));
+  // Neither nine inks nor seven without black are the profile's: the ink model serves them.
+  const TableBuilder model(DefaultInkData());
+  for (const int inkClass : {1, 3}) {
+    const TableKey key = {.inkClass = inkClass, .media = 2, .quality = 1};
+    EXPECT_EQ(builder.Build(key), model.Build(key)) << inkClass;
+  }
 }
 
 TEST(IccTable, RefusesOtherFiles) {
