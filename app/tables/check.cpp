@@ -375,21 +375,18 @@ bool HasBlack(const IndexedTable& table) {
   return std::any_of(plane, plane + kNodes, [](std::uint8_t value) { return value > 0; });
 }
 
-// The largest difference of two tables at colours that the inks of both can print. All yardsticks
-// have the same colours.
-double LargestDifference(const IndexedTable& a, const Yardstick& ofA, const IndexedTable& b,
-                         const Yardstick& ofB) {
-  const PrintedTable printedA(a.bytes, ofA.response), printedB(b.bytes, ofB.response);
+// The largest difference between two tables of the same inks at colours that these can print.
+double LargestDifference(const IndexedTable& a, const IndexedTable& b, const Yardstick& inks) {
+  const PrintedTable printedA(a.bytes, inks.response), printedB(b.bytes, inks.response);
   double largest = 0;
-  for (std::size_t i = 0; i < ofA.colours.size(); ++i) {
-    if (!ofA.colours[i].printable || !ofB.colours[i].printable) continue;
-    const Srgb& srgb = ofA.colours[i].srgb;
-    largest = std::max(largest, DeltaE2000(printedA.Lab(srgb), printedB.Lab(srgb)));
+  for (const Wanted& wanted : inks.colours) {
+    if (!wanted.printable) continue;
+    largest = std::max(largest, DeltaE2000(printedA.Lab(wanted.srgb), printedB.Lab(wanted.srgb)));
   }
   return largest;
 }
 
-// Compares tables that differ in quality alone.
+// Compares tables of the same inks that differ in quality alone.
 void CompareQualities(std::span<const IndexedTable> tables,
                       const std::vector<const Yardstick*>& yardsticks,
                       std::vector<TableCheck>& checks) {
@@ -397,9 +394,8 @@ void CompareQualities(std::span<const IndexedTable> tables,
     for (std::size_t j = 0; j < i; ++j) {
       TableIndices other = tables[j].indices;
       other[3] = tables[i].indices[3];
-      if (other != tables[i].indices) continue;
-      const double largest =
-          LargestDifference(tables[i], *yardsticks[i], tables[j], *yardsticks[j]);
+      if (other != tables[i].indices || yardsticks[i] != yardsticks[j]) continue;
+      const double largest = LargestDifference(tables[i], tables[j], *yardsticks[i]);
       for (TableCheck* check : {&checks[i], &checks[j]}) {
         check->quality = std::max(check->quality.value_or(0), largest);
       }

@@ -66,8 +66,8 @@ struct TableCheck {
   double neutral = 0;            // largest a*, b* on the neutral axis
   double blackFrom = 0;          // L* of the neutral axis where black ink begins
   bool blackAlone = false;       // neutrals hold no other ink
-  // The largest difference to the same table of another quality at colours that both can print;
-  // nothing where no such table was checked.
+  // The largest difference to the same table of another quality at colours that can be printed;
+  // nothing where no such table of the same inks was checked.
   std::optional<double> quality;
 };
 
