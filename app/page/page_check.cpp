@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
@@ -108,6 +109,14 @@ class PageReader {
     return entry == nullptr || entry->Text() != nullptr ? 0 : entry->Bits();
   }
 
+  // It was set, and reads as 0 all the same: as a text, in another group or in the other bag.
+  bool IsLost(const Property& wanted) const {
+    const auto* entry = EntryOf(wanted);
+    if (entry != nullptr) return entry->Text() != nullptr;
+    return Find(page_.Properties, wanted.name, {}) != nullptr ||
+           Find(page_.PageProperties, wanted.name, {}) != nullptr;
+  }
+
   // How the entry stands there, for a message: its value, or why it reads as 0.
   std::string Standing(std::string_view name) const {
     const Property& wanted = PropertyNamed(name);
@@ -154,18 +163,37 @@ std::vector<std::string> CheckPageStart(const QStartPage& page) {
   std::vector<std::string> faults;
   // The elements read 16 bits of it.
   const auto alternate = static_cast<std::uint16_t>(reader.Number(property::kUseAlternateModes));
-  if (alternate >= kAlternateModes ||
-      reader.Standing(property::kUseAlternateModes).starts_with("stands")) {
-    const bool losesDots = alternate >= kAlternateModes && mode->alternates[0].placing.PlacesDots();
+  if (alternate >= kAlternateModes) {
+    const bool losesDots = mode->alternates[0].placing.PlacesDots();
     faults.push_back(fmt::format("{} {}, not 0, 1 or 2: the page prints as with 0{}",
                                  property::kUseAlternateModes,
                                  reader.Standing(property::kUseAlternateModes),
                                  losesDots ? ", but its dots are not placed" : ""));
   }
+  std::vector<std::string_view> told;
   for (const Rule& rule : RulesOf(*mode, AlternateModeIndex(alternate))) {
     if (Fits(rule, reader.Number(rule.name))) continue;
+    told.emplace_back(rule.name);
     faults.push_back(fmt::format("{} {}, not {}: {}", rule.name, reader.Standing(rule.name),
                                  ValueOf(rule), rule.unless));
+  }
+  const std::uint32_t format = reader.Number(property::kZRXRasterFormat);
+  if (format == 2 || (format >= 5 && format <= 7)) {
+    faults.push_back(
+        fmt::format("{} is {}: rows of that format are not converted, those of 1, 3 "
+                    "and 4 are",
+                    property::kZRXRasterFormat, format));
+  }
+  for (const Property& read : property::kProperties) {
+    const bool ofPage = read.bag == Bag::Page || read.bag == Bag::SecondPage;
+    const bool isTold = std::ranges::find(told, read.name) != told.end();
+    if (!ofPage || isTold || !std::string_view(read.users).starts_with("read") ||
+        !reader.IsLost(read)) {
+      continue;
+    }
+    const std::string standing = reader.Standing(read.name);
+    faults.push_back(fmt::format("{} {}{}", read.name, standing,
+                                 standing.starts_with("is") ? "" : ": it reads as 0"));
   }
   return faults;
 }

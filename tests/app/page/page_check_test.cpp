@@ -53,6 +53,17 @@ TEST(PageCheck, FindsWhatStandsInTheWrongPlace) {
   page.Properties.SetProperty("Slot1HorizontalRes", 4800ul, "Standard");
   EXPECT_THAT(CheckPageStart(page), ElementsAre(HasSubstr("stands in another group"),
                                                 HasSubstr("is read from PageProperties")));
+
+  page = sound;
+  page.Properties.SetProperty("UseAlternateModes", "2", "Standard");
+  page.Properties.SetProperty("PageIntent", "2", "Standard");
+  page.Properties.SetProperty("ZRXRasterFormat", 2, "Standard");
+  page.PageProperties.SetProperty("ColorPreference", 1, "Standard");
+  page.Properties.SetProperty("ColorPreference", 1, "Other");
+  EXPECT_THAT(CheckPageStart(page),
+              testing::UnorderedElementsAre("UseAlternateModes is a text, which reads as 0",
+                                            "PageIntent is a text, which reads as 0",
+                                            HasSubstr("is 2: rows of that format")));
 }
 
 TEST(PageCheck, ReadsTheHostsDocumentAndItsScripts) {
