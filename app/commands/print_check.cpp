@@ -29,7 +29,7 @@ bool ReadsStandardInput(const PrintOptions& options) {
 }
 
 // What the image asks for, if it is one: a document, ink planes and several pages on a sheet have
-// no colours to hold the print against, and overspray moves the sheet.
+// no colours to hold the print against, and overspray widens the rows.
 void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOptions& report) {
   for (const auto& [image, number] : page.cells) {
     Add(report, "image", fmt::format("{}, page {}", image, number + 1));
@@ -50,6 +50,8 @@ void AddImage(const PrintOptions& options, const PrintedPage& page, ReportOption
   report.against = page.image;
   report.againstPage = page.page + 1;
   report.placing = options.placing;
+  const PageSettings settings = PageSettingsFrom(options);
+  report.againstDpi = std::max(settings.horizontalDpi, settings.verticalDpi);
 }
 
 void AddSettings(const PrintOptions& options, ReportOptions& report) {

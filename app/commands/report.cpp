@@ -3,10 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <system_error>
 
 #include "app/chain/plugin_library.h"
 #include "app/output/separations.h"
@@ -28,16 +28,12 @@ bool WritesPage(const ReportOptions& options) {
   return !options.output.empty() || (!options.text && !options.json);
 }
 
-bool IsFolder(const std::string& output) {
-  std::error_code ignored;
-  return output.back() == '/' || fs::is_directory(output, ignored);
-}
-
 fs::path PageOf(const ReportOptions& options, const std::string& print) {
   if (!WritesPage(options)) return {};
   fs::path beside = fs::path(print).replace_extension(".html");
   if (options.output.empty()) return beside;
-  return IsFolder(options.output) ? options.output / beside.filename() : fs::path(options.output);
+  return NamesFolder(options.output) ? options.output / beside.filename()
+                                     : fs::path(options.output);
 }
 
 PressCheckSettings SettingsOf(const ReportOptions& options) {
@@ -79,8 +75,13 @@ class Reporter {
     settings.media = (typedMedia_ != 0 ? typedMedia_ : shape.mediaType) - 1;
     std::optional<WantedColours> wanted;
     if (!options_.against.empty()) {
-      wanted = ReadWantedColours(options_.against, options_.againstPage - 1, JudgedGrid(shape),
-                                 placing_);
+      ImagePlacing placing = placing_;
+      const PageSettings printed = DefaultSettings(*shape.mode, shape.alternateMode);
+      placing.assumedDpi = options_.againstDpi > 0
+                               ? options_.againstDpi
+                               : std::max(printed.horizontalDpi, printed.verticalDpi);
+      wanted =
+          ReadWantedColours(options_.against, options_.againstPage - 1, JudgedGrid(shape), placing);
       WarnOfEnlarging(*wanted, shape, settings);
     }
     const CellColours colours(settings.inks, settings.media, *shape.mode);
@@ -111,7 +112,7 @@ void ReportOn(const ReportOptions& options, const StagedFile& print, StagedFile&
 
 int RunReport(const ReportOptions& options) {
   if (options.prints.size() > 1) {
-    if (!options.output.empty() && !IsFolder(options.output)) {
+    if (!options.output.empty() && !NamesFolder(options.output)) {
       throw UsageFailure(options.output + ": several reports need a folder, a name that ends in /");
     }
     if (options.json) throw UsageFailure("--json takes one print at a time");
@@ -126,7 +127,7 @@ int RunReport(const ReportOptions& options) {
   for (const fs::path& page : pages) CheckEnding(page, kHtmlEndings);
 
   Reporter reporter(options);
-  const bool folder = !options.output.empty() && IsFolder(options.output);
+  const bool folder = !options.output.empty() && NamesFolder(options.output);
   OutputStage stage(folder ? fs::path(options.output) : fs::path());
   for (std::size_t i = 0; i < pages.size(); ++i) {
     const std::string& print = options.prints[i];

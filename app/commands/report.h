@@ -21,6 +21,8 @@ struct ReportOptions {
   std::vector<std::string> zoomAreas;  // X,Y,W,H in millimetres
   std::string against;                 // image that was wanted; empty: none
   int againstPage = 1;                 // of it, from 1
+  double againstDpi = 0;               // that an image without a resolution was printed with; 0:
+                                       // the mode's default
   PlacingOptions placing;              // of the image on the sheet
   std::string head;                    // description of the printhead; empty: the default one
   bool text = false;

@@ -10,6 +10,15 @@
 #include "app/support/limits.h"
 
 namespace corvane {
+namespace {
+
+bool HoldsOneImage(FileKind kind) {
+  return kind == FileKind::Png || kind == FileKind::Jpeg || kind == FileKind::Webp ||
+         kind == FileKind::Jxl || kind == FileKind::Exr;
+}
+
+}  // namespace
+
 int CountImagePages(const std::string& path) {
   const FileKind kind = KindOfFile(path);
   if (IsPageStream(kind)) return CountStreamPages(path);
@@ -18,7 +27,11 @@ int CountImagePages(const std::string& path) {
 }
 
 std::unique_ptr<ImageReader> OpenImage(const std::string& path, int page) {
-  switch (KindOfFile(path)) {
+  const FileKind kind = KindOfFile(path);
+  if (page != 0 && HoldsOneImage(kind)) {
+    throw Failure(fmt::format("{}: holds one image, and no page {}", path, page + 1));
+  }
+  switch (kind) {
     case FileKind::Png:
       return OpenPng(path);
     case FileKind::Jpeg:

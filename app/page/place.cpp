@@ -49,14 +49,14 @@ Span PlaceSide(std::uint32_t pixels, std::uint64_t drawn, std::uint32_t start, s
   return span;
 }
 
-// An image without a resolution has the sheet's finer one.
 struct Inches {
   double wide, high;
 };
 
-Inches NaturalSize(const ImageSize& image, const Sheet& sheet) {
+Inches NaturalSize(const ImageSize& image, const Sheet& sheet, const ImagePlacing& placing) {
   const bool known = image.horizontalDpi > 0 && image.verticalDpi > 0;
-  const double assumed = std::max(sheet.horizontalDpi, sheet.verticalDpi);
+  const double assumed = placing.assumedDpi > 0 ? placing.assumedDpi
+                                                : std::max(sheet.horizontalDpi, sheet.verticalDpi);
   return {image.width / (known ? image.horizontalDpi : assumed),
           image.height / (known ? image.verticalDpi : assumed)};
 }
@@ -315,7 +315,7 @@ int DegreesOf(const ImagePlacing& placing, const ImageSize& image, const Sheet& 
   // A gain that nobody sees is no reason to turn an image.
   constexpr double kGain = 1.001;
   const SheetArea area = AreaOn(sheet, placing.margins, placing.position);
-  const Inches size = NaturalSize(image, sheet);
+  const Inches size = NaturalSize(image, sheet, placing);
   const double upright = FittingScale(size, area, sheet);
   const double turned = FittingScale({size.high, size.wide}, area, sheet);
   const bool fits = placing.scale && *placing.scale <= upright;
@@ -335,7 +335,7 @@ int DegreesOf(const ImagePlacing& placing, const PaperSize& drawing, const Sheet
 
 Placement PlaceImage(const ImageSize& image, const Sheet& sheet, const ImagePlacing& placing) {
   const SheetArea area = AreaOn(sheet, placing.margins, placing.position);
-  const Inches size = NaturalSize(image, sheet);
+  const Inches size = NaturalSize(image, sheet, placing);
   const double factor = placing.scale ? *placing.scale : FittingScale(size, area, sheet);
   const auto drawn = [&](double inches, double dpi) {
     return static_cast<std::uint64_t>(std::clamp(std::round(inches * factor * dpi), 1.0, 1e9));

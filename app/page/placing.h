@@ -27,7 +27,8 @@ struct ImagePlacing {
   std::optional<double> scale = {};  // of the image's natural size; none: as large as there is room
   Margins margins = {};
   Position position = {};
-  int degrees = 0;  // that the image is turned clockwise: 0, 90, 180, 270 or kTurnToFit
+  int degrees = 0;        // that the image is turned clockwise: 0, 90, 180, 270 or kTurnToFit
+  double assumedDpi = 0;  // of an image that does not say its resolution; 0: the sheet's finer one
 };
 
 // Whether rows and columns change places.

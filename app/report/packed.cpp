@@ -5,6 +5,7 @@
 #include <webp/encode.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <new>
 
@@ -29,10 +30,6 @@ struct FreeCompressor {
     libdeflate_free_compressor(compressor);
   }
 };
-
-std::uint16_t Folded(std::int32_t difference) {
-  return static_cast<std::uint16_t>(difference >= 0 ? 2 * difference : -2 * difference - 1);
-}
 
 struct WebpMemory : WebPMemoryWriter {
   WebpMemory() : WebPMemoryWriter() { WebPMemoryWriterInit(this); }
@@ -83,15 +80,19 @@ std::string PackedBytes(std::span<const std::uint8_t> bytes) {
 }
 
 std::string PackedNumbers(std::span<const std::uint32_t> numbers, std::size_t columns) {
-  std::vector<std::uint8_t> bytes(2 * numbers.size());
+  const bool wide = std::ranges::any_of(numbers, [](std::uint32_t n) { return n > UINT16_MAX; });
+  const std::size_t width = wide ? 4 : 2;  // bytes
+  const std::uint32_t mask = wide ? UINT32_MAX : UINT16_MAX;
+  std::vector<std::uint8_t> bytes(width * numbers.size());
   for (std::size_t i = 0; i < numbers.size(); ++i) {
-    const std::uint32_t left = i % columns > 0 ? numbers[i - 1] & 0xFFFF : 0;
-    const std::uint32_t above = i >= columns ? numbers[i - columns] & 0xFFFF : 0;
-    const auto difference =
-        static_cast<std::int16_t>(static_cast<std::uint16_t>(numbers[i] - (left + above) / 2));
-    const std::uint16_t folded = Folded(difference);
-    bytes[i] = static_cast<std::uint8_t>(folded);
-    bytes[numbers.size() + i] = static_cast<std::uint8_t>(folded >> 8);
+    const std::uint32_t left = i % columns > 0 ? numbers[i - 1] : 0;
+    const std::uint32_t above = i >= columns ? numbers[i - columns] : 0;
+    const std::uint32_t difference = (numbers[i] - (left + above) / 2) & mask;
+    const bool negative = difference > mask / 2;
+    const std::uint32_t folded = (difference << 1 ^ (negative ? mask : 0)) & mask;
+    for (std::size_t byte = 0; byte < width; ++byte) {
+      bytes[byte * numbers.size() + i] = static_cast<std::uint8_t>(folded >> 8 * byte);
+    }
   }
   return PackedBytes(bytes);
 }

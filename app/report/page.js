@@ -20,11 +20,13 @@
   // Numbers in rows: each is what it has more than the mean of the two left of it and above it.
   async function numbersOf(text, columns) {
     const bytes = await bytesOf(text);
-    const count = bytes.length / 2;
-    const numbers = new Uint16Array(count);
+    const count = columns * grid.rows;
+    const width = bytes.length / count;
+    const numbers = width > 2 ? new Uint32Array(count) : new Uint16Array(count);
     for (let i = 0; i < count; ++i) {
-      const folded = bytes[i] | bytes[count + i] << 8;
-      const difference = folded & 1 ? -(folded + 1 >> 1) : folded >> 1;
+      let folded = 0;
+      for (let byte = 0; byte < width; ++byte) folded |= bytes[byte * count + i] << 8 * byte;
+      const difference = folded & 1 ? -(folded >>> 1) - 1 : folded >>> 1;
       const left = i % columns ? numbers[i - 1] : 0;
       const above = i >= columns ? numbers[i - columns] : 0;
       numbers[i] = difference + (left + above >> 1);

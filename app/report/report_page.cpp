@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <map>
@@ -14,6 +15,7 @@
 
 #include "app/report/packed.h"
 #include "app/report/page_files.h"
+#include "app/support/interrupt.h"
 #include "app/support/json.h"
 #include "app/support/markup.h"
 #include "app/support/units.h"
@@ -133,33 +135,32 @@ Json MatrixJson(Triple (*map)(const Triple&)) {
   return rows;
 }
 
-// Values of `cells` of which the first of each `parts` by `parts` is taken.
-template <typename T>
-std::vector<std::uint32_t> Thinned(const std::vector<T>& values, const CellGrid& fine,
-                                   const CellGrid& coarse, std::uint32_t parts, std::size_t stride,
-                                   std::size_t offset) {
-  std::vector<std::uint32_t> thinned;
-  for (std::uint32_t row = 0; row < coarse.rows; ++row) {
-    for (std::uint32_t column = 0; column < coarse.columns; ++column) {
-      const std::size_t cell = std::size_t{row} * parts * fine.columns + column * parts;
-      thinned.push_back(values[cell * stride + offset]);
-    }
-  }
-  return thinned;
-}
-
+// What is shown for `parts` by `parts` cells together: their mean colour, and the one that differs
+// most.
 Json WantedJson(const PressCheck& check, const CellGrid& coarse, std::uint32_t parts) {
   const WantedCheck& wanted = *check.wanted;
   const CellGrid& fine = check.cells.grid;
+  std::array<std::vector<std::uint32_t>, 3> sums;
+  for (auto& sum : sums) sum.resize(coarse.Cells());
+  std::vector<std::uint32_t> counts(coarse.Cells()), differences(coarse.Cells()),
+      verdicts(coarse.Cells());
+  for (std::size_t cell = 0; cell < fine.Cells(); ++cell) {
+    const std::size_t column = cell % fine.columns / parts, row = cell / fine.columns / parts;
+    const std::size_t shown = row * coarse.columns + column;
+    for (std::size_t i = 0; i < 3; ++i) sums[i][shown] += wanted.srgb[3 * cell + i];
+    if (counts[shown]++ == 0 || wanted.difference[cell] > differences[shown]) {
+      differences[shown] = wanted.difference[cell];
+      verdicts[shown] = wanted.verdicts[cell];
+    }
+  }
   Json srgb = Json::array();
-  for (std::size_t i = 0; i < 3; ++i) {
-    srgb.push_back(PackedNumbers(Thinned(wanted.srgb, fine, coarse, parts, 3, i), coarse.columns));
+  for (auto& sum : sums) {
+    for (std::size_t i = 0; i < sum.size(); ++i) sum[i] /= std::max(counts[i], 1u);
+    srgb.push_back(PackedNumbers(sum, coarse.columns));
   }
   return {{"srgb", srgb},
-          {"difference",
-           PackedNumbers(Thinned(wanted.difference, fine, coarse, parts, 1, 0), coarse.columns)},
-          {"verdicts",
-           PackedNumbers(Thinned(wanted.verdicts, fine, coarse, parts, 1, 0), coarse.columns)},
+          {"difference", PackedNumbers(differences, coarse.columns)},
+          {"verdicts", PackedNumbers(verdicts, coarse.columns)},
           {"apart", kApart}};
 }
 
@@ -347,10 +348,12 @@ class PageMaker {
 
   void Put(std::string_view name, std::string text) { values_[name] = std::move(text); }
 
-  // In cells as fine as the size allows.
+  // In pictures and cells as fine as the size allows.
   std::string Page() {
     const PressCheck& check = *checks_[0];
+    MakeRoomForCells();
     for (std::uint32_t parts = 1;; ++parts) {
+      ThrowIfInterrupted();
       const CellGrid grid = Coarser(check.cells.grid, parts);
       data_["grid"] = {{"perInch", grid.perInch}, {"columns", grid.columns}, {"rows", grid.rows}};
       for (std::size_t i = 0; i < checks_.size(); ++i) {
@@ -364,6 +367,15 @@ class PageMaker {
   }
 
  private:
+  // Pictures of noise hardly get smaller: the finest go until the cells have a quarter of the page.
+  void MakeRoomForCells() {
+    constexpr std::size_t kMost = kMostPageBytes / 4 * 3;
+    Json& prints = data_["prints"];
+    while (prints.dump().size() > kMost && prints[0]["levels"].size() > 1) {
+      for (Json& print : prints) print["levels"].erase(0);
+    }
+  }
+
   std::vector<const PressCheck*> checks_;
   Json data_;
   PageValues values_;
