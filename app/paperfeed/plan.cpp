@@ -7,8 +7,11 @@
 #include <cmath>
 #include <numeric>
 
+#include "app/page/place.h"
+#include "app/page/settings.h"
 #include "app/support/failure.h"
 #include "app/support/units.h"
+#include "printmode/page_shape.h"
 
 namespace corvane {
 namespace {
@@ -21,6 +24,13 @@ constexpr int kBopZoneTolerance = 6;
 
 int RowsOf(double mm, const PrintMode& mode) {
   return static_cast<int>(std::lround(mm / kMillimetresPerInch * mode.verticalDpi));
+}
+
+// The rows that a page has by default: whole input rows, each printed so many times.
+int SheetRowsOf(const PaperSize& paper, const PrintMode& mode) {
+  const PageSettings page = DefaultSettings(mode, 0);
+  const Sheet sheet = MakeSheet(paper, page.horizontalDpi, page.verticalDpi);
+  return static_cast<int>(sheet.height * RowsPerRow(Stage::Placed, mode, 0, page.verticalDpi));
 }
 
 int ModeFactorOf(const PrintMode& mode, const Printhead& head) {
@@ -273,7 +283,7 @@ SwathPlan PlanSwaths(Movement& movement, const PrintMode& mode, const PaperSize&
   plan.paper = paper;
   plan.head = head;
   plan.settings.endToEnd = endToEnd;
-  plan.sheetRows = RowsOf(paper.heightMm, mode);
+  plan.sheetRows = SheetRowsOf(paper, mode);
   plan.feedRollerRows = RowsOf(head.feedRollerMm, mode);
   plan.exitRollerRows = RowsOf(head.exitRollerMm, mode);
   plan.printable = {0, plan.sheetRows - 1};

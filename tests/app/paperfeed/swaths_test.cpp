@@ -56,6 +56,13 @@ TEST(Swaths, EveryModePrintsEveryRowItsNumberOfPasses) {
   }
 }
 
+// As many rows as a page of the sheet has, whose input rows are whole.
+TEST(Swaths, PassOverTheRowsOfAPrintedPage) {
+  EXPECT_EQ(Plan(53, "A4", true).sheetRows, 14032);
+  EXPECT_EQ(Plan(53, "A3", true).sheetRows, 19842);
+  EXPECT_EQ(Plan(12, "A4", true).sheetRows, 7016);
+}
+
 TEST(Swaths, TheLoadedObjectFeedsAsTheLinkedOne) {
   const PluginLibrary library(harness::PluginFile());
   for (bool endToEnd : {false, true}) {
