@@ -3,7 +3,6 @@
 // The smallest complete host: loads the plug-in, prints a 4 x 6 inch page through its chain and
 // asks the movement object for the page's feeds.
 //
-//   minimal_host PLUGIN COLOR-TABLES
 //   minimal_host lib/corvane/corvane.so share/corvane/default.cvt
 #include <dlfcn.h>
 
@@ -109,7 +108,6 @@ void FeedPage(Movement& movement) {
   // Short feeds from half an inch before the page's end until its last row has its passes.
   unsigned short bottomMove[] = {79};
   movement.InitializeBOPMovement(bottomMove, 1, 0, 0, kPageLength - 600, kPageLength + 4 * 79);
-
   std::printf("swaths at:");
   long position = 0;
   for (int passesLeft = 4; passesLeft > 0;) {
@@ -146,7 +144,6 @@ int main(int argc, char** argv) {
   chain.back()->GetSourcePad(0)->Link(printer.GetSinkPad(0));
   if (!PrintPage(*chain.front()) || !printer.Printed()) return 1;
   printer.Summarize();
-
   char name[] = "CorvaneMovement";
   std::unique_ptr<Movement> movement(static_cast<Movement*>(factory->CreateObject(name)));
   FeedPage(*movement);

@@ -16,7 +16,7 @@ import tempfile
 import time
 
 PROGRAMS = re.compile(r"(?:[A-Z_]+=\S+ )*(?:\./(?:run|dev|test)|corvane(?:_\w+)?|build/bin/\S+|bench/\S+|examples/\S+|cmake|cmp|gs|g\+\+|pkg-config|"
-                      r"apt(?:-get)?|ipptool|lp|lpadmin|sbatch|service|sinfo|kubectl|host/\S+|\.)(?:\s|$)")
+                      r"apt(?:-get)?|ipptool|lp|lpadmin|sbatch|service|sinfo|kubectl|build-host/\S+|\.)(?:\s|$)")
 LONGEST = 600  # seconds of a command
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
