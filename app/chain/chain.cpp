@@ -49,11 +49,19 @@ void CheckTableName(const ZCOM::PROPERTIES& host) {
 
 }  // namespace
 
+std::vector<std::filesystem::path> DiagnosticFilesIn(const std::string& folder, bool savesRgb) {
+  if (folder.empty()) return {};
+  const std::filesystem::path place(folder);
+  if (savesRgb) return {place / "HTLog.txt", place / "rgb.raw"};
+  return {place / "HTLog.txt"};
+}
+
 void UseDiagnosticsFolder(const std::string& folder) {
   if (folder.empty()) return;
   std::error_code ignored;
   if (!std::filesystem::is_directory(folder, ignored)) throw Failure(folder + ": is not a folder");
-  OutputStage().Create(std::filesystem::path(folder) / "HTLog.txt");  // shows whether it can be
+  // Shows whether it can be.
+  for (const auto& file : DiagnosticFilesIn(folder, false)) OutputStage().Create(file);
   if (ZCOM::SetDiagnosticsDirectory(folder.c_str()) == 0) {
     throw Failure(folder + ": the name is too long for a folder of diagnostic files");
   }

@@ -37,6 +37,9 @@ using ChainState = std::vector<std::uint8_t>;
 // silent about a log that they cannot open, so it is tried here. Throws Failure.
 void UseDiagnosticsFolder(const std::string& folder);
 
+// The files that they write there.
+std::vector<std::filesystem::path> DiagnosticFilesIn(const std::string& folder, bool savesRgb);
+
 // Behind the end of a page: throws Failure when something of the files in the folder is missing.
 void CheckDiagnostics(const std::string& folder);
 

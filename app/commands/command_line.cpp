@@ -120,6 +120,16 @@ void AddReference(CLI::App& app, Command* chosen) {
 
 #if defined(CORVANE_IMAGES)
 
+// Like CLI::Range, which lets "nan" pass.
+CLI::Validator NumberIn(double low, double high) {
+  const auto check = [=](std::string& text) {
+    double number = 0;
+    const bool fits = CLI::detail::lexical_cast(text, number) && number >= low && number <= high;
+    return fits ? std::string() : fmt::format("{} is not in {} to {}", text, low, high);
+  };
+  return {check, fmt::format("{} to {}", low, high)};
+}
+
 CLI::Option* AddInks(CLI::App& command, std::string& inks) {
   return command
       .add_option("--inks", inks, "Ink data (examples/inks.json); without it the built-in set")
@@ -286,11 +296,13 @@ void AddTable(CLI::App& app, Command* chosen) {
   build
       ->add_option("--limit", options->inkLimit,
                    "Total ink; 100 is one ink at full strength; without it the medium's")
+      ->check(NumberIn(100, 900))
       ->type_name("PERCENT");
   build
       ->add_option(
           "--gcr", options->blackStrength,
           "How much grey black replaces, 0 to 1; without it the quality's; not of a CMYK profile")
+      ->check(NumberIn(0, 1))
       ->type_name("PART");
   build->add_option("-j,--jobs", options->jobs, "Tables made at a time; 0: one a processor")
       ->check(CLI::Range(0, limits::kTasksAtATime))
@@ -333,7 +345,8 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
   setting("--paper-characteristics", options.paperCharacteristics, kPaperCharacteristics,
           "no-black takes seven-ink tables without black ink, as modes without it do anyway");
   command
-      .add_option("--overspray", options.overspray, "Empty pixels beside the page, left and right")
+      .add_option("--overspray", options.overspray,
+                  "Empty pixels by which rows are longer, at their end: L + R")
       ->delimiter(',')
       ->expected(2)
       ->check(CLI::Range(0u, 65535u))
@@ -351,16 +364,6 @@ void AddPageSettings(CLI::App& command, PrintOptions& options) {
                   "Colour-table file; without it the one that comes with the program")
       ->type_name("FILE")
       ->group("Page");
-}
-
-// Like CLI::Range, which lets "nan" pass.
-CLI::Validator NumberIn(double low, double high) {
-  const auto check = [=](std::string& text) {
-    double number = 0;
-    const bool fits = CLI::detail::lexical_cast(text, number) && number >= low && number <= high;
-    return fits ? std::string() : fmt::format("{} is not in {} to {}", text, low, high);
-  };
-  return {check, fmt::format("{} to {}", low, high)};
 }
 
 // Where an image lies on its sheet; of two commands that are to mean the same.

@@ -11,6 +11,7 @@
 #include "app/image/tags.h"
 #include "app/page/placed_image.h"
 #include "app/support/failure.h"
+#include "printmode/page_shape.h"
 
 namespace corvane {
 namespace {
@@ -24,6 +25,18 @@ PlacedImage OpenImageOf(const PageJob& job, PageStream* stream, const Sheet& she
   return placed;
 }
 
+std::unique_ptr<RowSource> OpenInkRows(const PageJob& job) {
+  const PageSettings& settings = job.settings;
+  // Light inks without a plane are printed with the dark ones, black without one is not.
+  const bool printsBlack =
+      PlanesAfter(Stage::Placed, *settings.mode, settings.alternateMode).Holds(Ink::K);
+  std::vector<InkPlane> planes;
+  for (const std::string& ink : job.inks) {
+    planes.push_back({ink, printsBlack || FindInk(ink) != Ink::K});
+  }
+  return MakeInkRows(OpenInkPlanes(job.image), planes);
+}
+
 }  // namespace
 
 PlacedPage::PlacedPage(const PageJob& job, PageStream* stream, const Sheet& sheet) : sheet_(sheet) {
@@ -35,7 +48,7 @@ PlacedPage::PlacedPage(const PageJob& job, PageStream* stream, const Sheet& shee
 }
 
 void PlacedPage::OpenSheet(const PageJob& job) {
-  image_ = job.openRows ? job.openRows() : MakeInkRows(OpenInkPlanes(job.image), job.inks);
+  image_ = job.openRows ? job.openRows() : OpenInkRows(job);
   if (image_->Width() != sheet_.width || image_->Height() != sheet_.height) {
     throw Failure(job.image + ": has changed while it was printed");
   }

@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "app/chain/chain.h"
 #include "app/chain/message_recorder.h"
 #include "app/commands/standard_input.h"
 #include "app/image/ink_planes.h"
@@ -29,6 +30,7 @@
 #include "app/support/limits.h"
 #include "app/support/lines.h"
 #include "app/support/output_stage.h"
+#include "app/support/platform.h"
 #include "app/support/units.h"
 
 namespace corvane {
@@ -118,6 +120,7 @@ PlannedPage PlanSeparations(const PrintOptions& options, const PageSettings& set
   PlannedPage planned = PlanPage(options, settings, {}, input, 0);
   const InkPlanesInfo info = OpenInkPlanes(input)->Info();
   planned.job.inks = InksFor(settings, info);
+  planned.planeFiles = info.files;
   planned.job.paper = {input, info.width / info.horizontalDpi * kMillimetresPerInch,
                        info.height / info.verticalDpi * kMillimetresPerInch};
   planned.job.title = options.untitled ? std::string() : input;
@@ -397,11 +400,6 @@ bool NamesMask(const PrintOptions& options) {
   return !options.tags.empty() && options.tags != kNoTags;
 }
 
-bool NamesFolder(const std::string& output) {
-  std::error_code ignored;
-  return output.empty() || output.back() == '/' || fs::is_directory(output, ignored);
-}
-
 std::string NameOf(const PrintOptions& options, const std::string& input) {
   return options.standardInput ? options.standardInput->WithName(input) : input;
 }
@@ -445,10 +443,10 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
     return folder ? fs::path(options.output) / fs::path(NameOf(options, page.job.image)).stem()
                   : fs::path(options.output).replace_extension();
   };
-  for (const PlannedPage& page : pages) ++total[stem(page).string()];
+  for (const PlannedPage& page : pages) ++total[FileNameKey(stem(page))];
   for (PlannedPage& page : pages) {
     fs::path base = stem(page);
-    const std::string key = base.string();
+    const std::string key = FileNameKey(base);
     const bool numbered = total[key] > 1;
     if (numbered) base += fmt::format("-{:03}", ++used[key]);
     const auto named = [&](const char* ending) { return fs::path(base) += ending; };
@@ -469,10 +467,13 @@ void CheckFiles(const PrintOptions& options, const std::vector<PlannedPage>& pag
                 const std::string& colorTable) {
   std::vector<fs::path> inputs(options.inputs.begin(), options.inputs.end());
   inputs.insert(inputs.end(), {options.preview.inks, colorTable});
+  inputs.emplace_back(options.passwordFile);
   if (NamesMask(options)) inputs.push_back(options.tags);
-  std::vector<fs::path> outputs = {options.record};
+  std::vector<fs::path> outputs = DiagnosticFilesIn(options.diagnostics, options.saveRgb);
+  outputs.emplace_back(options.record);
   for (const PlannedPage& page : pages) {
     const PageFileNames& files = page.files;
+    inputs.insert(inputs.end(), page.planeFiles.begin(), page.planeFiles.end());
     outputs.insert(outputs.end(), {files.data, files.sidecar, files.contone, files.preview,
                                    files.inkMap, files.report});
   }

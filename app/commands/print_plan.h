@@ -31,12 +31,13 @@ struct PageFileNames {
 struct PlannedPage {
   PageJob job;
   PageFileNames files;
-  bool streamed = false;               // read from a stream of pages
-  bool isStandardInput = false;        // which is that stream
-  int copies = 1;                      // that it asks for
-  bool collated = false;               // with the others, set after set
-  int copy = 1;                        // which of its copies this is
-  std::shared_ptr<Document> document;  // that it is rendered from; null: none
+  std::vector<std::string> planeFiles;  // that ink planes are read from
+  bool streamed = false;                // read from a stream of pages
+  bool isStandardInput = false;         // which is that stream
+  int copies = 1;                       // that it asks for
+  bool collated = false;                // with the others, set after set
+  int copy = 1;                         // which of its copies this is
+  std::shared_ptr<Document> document;   // that it is rendered from; null: none
   DocumentPage documentPage;
   double drawnScale = 1;  // of that page
   PaperSize drawnSize = {};
@@ -74,9 +75,6 @@ PaperSize PaperFrom(const PrintOptions& options);
 
 // How an input is called.
 std::string NameOf(const PrintOptions& options, const std::string& input);
-
-// Whether OUT names a folder that pages go into.
-bool NamesFolder(const std::string& output);
 
 // Whether the printhead data go to the standard output.
 bool WritesToStandardOutput(const PrintOptions& options);

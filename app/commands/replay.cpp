@@ -91,7 +91,9 @@ void AddDefaultColorTable(ChainSetup* setup) {
 }  // namespace
 
 int RunReplay(const ReplayOptions& options) {
-  CheckOutputNames({options.output}, {options.script});
+  std::vector<std::filesystem::path> outputs = DiagnosticFilesIn(options.diagnostics, true);
+  outputs.emplace_back(options.output);
+  CheckOutputNames(outputs, {options.script});
   CheckEnding(options.output, kMessageEndings);
   UseDiagnosticsFolder(options.diagnostics);
   ScriptReader script(options.script);

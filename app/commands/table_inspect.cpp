@@ -96,12 +96,12 @@ std::vector<std::uint8_t> ReadDecodedTable(TableFile& file, const TableIndices& 
 }
 
 void CheckDrawingName(const std::string& path) {
-  if (path.empty() || path.ends_with(".svg") || path.ends_with(".png")) return;
+  if (path.empty() || EndingOf(path) == ".svg" || EndingOf(path) == ".png") return;
   throw UsageFailure(path + ": ends in neither .svg nor .png");
 }
 
 void WriteDrawing(const std::string& path, const Drawing& drawing) {
-  WriteOutput(path, path.ends_with(".svg") ? ToSvg(drawing) : ToPng(drawing, kPngScale));
+  WriteOutput(path, EndingOf(path) == ".svg" ? ToSvg(drawing) : ToPng(drawing, kPngScale));
 }
 
 int RunTableInspect(const TableInspectOptions& options) {

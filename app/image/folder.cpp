@@ -7,8 +7,10 @@
 #include <system_error>
 
 #include "app/image/kind.h"
+#include "app/image/tiff_file.h"
 #include "app/support/failure.h"
 #include "app/support/input_stream.h"
+#include "app/support/output_stage.h"
 
 namespace corvane {
 namespace {
@@ -26,13 +28,29 @@ std::string_view TakeNumber(std::string_view& text) {
   return number;
 }
 
+// A file that is named as one to be printed, whatever it holds.
+bool IsNamedAsRead(const fs::path& file) {
+  constexpr std::string_view kEndings[] = {
+      ".avif", ".eps", ".exr", ".heic", ".heif", ".jpeg", ".jpg", ".jxl", ".pam",  ".pbm", ".pdf",
+      ".pgm",  ".png", ".pnm", ".ppm",  ".ps",   ".pwg",  ".svg", ".tif", ".tiff", ".webp"};
+  return std::ranges::find(kEndings, EndingOf(file)) != std::end(kEndings);
+}
+
+// What `corvane print` has written there is no picture.
+bool IsPrintheadData(const std::string& file) {
+  const char* software = nullptr;
+  return TIFFGetField(OpenTiffFile(file).get(), TIFFTAG_SOFTWARE, &software) != 0 &&
+         std::string_view(software) == kTiffSoftware;
+}
+
 bool IsRead(const fs::path& file) {
   try {
     InputStream input(file.string());
     const std::optional<FileKind> kind = KindOf(input);
-    return kind && *kind != FileKind::Psd;
+    if (kind == FileKind::Tiff) return !IsPrintheadData(file.string());
+    return kind ? *kind != FileKind::Psd : IsNamedAsRead(file);
   } catch (const Failure&) {
-    return true;
+    return true;  // it says of itself what is wrong
   }
 }
 

@@ -59,6 +59,7 @@ class TiffInkPlanes : public InkPlanesReader {
  public:
   explicit TiffInkPlanes(const std::string& path) {
     info_.path = path;
+    info_.files = {path};
     int directory = 0;
     do {
       AddDirectory(directory++);
@@ -178,6 +179,7 @@ class RawInkPlanes : public InkPlanesReader {
         throw Failure(fmt::format("{}: a plane lies beyond its row", description));
       }
     }
+    info_.files = {description, data_};
     file_ = OpenInputFile(data_);
     std::error_code problem;
     const auto size = fs::file_size(data_, problem);
@@ -239,14 +241,17 @@ class RawInkPlanes : public InkPlanesReader {
 
 class InkRows : public RowSource {
  public:
-  InkRows(std::unique_ptr<InkPlanesReader> planes, const std::vector<std::string>& inks)
+  InkRows(std::unique_ptr<InkPlanesReader> planes, const std::vector<InkPlane>& inks)
       : RowSource(planes->Info().width, planes->Info().height, inks.size()),
         planes_(std::move(planes)) {
     const InkPlanesInfo& info = planes_->Info();
-    for (const std::string& ink : inks) {
-      const auto found = std::find(info.inks.begin(), info.inks.end(), ink);
-      if (found == info.inks.end()) throw Failure(fmt::format("{}: no ink {}", info.path, ink));
-      places_.push_back(static_cast<std::size_t>(found - info.inks.begin()) * info.width);
+    for (const InkPlane& plane : inks) {
+      const auto found = std::find(info.inks.begin(), info.inks.end(), plane.ink);
+      if (found == info.inks.end()) {
+        throw Failure(fmt::format("{}: no ink {}", info.path, plane.ink));
+      }
+      places_.push_back(
+          {static_cast<std::size_t>(found - info.inks.begin()) * info.width, plane.printed});
     }
     stored_.resize(info.inks.size() * info.width);
   }
@@ -254,15 +259,32 @@ class InkRows : public RowSource {
   void ReadRow(std::uint8_t* row) override {
     ThrowIfInterrupted();
     planes_->ReadRow(stored_.data());
-    for (const std::size_t place : places_) {
-      std::memcpy(row, stored_.data() + place, Width());
+    for (const Place& place : places_) {
+      const std::uint8_t* const plane = stored_.data() + place.offset;
+      if (!place.printed) CheckEmpty(plane, place);
+      std::memcpy(row, plane, Width());
       row += Width();
     }
   }
 
  private:
+  // Of a plane in a stored row.
+  struct Place {
+    std::size_t offset;
+    bool printed;
+  };
+
+  void CheckEmpty(const std::uint8_t* plane, const Place& place) const {
+    if (std::all_of(plane, plane + Width(), [](std::uint8_t amount) { return amount == 0; })) {
+      return;
+    }
+    const InkPlanesInfo& info = planes_->Info();
+    throw Failure(fmt::format("{}: has ink {}, which the print mode does not print", info.path,
+                              info.inks[place.offset / info.width]));
+  }
+
   std::unique_ptr<InkPlanesReader> planes_;
-  std::vector<std::size_t> places_;  // in a stored row, of each ink
+  std::vector<Place> places_;
   std::vector<std::uint8_t> stored_;
 };
 
@@ -297,7 +319,7 @@ std::unique_ptr<InkPlanesReader> OpenInkPlanes(const std::string& path) {
 }
 
 std::unique_ptr<RowSource> MakeInkRows(std::unique_ptr<InkPlanesReader> planes,
-                                       const std::vector<std::string>& inks) {
+                                       const std::vector<InkPlane>& inks) {
   return std::make_unique<InkRows>(std::move(planes), inks);
 }
 

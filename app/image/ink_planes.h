@@ -16,9 +16,10 @@ namespace corvane {
 // What a file says of its planes, which have one size.
 struct InkPlanesInfo {
   std::string path;
-  std::uint32_t width = 0;   // pixels
-  std::uint32_t height = 0;  // pixels
-  double horizontalDpi = 0;  // 0: the file does not say
+  std::vector<std::string> files;  // all that are read
+  std::uint32_t width = 0;         // pixels
+  std::uint32_t height = 0;        // pixels
+  double horizontalDpi = 0;        // 0: the file does not say
   double verticalDpi = 0;
   std::vector<std::string> inks;  // names, in the order of the planes
 };
@@ -40,9 +41,15 @@ class InkPlanesReader {
 
 std::unique_ptr<InkPlanesReader> OpenInkPlanes(const std::string& path);
 
-// The planes in the order of `inks`, all of which the file must have, as rows of a byte for each
-// pixel and ink. A row holds plane after plane.
+// An ink of the planes that rows are made of.
+struct InkPlane {
+  std::string ink;
+  bool printed = true;  // else the plane has to be empty
+};
+
+// The planes in this order, all of which the file must have, as rows of a byte for each pixel and
+// ink. A row holds plane after plane. Throws Failure also for ink that is not printed.
 std::unique_ptr<RowSource> MakeInkRows(std::unique_ptr<InkPlanesReader> planes,
-                                       const std::vector<std::string>& inks);
+                                       const std::vector<InkPlane>& inks);
 
 }  // namespace corvane

@@ -29,6 +29,7 @@ namespace {
 
 constexpr double kInchesPerMetre = 1 / kMetresPerInch;
 constexpr double kSrgbGamma = 0.45455;
+constexpr png_byte kCodePoints[] = {'c', 'I', 'C', 'P', 0};
 
 bool IsNear(const Chromaticities& a, const Chromaticities& b) {
   const double differences[] = {a.whiteX - b.whiteX, a.whiteY - b.whiteY, a.redX - b.redX,
@@ -49,6 +50,10 @@ class PngReader : public ImageReader {
     if (pngInfo_ == nullptr) throw std::bad_alloc();
     if (!ReadHeader()) Fail();
     ThrowIfMemoryFailed();  // of a profile the library reads on as if there were none
+    info_.width = png_get_image_width(png_, pngInfo_);
+    info_.height = png_get_image_height(png_, pngInfo_);
+    CheckImageSize(info_.path, info_.width, info_.height);
+    if (!StartRows()) Fail();
     Describe();
   }
 
@@ -91,9 +96,16 @@ class PngReader : public ImageReader {
   bool ReadHeader() {
     StartWatchingMemory();
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
-    png_set_user_limits(png_, limits::kImageSide, limits::kImageSide);
+    png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // the reader has its own
+    png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_ALWAYS, kCodePoints, 1);
     png_init_io(png_, file_.get());
     png_read_info(png_, pngInfo_);
+    return true;
+  }
+
+  bool StartRows() {
+    StartWatchingMemory();
+    if (setjmp(png_jmpbuf(png_)) != 0) return false;
     png_set_expand(png_);
     if (std::endian::native == std::endian::little) png_set_swap(png_);
     interlaced_ = png_set_interlace_handling(png_) > 1;
@@ -116,9 +128,6 @@ class PngReader : public ImageReader {
   }
 
   void Describe() {
-    info_.width = png_get_image_width(png_, pngInfo_);
-    info_.height = png_get_image_height(png_, pngInfo_);
-    CheckImageSize(info_.path, info_.width, info_.height);
     const int colour = png_get_color_type(png_, pngInfo_);
     info_.form.colour =
         (colour & PNG_COLOR_MASK_COLOR) ? PixelForm::Colour::Rgb : PixelForm::Colour::Grey;
@@ -130,7 +139,22 @@ class PngReader : public ImageReader {
     DescribeOrientation();
   }
 
+  // The transfer function that the code points of ITU-T H.273 name; 0: there are none.
+  int TransferFunction() const {
+    png_unknown_chunkp chunks = nullptr;
+    const int count = png_get_unknown_chunks(png_, pngInfo_, &chunks);
+    for (int i = 0; i < count; ++i) {
+      const bool named = std::memcmp(chunks[i].name, kCodePoints, sizeof kCodePoints) == 0;
+      if (named && chunks[i].size == 4) return chunks[i].data[1];
+    }
+    return 0;
+  }
+
   void DescribeColour() {
+    constexpr int kPq = 16, kHlg = 18;
+    if (const int transfer = TransferFunction(); transfer == kPq || transfer == kHlg) {
+      throw Failure(info_.path + ": a picture of high dynamic range is not read");
+    }
     png_charp name = nullptr;
     png_bytep profile = nullptr;
     png_uint_32 size = 0;

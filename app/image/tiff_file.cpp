@@ -287,6 +287,8 @@ TiffFile OpenTiffFile(const std::string& path) {
     return true;
   }();
   static_cast<void>(prepared);
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) throw Failure(path + ": is a directory");
   StartReading();
   // Not mapped: the pages of a mapped file would stay in memory until its end.
   TiffFile file(TIFFOpen(path.c_str(), "rm"));

@@ -11,6 +11,9 @@
 
 namespace corvane {
 
+// What the files of planes that `corvane print` writes call the software that made them.
+inline constexpr char kTiffSoftware[] = "Corvane";
+
 struct CloseTiff {
   void operator()(TIFF* file) const { TIFFClose(file); }
 };

@@ -219,7 +219,7 @@ Directory DescribePlanes(const PageShape& page, TiffForm form, std::size_t first
     directory.Shorts(kPageNumber, {static_cast<std::uint16_t>(first),
                                    static_cast<std::uint16_t>(page.planes.size())});
   }
-  directory.Text(kSoftware, "Corvane");
+  directory.Text(kSoftware, kTiffSoftware);
   if (separated) directory.Short(kInkSet, kNamedInks);
   directory.Text(kInkNameList, names);
   if (separated) directory.Short(kNumberOfInks, samples);

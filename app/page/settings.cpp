@@ -112,16 +112,24 @@ PageSettings DefaultSettings(const PrintMode& mode, int alternateMode) {
 
 void CheckResolution(const PageSettings& settings) {
   const AlternateMode& page = settings.mode->alternates[settings.alternateMode];
-  const auto check = [&](std::uint32_t dpi, std::uint32_t printed, const char* direction) {
-    if (dpi == 0 || dpi > printed || printed % dpi != 0) {
-      throw UsageFailure(fmt::format("{} dpi: mode {} takes a {} resolution that divides {}", dpi,
-                                     static_cast<int>(settings.mode->descriptor), direction,
-                                     printed));
-    }
+  const auto check = [&](std::uint32_t dpi, bool fits, const std::string& taken) {
+    if (fits) return;
+    throw UsageFailure(fmt::format("{} dpi: mode {} takes a {}", dpi,
+                                   static_cast<int>(settings.mode->descriptor), taken));
   };
-  check(settings.horizontalDpi, page.halftoneDpi, "horizontal");
-  check(settings.verticalDpi, page.contoneRows != 0 ? page.contoneRows : settings.mode->verticalDpi,
-        "vertical");
+  const auto divides = [](std::uint32_t dpi, std::uint32_t printed) {
+    return dpi != 0 && dpi <= printed && printed % dpi == 0;
+  };
+  check(settings.horizontalDpi, divides(settings.horizontalDpi, page.halftoneDpi),
+        fmt::format("horizontal resolution that divides {}", page.halftoneDpi));
+  if (page.contoneRows != 0) {
+    check(settings.verticalDpi, divides(settings.verticalDpi, page.contoneRows),
+          fmt::format("vertical resolution that divides {}", page.contoneRows));
+  } else {  // the mode repeats no rows
+    const std::uint32_t printed = settings.mode->verticalDpi;
+    check(settings.verticalDpi, settings.verticalDpi == printed,
+          fmt::format("vertical resolution of {}", printed));
+  }
 }
 
 QStartPage MakeStartPage(const PageSettings& settings, std::uint32_t width) {

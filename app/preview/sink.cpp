@@ -120,9 +120,18 @@ void PreviewSink::StartPage(const PageShape& page) {
   const PageWindow whole = WholePage(page);
   PageWindow window = settings_.zoom.value_or(whole);
   if (window.left >= whole.width || window.top >= whole.height) {
-    throw Failure(fmt::format("the zoomed part lies outside the page of {:.0f} x {:.0f} mm",
+    throw Failure(fmt::format("{}the zoomed part lies outside the page of {:.0f} x {:.0f} mm",
+                              page.title.empty() ? "" : page.title + ": ",
                               whole.width * kMillimetresPerInch,
                               whole.height * kMillimetresPerInch));
+  }
+  for (const Ink ink : settings_.only) {
+    const auto isOfInk = [=](const PlaneShape& plane) { return plane.ink == ink; };
+    if (std::ranges::none_of(page.planes, isOfInk)) {
+      throw Failure(fmt::format("{}the page has no ink {}",
+                                page.title.empty() ? "" : page.title + ": ",
+                                kInkNames[static_cast<int>(ink)]));
+    }
   }
   window.width = std::min(window.width, whole.width - window.left);
   window.height = std::min(window.height, whole.height - window.top);

@@ -13,6 +13,7 @@
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
 #include "app/support/message.h"
+#include "app/support/platform.h"
 #include "app/support/scratch_file.h"
 #include "app/support/work_folder.h"
 
@@ -229,6 +230,11 @@ void WriteReportBeside(bool standardOutputIsTaken, bool forMachines, std::string
   FailToWrite("standard error", std::strerror(errno));
 }
 
+bool NamesFolder(const fs::path& output) {
+  std::error_code ignored;
+  return !output.has_filename() || fs::is_directory(output, ignored);
+}
+
 bool IsPipeOrDevice(const fs::path& path) {
   if (path.empty()) return false;
   if (path == "-") return true;
@@ -252,18 +258,18 @@ bool IsStandardOutput(const fs::path& path) {
 }
 
 void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
-  std::set<fs::path> read, written;
+  std::set<std::string> read, written;
   for (const fs::path& input : inputs) {
     std::error_code problem;  // shows when the input is opened
     const fs::path name = fs::weakly_canonical(input, problem);
-    if (!problem && !name.empty()) read.insert(name);
+    if (!problem && !name.empty()) read.insert(FileNameKey(name));
   }
   for (const fs::path& output : outputs) {
     if (IsNoFile(output) || IsPipeOrDevice(output)) continue;
     const std::optional<fs::path> target = BehindLinks(output);
     if (!target) continue;
     std::error_code problem;
-    const fs::path name = fs::weakly_canonical(*target, problem);
+    const std::string name = FileNameKey(fs::weakly_canonical(*target, problem));
     if (problem) FailToWrite(output, problem.message());
     if (read.contains(name)) {
       throw UsageFailure(output.string() + ": is an input and would be written over");
@@ -282,13 +288,18 @@ void CheckAbsence(const std::vector<fs::path>& outputs) {
   }
 }
 
+std::string EndingOf(const fs::path& file) {
+  std::string ending = file.extension().string();
+  std::transform(ending.begin(), ending.end(), ending.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return ending;
+}
+
 void CheckEnding(const fs::path& output, Endings endings) {
   constexpr std::string_view kKnown[] = {".bmp", ".gif",  ".htm",  ".html", ".jpeg",
                                          ".jpg", ".json", ".pdf",  ".png",  ".raw",
                                          ".svg", ".tif",  ".tiff", ".webp"};
-  std::string ending = output.extension().string();
-  std::transform(ending.begin(), ending.end(), ending.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  const std::string ending = EndingOf(output);
   const auto isAmong = [&](Endings list) {
     return std::find(list.begin(), list.end(), ending) != list.end();
   };

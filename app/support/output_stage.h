@@ -110,6 +110,9 @@ bool IsPipeOrDevice(const std::filesystem::path& path);
 // "-", and other names of the standard output, such as /dev/stdout.
 bool IsStandardOutput(const std::filesystem::path& path);
 
+// Whether OUT names a folder that pages go into: one that is there, or a name that ends in a slash.
+bool NamesFolder(const std::filesystem::path& output);
+
 // Writes one file, with CreateStream.
 void WriteOutput(const std::filesystem::path& path, std::string_view bytes);
 
@@ -135,6 +138,9 @@ inline constexpr std::string_view kPngEndings[] = {".png"};
 inline constexpr std::string_view kSvgEndings[] = {".svg"};
 inline constexpr std::string_view kTiffEndings[] = {".tif", ".tiff"};
 inline constexpr std::string_view kRawEndings[] = {".raw"};
+
+// What a name ends in, in small letters: ".png"; empty: nothing.
+std::string EndingOf(const std::filesystem::path& file);
 
 // Refuses a file whose name promises another format than the one it would get; an ending that
 // promises none of a picture or document is let pass. Throws UsageFailure.

@@ -37,6 +37,12 @@ std::filesystem::path ProgramFile() {
   return path;
 }
 
+std::string FileNameKey(const std::filesystem::path& name) {
+  std::wstring text = name.wstring();
+  CharUpperBuffW(text.data(), static_cast<DWORD>(text.size()));
+  return std::filesystem::path(text).string();
+}
+
 std::string HostName() {
   char name[MAX_COMPUTERNAME_LENGTH + 1] = "";
   DWORD size = sizeof name;
@@ -69,6 +75,8 @@ std::filesystem::path TemporaryFolder() {
 }
 
 std::filesystem::path ProgramFile() { return std::filesystem::read_symlink("/proc/self/exe"); }
+
+std::string FileNameKey(const std::filesystem::path& name) { return name.string(); }
 
 std::string HostName() {
   char name[256] = "";

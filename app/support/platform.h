@@ -18,6 +18,10 @@ std::filesystem::path TemporaryFolder();
 // The file of the program itself.
 std::filesystem::path ProgramFile();
 
+// The same text for all spellings under which the file system finds one file: on Windows letters
+// of either case.
+std::string FileNameKey(const std::filesystem::path& name);
+
 std::string HostName();
 
 // That this process may use; at least 1.

@@ -210,6 +210,13 @@ TEST_F(PrintSeparationsTest, RefusesInksThatAreNotTheModes) {
             folder_.File("inks.json") + ": \"width\" is outside 0 to 4294967295");
   Print(photo_, "b/", {"-m", "12", "--paper", "12x17mm"});
   EXPECT_THAT(ComplaintOf(folder_.File("b/photo.raw"), {"-m", "12"}), HasSubstr("8 bits a pixel"));
+  // Nothing that is read is written over, and black is not left out in silence.
+  WriteRaw(folder_.File("inks.raw"), folder_.File("inks.json"), nine);
+  EXPECT_THAT(Complaint({"print", folder_.File("inks.json"), "--separations", "-m", "108", "-o",
+                         folder_.File("inks.raw"), "--format", "raw"}),
+              HasSubstr("is an input and would be written over"));
+  EXPECT_EQ(ComplaintOf(folder_.File("inks.raw"), {"-m", "109"}),
+            folder_.File("inks.json") + ": has ink K, which the print mode does not print");
   EXPECT_FALSE(std::filesystem::exists(folder_.File("no")));
 }
 

@@ -331,6 +331,13 @@ TEST_F(PrintTest, TakesTheFilesOfAFolder) {
   for (const auto& page : report["pages"]) images.push_back(page["image"]);
   EXPECT_EQ(images, (std::vector{queue + "/9.png", queue + "/10.png", queue + "/b.png"}));
   EXPECT_THAT(Output({"job", "make", folder_.File("day.job"), queue}), HasSubstr("3 pages"));
+
+  // What was printed there is no picture; what is named as one and is none fails, named.
+  RunCorvane({"print", photo_, "-o", queue + "/9.tif", "-m", "8", "--paper", "12x17mm", "-q"});
+  EXPECT_THAT(Output({"job", "make", folder_.File("evening.job"), queue}), HasSubstr("3 pages"));
+  WriteFile(queue + "/11.PNG", "");
+  EXPECT_THAT(Complaint({"print", queue, "-o", out_, "-m", "8", "-q", "--all-or-nothing"}),
+              HasSubstr("11.PNG: the file is empty"));
   std::filesystem::create_directory(folder_.File("none"));
   EXPECT_THAT(Complaint({"print", photo_, folder_.File("none"), "-o", out_}),
               HasSubstr("none: holds no picture or document"));
@@ -415,6 +422,10 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
       {{"--uam", "3"}, "--uam: "},
       {{"--media", "velvet"}, "velvet: is none of plain (1)"},
       {{"--resolution", "500"}, "500 dpi: mode 53 takes a horizontal resolution that divides 1200"},
+      {{"--mode", "7", "--resolution", "300"},
+       "300 dpi: mode 7 takes a vertical resolution of 600"},
+      {{"--mode", "108", "--paper-characteristics", "no-black"},
+       "no-black: mode 108 has no tables without black ink but those of --quality best"},
       {{"--tags", folder_.File("small.png")},
        folder_.File("small.png") + ": 9 x 9 tags do not fit 90 x 120 pixels"},
       {{"--tags", photo_}, photo_ + ": the tags must be a grey image"},

@@ -407,6 +407,17 @@ TEST(ImageReader, NamesTheBrokenFile) {
       EXPECT_THAT(failure, testing::Not(testing::HasSubstr("\n")));
     }
   }
+  // Code points of BT.2020 with PQ, between the header and the rest.
+  const std::string png = ReadFile(folder.File("a.png"));
+  WriteFile(folder.File("pq.png"), png.substr(0, 33) +
+                                       std::string("\0\0\0\x04"
+                                                   "cICP\x09\x10\0\x01\x4d\x23\x23\xfe",
+                                                   16) +
+                                       png.substr(33));
+  EXPECT_THAT(FailureOf([&] { ReadSrgb(folder.File("pq.png")); }),
+              testing::HasSubstr("a picture of high dynamic range"));
+  EXPECT_THAT(FailureOf([&] { OpenImage(folder.File("a.png"), 1); }),
+              testing::HasSubstr("holds one image, and no page 2"));
   EXPECT_THROW(OpenImage(folder.File("missing.png")), Failure);
   EXPECT_THROW(OpenImage(folder.File(".")), Failure);
 }
