@@ -2,6 +2,7 @@
 #include "app/image/kind.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
 
 #include "app/support/failure.h"
@@ -104,6 +105,11 @@ std::optional<FileKind> KindOf(InputStream& input) {
 }
 
 FileKind KindOfFile(const std::string& path) {
+  // Its first bytes could be read once.
+  std::error_code ignored;
+  if (std::filesystem::is_fifo(path, ignored)) {
+    throw Failure(path + ": is a pipe, which is read as the standard input (-) alone");
+  }
   InputStream file(path);
   if (file.Peek(1).empty()) throw Failure(path + ": the file is empty");
   if (const std::optional<FileKind> kind = KindOf(file)) return *kind;
