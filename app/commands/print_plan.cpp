@@ -44,10 +44,20 @@ constexpr std::string_view kNoTags = "none";
 // Whether documents say how large their sheets are.
 bool HasOwnPaper(const PrintOptions& options) { return options.paper == "auto"; }
 
-PaperSize PaperOf(const DocumentPage& page, const std::string& title) {
+PaperSize SizeOf(const DocumentPage& page, const std::string& title) {
   constexpr double kMillimetresPerPoint = kMillimetresPerInch / kPointsPerInch;
-  return MakePaperSize(title, page.widthPoints * kMillimetresPerPoint,
-                       page.heightPoints * kMillimetresPerPoint);
+  return {title, page.widthPoints * kMillimetresPerPoint, page.heightPoints * kMillimetresPerPoint};
+}
+
+// A page that has to be drawn on a sheet of another size.
+void CheckDrawnSize(PlannedPage& planned) {
+  const PaperSize& size = planned.drawnSize;
+  const auto isSound = [](double mm) {
+    return mm >= limits::kShortestDrawingMm && mm <= limits::kLongestSheetMm;
+  };
+  if (isSound(size.widthMm) && isSound(size.heightMm)) return;
+  planned.problem = fmt::format("{}: a page's sides are {} to {} mm long", planned.job.title,
+                                limits::kShortestDrawingMm, limits::kLongestSheetMm);
 }
 
 // The first line of a file.
@@ -127,12 +137,23 @@ PlannedPage PlanSeparations(const PrintOptions& options, const PageSettings& set
   return planned;
 }
 
+// Why nothing can be printed on a sheet of that size; empty: it can.
+std::string ProblemOf(const PaperSize& paper) {
+  try {
+    MakePaperSize(paper.name, paper.widthMm, paper.heightMm);
+    return {};
+  } catch (const UsageFailure& failure) {
+    return failure.what();
+  }
+}
+
 // Gives a page the sheet that it is made for, which turns with it unless it is shared.
 void TakePaper(const PrintOptions& options, PaperSize own, PlannedPage& planned) {
   if (IsSideways(planned.job.placing.degrees) && options.nup.empty()) {
     std::swap(own.widthMm, own.heightMm);
   }
-  planned.job.paper = std::move(own);
+  if (options.nup.empty()) planned.problem = ProblemOf(own);
+  if (planned.problem.empty()) planned.job.paper = std::move(own);
 }
 
 // A page that has no room on its sheet: the command is wrong when it names the sheet.
@@ -152,12 +173,7 @@ void TakeWishes(const PrintOptions& options, const StreamedPage& page, PlannedPa
   planned.copies = page.copies;
   planned.collated = page.collated;
   if (!HasOwnPaper(options) || page.mediaWidthMm <= 0 || page.mediaHeightMm <= 0) return;
-  try {
-    TakePaper(options, MakePaperSize(planned.job.image, page.mediaWidthMm, page.mediaHeightMm),
-              planned);
-  } catch (const UsageFailure& failure) {
-    planned.problem = failure.what();
-  }
+  TakePaper(options, {planned.job.image, page.mediaWidthMm, page.mediaHeightMm}, planned);
 }
 
 // The one page of a stream that is read as it comes.
@@ -263,12 +279,9 @@ std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSet
     planned.collated = true;
     planned.job.title = count > 1 ? fmt::format("{}, page {}", input, page + 1) : input;
     planned.tagged = planned.job.ownTags;
-    try {
-      planned.drawnSize = PaperOf(planned.documentPage, planned.job.title);
-      if (HasOwnPaper(options)) TakePaper(options, planned.drawnSize, planned);
-    } catch (const UsageFailure& failure) {
-      planned.problem = failure.what();
-    }
+    planned.drawnSize = SizeOf(planned.documentPage, planned.job.title);
+    CheckDrawnSize(planned);
+    if (HasOwnPaper(options)) TakePaper(options, planned.drawnSize, planned);
     pages.push_back(std::move(planned));
   }
   return pages;
@@ -330,10 +343,12 @@ PlannedPage ShareSheet(const PrintOptions& options, std::span<const PlannedPage>
   const PageJob& first = pages[0].job;
   PlannedPage sheet = PlanPage(options, first.settings, first.colorTable, first.image, first.page);
   sheet.collated = true;
-  sheet.job.paper = first.paper;
   sheet.job.placing = {.margins = sheet.job.placing.margins};
   sheet.job.title =
       pages.size() > 1 ? fmt::format("{} and {} more", first.title, pages.size() - 1) : first.title;
+  sheet.problem = ProblemOf(first.paper);
+  if (!sheet.problem.empty()) return sheet;
+  sheet.job.paper = first.paper;
   CheckRoom(options, sheet);
   if (!sheet.problem.empty()) return sheet;
   const Sheet size = SheetOf(sheet.job);

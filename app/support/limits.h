@@ -20,8 +20,9 @@ inline constexpr std::uint64_t kJpegCoefficientBytes = std::uint64_t{512} << 20;
 
 // Sheets and pictures.
 inline constexpr double kShortestSheetMm = 10, kLongestSheetMm = 5000;
-inline constexpr int kDrawingSide = 20000;       // pixels
-inline constexpr double kPreviewSide = 30000.0;  // pixels
+inline constexpr double kShortestDrawingMm = 0.1;  // of a document's page on a sheet that is named
+inline constexpr int kDrawingSide = 20000;         // pixels
+inline constexpr double kPreviewSide = 30000.0;    // pixels
 inline constexpr double kPreviewDpi = 4800.0;
 
 inline constexpr std::uint32_t kCellsAlongSide = 20;  // of a sheet

@@ -158,6 +158,7 @@ TEST_F(PrintDocumentTest, SaysWhatIsWrong) {
   std::ofstream(folder_.File("wide.ps")) << "%!PS\n<</PageSize [20 200]>> setpagedevice showpage";
   EXPECT_THAT(Complaint({"print", folder_.File("wide.ps"), "-o", out_, "-q"}),
               HasSubstr("a sheet's sides are 10 to 5000 mm long"));
+  Printed(folder_.File("wide.ps"), {"--paper", "20x20mm"});
 }
 
 }  // namespace
