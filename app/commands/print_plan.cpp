@@ -149,6 +149,9 @@ std::string ProblemOf(const PaperSize& paper) {
 
 // Gives a page the sheet that it is made for, which turns with it unless it is shared.
 void TakePaper(const PrintOptions& options, PaperSize own, PlannedPage& planned) {
+  if (options.landscape) {
+    throw UsageFailure(planned.job.image + ": --landscape turns a sheet that --paper names");
+  }
   if (IsSideways(planned.job.placing.degrees) && options.nup.empty()) {
     std::swap(own.widthMm, own.heightMm);
   }
@@ -261,9 +264,6 @@ bool WillPrintWhole(const PrintOptions& options, const std::string& colorTable) 
 
 std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSettings& settings,
                                       const std::string& colorTable, const std::string& input) {
-  if (HasOwnPaper(options) && options.landscape) {
-    throw UsageFailure(input + ": --landscape turns a sheet that --paper names");
-  }
   std::vector<PlannedPage> pages;
   const auto document = std::make_shared<Document>(input, RendererFrom(options));
   if (WillPrintWhole(options, colorTable)) {
