@@ -14,6 +14,7 @@
 
 #include "app/image/pictures.h"
 #include "app/image/profile.h"
+#include "app/image/raster_sheet.h"
 #include "app/support/failure.h"
 #include "app/support/limits.h"
 #include "app/support/short_memory.h"
@@ -210,16 +211,20 @@ class CupsRaster : public PageStream {
 
   // The sheet, and where the pixels lie on it. A stream that does not know its box has zeros.
   void DescribeSheet() {
-    const bool exact = header_.cupsPageSize[0] > 0 && header_.cupsPageSize[1] > 0;
-    const double width = exact ? header_.cupsPageSize[0] : header_.PageSize[0];
-    const double height = exact ? header_.cupsPageSize[1] : header_.PageSize[1];
-    page_.mediaWidthMm = width / kPointsPerInch * kMillimetresPerInch;
-    page_.mediaHeightMm = height / kPointsPerInch * kMillimetresPerInch;
     double box[4];  // left, bottom, right, top, in points from the lower left corner
     const bool exactBox = header_.cupsImagingBBox[2] > 0;
     for (int i = 0; i < 4; ++i) {
       box[i] = exactBox ? header_.cupsImagingBBox[i] : header_.ImagingBoundingBox[i];
     }
+    const auto side = [&](std::size_t i, std::uint32_t pixels) {
+      const bool isBox = box[i + 2] > box[i];
+      const double bare = isBox ? header_.PageSize[i] - (box[i + 2] - box[i]) : 0;
+      return RasterSheetSide(header_.cupsPageSize[i], header_.PageSize[i], bare, pixels,
+                             header_.HWResolution[i]);
+    };
+    const double width = side(0, header_.cupsWidth), height = side(1, header_.cupsHeight);
+    page_.mediaWidthMm = width / kPointsPerInch * kMillimetresPerInch;
+    page_.mediaHeightMm = height / kPointsPerInch * kMillimetresPerInch;
     const Margins across = MarginsOf(box[0], width - box[2], width, header_.HWResolution[0],
                                      header_.cupsWidth, box[2] > box[0]);
     const Margins down = MarginsOf(height - box[3], box[1], height, header_.HWResolution[1],

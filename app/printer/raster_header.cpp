@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "app/image/raster_sheet.h"
 #include "app/image/reader.h"
 #include "app/support/failure.h"
 #include "app/support/units.h"
@@ -24,9 +25,10 @@ StreamedPage PageOfRaster(const cups_page_header2_t& header, const std::string& 
         fmt::format("{}: raster is taken as sRGB with 24 bits or grey with 8", image.path));
   }
   image.form.colour = grey ? PixelForm::Colour::Grey : PixelForm::Colour::Rgb;
-  const bool exact = header.cupsPageSize[0] > 0 && header.cupsPageSize[1] > 0;
-  const double width = exact ? header.cupsPageSize[0] : header.PageSize[0];
-  const double height = exact ? header.cupsPageSize[1] : header.PageSize[1];
+  const double width = RasterSheetSide(header.cupsPageSize[0], header.PageSize[0], 0, image.width,
+                                       header.HWResolution[0]);
+  const double height = RasterSheetSide(header.cupsPageSize[1], header.PageSize[1], 0, image.height,
+                                        header.HWResolution[1]);
   described.mediaWidthMm = width / kPointsPerInch * kMillimetresPerInch;
   described.mediaHeightMm = height / kPointsPerInch * kMillimetresPerInch;
   return described;
