@@ -291,6 +291,7 @@ std::vector<PlannedPage> PlanDocument(const PrintOptions& options, const PageSet
 // asks for that.
 std::vector<PlannedPage> WithCopies(const PrintOptions& options, std::vector<PlannedPage> pages) {
   const auto wanted = [&](const PlannedPage& page) {
+    if (page.isStandardInput) return 1;  // it is read once
     return options.copies > 0 ? options.copies : page.copies;
   };
   std::size_t total = 0;

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
 // `corvane print` from the standard input and to the standard output.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <thread>
 
 #include "tests/app/commands/run_corvane.h"
+#include "tests/app/commands/standard_input_from.h"
 #include "tests/app/image/test_images.h"
 #include "tests/harness/scratch_folder.h"
 
@@ -18,25 +17,6 @@ namespace corvane {
 namespace {
 
 using testing::HasSubstr;
-
-// A file as the standard input, as long as it lives.
-class StandardInputFrom {
- public:
-  explicit StandardInputFrom(const std::string& path) : old_(dup(0)) {
-    const int file = open(path.c_str(), O_RDONLY);
-    dup2(file, 0);
-    close(file);
-  }
-  ~StandardInputFrom() {
-    dup2(old_, 0);
-    close(old_);
-  }
-  StandardInputFrom(const StandardInputFrom&) = delete;
-  StandardInputFrom& operator=(const StandardInputFrom&) = delete;
-
- private:
-  int old_;
-};
 
 class PrintStreamsTest : public testing::Test {
  protected:

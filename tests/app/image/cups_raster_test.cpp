@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Raster streams, written by the library that reads them.
+#include <cups/cups.h>
 #include <cups/raster.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -16,8 +17,10 @@
 
 #include "app/image/pictures.h"
 #include "app/image/srgb.h"
+#include "app/page/place.h"
 #include "app/support/failure.h"
 #include "tests/app/commands/run_corvane.h"
+#include "tests/app/commands/standard_input_from.h"
 #include "tests/app/support/failure_of.h"
 #include "tests/harness/scratch_folder.h"
 
@@ -212,6 +215,41 @@ TEST(CupsRaster, PrintsAsManyCopiesAsItAsksFor) {
   EXPECT_TRUE(folder.Read("out/pages-006.raw") == folder.Read("out/pages-004.raw"));
   EXPECT_EQ(print(false, {"--copies", "1"}), "1.1 2.1 ");
   EXPECT_EQ(print(true, {"--copies", "2", "--pages", "2"}), "2.1 2.2 ");
+  // A pipe has none of them twice.
+  WriteRaster(folder.File("page"), kForms[4], CUPS_RASTER_WRITE_PWG, 1);
+  const StandardInputFrom input(folder.File("page"));
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(
+      Output({"print", "-", "-q", "--paper", "13x10mm", "--format", "raw", "-o", "-"}).empty());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "corvane: stdin: asks for 3 copies, for which -o has to name a folder, and is printed "
+            "once\n");
+}
+
+// Whole points in a header are no reason to scale a page that fills its sheet.
+TEST(CupsRaster, FillsSheetsOfWholePoints) {
+  const ScratchFolder folder;
+  for (const char* name : {"iso_a4_210x297mm", "iso_a6_105x148mm", "na_letter_8.5x11in"}) {
+    for (const unsigned dpi : {300u, 600u}) {
+      SCOPED_TRACE(testing::Message() << name << " at " << dpi << " dpi");
+      unsigned width = 0, height = 0;
+      WriteRaster(folder.File("page"), kForms[4], CUPS_RASTER_WRITE_PWG, 1, [&](auto& header) {
+        cupsRasterInitPWGHeader(&header, pwgMediaForPWG(name), "srgb_8", int(dpi), int(dpi),
+                                "one-sided", nullptr);
+        width = header.cupsWidth;
+        height = header.cupsHeight;
+      });
+      const auto stream = OpenPageStream(folder.File("page"));
+      ASSERT_TRUE(stream->Next());
+      const StreamedPage& page = stream->Page();
+      const Sheet sheet = MakeSheet({name, page.mediaWidthMm, page.mediaHeightMm}, dpi, dpi);
+      EXPECT_EQ(std::pair(sheet.width, sheet.height), std::pair(width, height));
+      EXPECT_EQ(std::pair(page.image.width, page.image.height), std::pair(width, height));
+    }
+  }
+  WriteRaster(folder.File("page"), kForms[4], CUPS_RASTER_WRITE, 1);
+  EXPECT_THAT(Complaint({"print", folder.File("page"), "-o", folder.File("o/"), "--landscape"}),
+              testing::HasSubstr("--landscape turns a sheet that --paper names"));
 }
 
 // Rows that nobody reads are passed over, and Adobe RGB is no sRGB.
