@@ -197,7 +197,11 @@ std::vector<int> WantedPages(const PrintOptions& options, const std::string& inp
     if (pages.empty()) throw Failure(fmt::format("{}: has no page {}", input, options.onlyPage));
     return pages;
   } catch (const UsageFailure& failure) {
-    throw UsageFailure(fmt::format("{}: --pages {}", input, failure.what()));
+    const std::string problem = fmt::format("{}: --pages {}", input, failure.what());
+    const bool mayBeInOthers =
+        options.inputs.size() > 1 && dynamic_cast<const NoSuchPage*>(&failure) != nullptr;
+    if (mayBeInOthers) throw Failure(problem);
+    throw UsageFailure(problem);
   }
 }
 

@@ -53,8 +53,8 @@ std::vector<int> PagesIn(const std::string& ranges, int count) {
   for (std::string text; std::getline(texts, text, ',');) {
     const PageRange range = ParseRange(text, count);
     if (range.last > count) {
-      throw UsageFailure(fmt::format("{}: there {} {} page{}", text, count == 1 ? "is" : "are",
-                                     count, count == 1 ? "" : "s"));
+      throw NoSuchPage(fmt::format("{}: there {} {} page{}", text, count == 1 ? "is" : "are", count,
+                                   count == 1 ? "" : "s"));
     }
     for (int page = range.first; page <= range.last; ++page) pages.insert(page - 1);
   }

@@ -96,6 +96,18 @@ TEST_F(PrintStreamsTest, NameTheirPagesInAFolder) {
   EXPECT_TRUE(folder_.Read("out/stdin-002.raw") == first);
 }
 
+// An input that lacks a page leaves the others alone.
+TEST_F(PrintStreamsTest, NeedNotHaveTheSamePages) {
+  const auto print = [&](const char* pages) -> std::vector<std::string> {
+    return {"print",   photo_, folder_.File("pages.ppm"), "-q",      "-m",
+            "8",       "-o",   folder_.File("out/"),      "--paper", "12x17mm",
+            "--pages", pages};
+  };
+  EXPECT_EQ(RunCorvane(print("2")), 1);
+  EXPECT_FALSE(folder_.Read("out/pages.tif").empty());
+  EXPECT_THAT(Complaint(print("2-x")), HasSubstr("is no page or range of pages"));
+}
+
 TEST_F(PrintStreamsTest, ComplainInOneLineAndLeaveNothing) {
   const auto complaint = [&](const std::string& file, const std::string& output,
                              const std::vector<std::string>& more = {}) {
