@@ -468,7 +468,10 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
     fs::path base = stem(page);
     const std::string key = FileNameKey(base);
     const bool numbered = total[key] > 1;
-    if (numbered) base += fmt::format("-{:03}", ++used[key]);
+    // Not as another input is called.
+    while (numbered && total.contains(base.string())) {
+      base = fmt::format("{}-{:03}", key, ++used[key]);
+    }
     const auto named = [&](const char* ending) { return fs::path(base) += ending; };
     page.files.data = folder || numbered ? named(raw ? ".raw" : ".tif") : fs::path(options.output);
     if (raw && !pipe) page.files.sidecar = named(".json");

@@ -343,6 +343,20 @@ TEST_F(PrintTest, TakesTheFilesOfAFolder) {
               HasSubstr("none: holds no picture or document"));
 }
 
+// Numbers pass over the names of other inputs.
+TEST_F(PrintTest, GivesEachPageAName) {
+  const std::string good = ReadFile(photo_), queue = folder_.File("queue/");
+  std::filesystem::create_directories(queue);
+  for (const char* name : {"a-001.png", "a.img", "a.png"}) WriteFile(queue + name, good);
+  const auto report = nlohmann::json::parse(
+      Output({"print", queue, "-o", out_, "-m", "8", "--paper", "12x17mm", "--json", "-q"}));
+  std::string names;
+  for (const auto& page : report["pages"]) names += page["files"].dump();
+  for (const char* name : {"a-001.tif", "a-002.tif", "a-003.tif"}) {
+    EXPECT_THAT(names, HasSubstr(name));
+  }
+}
+
 TEST_F(PrintTest, RecordsWhatReplaySends) {
   RunCorvane(Arguments({"-m", "8", "--format", "raw", "--record", folder_.File("page.jsonl")}));
   const auto sidecar = nlohmann::json::parse(ReadFile(out_ + "photo.json"));
@@ -472,8 +486,8 @@ TEST_F(PrintTest, ComplainsInOneLineAndLeavesNothing) {
     EXPECT_TRUE(NothingWritten()) << arguments.back();
   }
   EXPECT_EQ(ReadFile(photo_), good);
-  WriteFile(folder_.File("photo-001.png"), good);
-  EXPECT_THAT(Complaint({"print", photo_, photo_, folder_.File("photo-001.png"), "-o", out_}),
+  const std::string alike = folder_.Write("photo-contone.png", good);
+  EXPECT_THAT(Complaint({"print", photo_, alike, "--contone", "-o", out_}),
               HasSubstr("two files would be written there"));
   EXPECT_THAT(Complaint({"print", photo_, "-o", out_, "--paper", "A44"}), StartsWith("A44: "));
   EXPECT_THAT(Complaint({"print", photo_, "-o", folder_.File("d.PNG"), "-m", "8"}),
