@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <system_error>
+#include <utility>
 
 #include "app/support/failure.h"
 #include "app/support/interrupt.h"
@@ -259,12 +260,17 @@ bool IsStandardOutput(const fs::path& path) {
 
 void CheckOutputNames(const std::vector<fs::path>& outputs, const std::vector<fs::path>& inputs) {
   std::set<std::string> read, written;
+  bool standardOutputIsTaken = false;
   for (const fs::path& input : inputs) {
     std::error_code problem;  // shows when the input is opened
     const fs::path name = fs::weakly_canonical(input, problem);
     if (!problem && !name.empty()) read.insert(FileNameKey(name));
   }
   for (const fs::path& output : outputs) {
+    const bool isLost = output == "/dev/null";  // which the standard output may be
+    if (!isLost && IsStandardOutput(output) && std::exchange(standardOutputIsTaken, true)) {
+      throw UsageFailure(output.string() + ": two files would be written there");
+    }
     if (IsNoFile(output) || IsPipeOrDevice(output)) continue;
     const std::optional<fs::path> target = BehindLinks(output);
     if (!target) continue;

@@ -124,8 +124,9 @@ void WriteStandardOutput(std::string_view text);
 // where only one for machines must arrive. Throws Failure.
 void WriteReportBeside(bool standardOutputIsTaken, bool forMachines, std::string_view text);
 
-// Refuses, before anything is written, two outputs in one file and an output over a file that is
-// read. Empty names, and what exists but is no ordinary file, are let pass. Throws UsageFailure.
+// Refuses, before anything is written, two outputs in one file or in the standard output, and an
+// output over a file that is read. Empty names, and what else exists but is no ordinary file, are
+// let pass. Throws UsageFailure.
 void CheckOutputNames(const std::vector<std::filesystem::path>& outputs,
                       const std::vector<std::filesystem::path>& inputs);
 

@@ -192,6 +192,11 @@ TEST(OutputStage, WritesThroughALink) {
                 CheckOutputNames({folder.File("dangling"), folder.File("there/none")}, {});
               }),
               HasSubstr("two files would be written there"));
+  EXPECT_THAT(FailureOf([] {
+                CheckOutputNames({"-", "", "-"}, {});
+              }),
+              HasSubstr("two files would be written there"));
+  EXPECT_EQ(FailureOf([] { CheckOutputNames({"-", "/dev/null", "/dev/null"}, {}); }), "no failure");
   // A name that cannot be is not the same as none.
   const std::string tooLong = folder.File(std::string(256, 'a'));
   EXPECT_EQ(FailureOf([&] {
