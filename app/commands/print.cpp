@@ -125,7 +125,7 @@ struct StagedPage {
 
   std::vector<std::string> Names() const {
     std::vector<std::string> names;
-    for (const StagedFile* file : {data, sidecar, contone, preview, inkMap}) {
+    for (const StagedFile* file : {data, sidecar, contone, preview, inkMap, report}) {
       if (file != nullptr) names.push_back(file->Path().string());
     }
     return names;
