@@ -19,6 +19,9 @@ bool Begins(std::span<const std::uint8_t> head, std::string_view mark) {
                     [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
 }
 
+// Where readers of PDF look for its mark.
+constexpr std::size_t kMostBeforePdf = 1024;
+
 struct Mark {
   std::string_view bytes;
   FileKind kind;
@@ -64,13 +67,21 @@ bool IsPnm(std::span<const std::uint8_t> head) {
 }
 
 // Its first line says so.
-bool IsEps(std::span<const std::uint8_t> head) {
-  const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+bool IsEps(std::string_view text) {
   return text.substr(0, text.find_first_of("\r\n")).find(" EPSF-") != std::string_view::npos;
 }
 
+std::string_view TextOf(std::span<const std::uint8_t> head) {
+  return {reinterpret_cast<const char*>(head.data()), head.size()};
+}
+
+// Behind what spoolers and mail programs put before a document: blanks, and the end of another one.
+std::string_view DocumentIn(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(" \t\r\n\x04"), text.size()));
+}
+
 std::string_view WithoutBlanks(std::span<const std::uint8_t> head) {
-  std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+  std::string_view text = TextOf(head);
   if (text.starts_with("\xef\xbb\xbf")) text.remove_prefix(3);
   return text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
 }
@@ -88,11 +99,15 @@ std::optional<FileKind> KindOf(std::span<const std::uint8_t> head) {
   for (const Mark& mark : kMarks) {
     if (Begins(head, mark.bytes)) return mark.kind;
   }
-  if (Begins(head, "%!")) return IsEps(head) ? FileKind::Eps : FileKind::PostScript;
+  const std::string_view document = DocumentIn(TextOf(head));
+  if (document.starts_with("%!")) return IsEps(document) ? FileKind::Eps : FileKind::PostScript;
   if (Begins(head, "RIFF"sv) && Has(head, 8, "WEBP"sv)) return FileKind::Webp;
   if (IsHeif(head)) return FileKind::Heif;
   if (IsSvg(head)) return FileKind::Svg;
-  return IsPnm(head) ? std::optional(FileKind::Pnm) : std::nullopt;
+  if (IsPnm(head)) return FileKind::Pnm;
+  const bool isPdf = TextOf(head.first(std::min(head.size(), kMostBeforePdf))).find("%PDF-") !=
+                     std::string_view::npos;
+  return isPdf ? std::optional(FileKind::Pdf) : std::nullopt;
 }
 
 std::optional<FileKind> KindOf(InputStream& input) {
@@ -101,7 +116,8 @@ std::optional<FileKind> KindOf(InputStream& input) {
   if (IsMarkup(head)) return KindOf(input.Peek(InputStream::kMostPeeked));
   const std::optional<FileKind> kind = KindOf(head);
   // The rest of the first line tells an illustration.
-  return kind == FileKind::PostScript ? KindOf(input.Peek(kKindBytes)) : kind;
+  if (kind == FileKind::PostScript) return KindOf(input.Peek(kKindBytes));
+  return kind ? kind : KindOf(input.Peek(kMostBeforePdf));
 }
 
 FileKind KindOfFile(const std::string& path) {

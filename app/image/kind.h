@@ -30,7 +30,7 @@ enum class FileKind {
   Psd
 };
 
-// How many of the first bytes are looked at; of markup more.
+// How many of the first bytes are looked at; of markup, and of what has no mark there, more.
 inline constexpr std::size_t kKindBytes = 64;
 
 // None: no kind that can be printed.

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/image/kind.h"
 #include "app/image/profile.h"
 #include "app/image/srgb.h"
 #include "app/support/failure.h"
@@ -106,6 +107,22 @@ Pixels Expected(const TestImage& image, Form form) {
     }
   }
   return pixels;
+}
+
+TEST(FileKinds, AreKnownBehindWhatSpoolersPutBefore) {
+  const ScratchFolder folder;
+  const auto kind = [&](const std::string& text) {
+    return KindOfFile(folder.Write("file", text + std::string(2000, ' ')));
+  };
+  const std::string postScript = "%!PS-Adobe-3.0\n", eps = "%!PS-Adobe-3.0 EPSF-3.0\n";
+  for (const std::string before : {"", "\x04", "\r\n\r\n", "\n                         \n"}) {
+    EXPECT_EQ(kind(before + postScript), FileKind::PostScript);
+    EXPECT_EQ(kind(before + eps), FileKind::Eps);
+    EXPECT_EQ(kind(before + "%PDF-1.4\n"), FileKind::Pdf);
+  }
+  EXPECT_EQ(kind(std::string(1000, 'x') + "%PDF-1.4\n"), FileKind::Pdf);
+  EXPECT_THAT(FailureOf([&] { kind(std::string(1020, 'x') + "%PDF-1.4\n"); }),
+              testing::HasSubstr("not an image or document"));
 }
 
 TEST(ImageReader, ReadsEveryPngForm) {
