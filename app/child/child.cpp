@@ -38,7 +38,6 @@ using namespace std::chrono_literals;
 
 constexpr rlim_t kMostFileBytes = rlim_t{4} << 30;
 constexpr std::size_t kMostComplaint = 400;
-constexpr auto kLongestEnd = 5s;     // of a child that has nothing more to say
 constexpr int kPipeBytes = 1 << 20;  // so that a child need not stop for each row
 
 // Where PATH finds a program; empty where it does not.
@@ -382,7 +381,7 @@ void Child::Start(const std::vector<std::string>& words,
 }
 
 Child::~Child() {
-  End(true);
+  End(kAtOnce);
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(folder_.Path(), ignored)) {
     if (!WorkFolder::IsLock(entry.path())) fs::remove_all(entry.path(), ignored);
@@ -395,10 +394,10 @@ std::optional<std::string> Child::NextPart(int milliseconds) {
 
 bool Child::IsSilent() const { return complaints_->IsSilent(); }
 
-std::string Child::End(bool atOnce) {
+std::string Child::End(std::chrono::milliseconds most) {
   if (process_ < 0) return ending_;
   output_.Close();
-  const bool ended = HasEnded(process_, atOnce ? 0ms : kLongestEnd);
+  wasStopped_ = !HasEnded(process_, most);
   // Before the child is reaped, which gives its number free, so that no other group is hit.
   kill(-process_, SIGKILL);
   int status = 0;
@@ -406,7 +405,7 @@ std::string Child::End(bool atOnce) {
   }
   process_ = -1;
   complaint_ = OneLine(complaints_->Stop(), kMostComplaint);
-  ending_ = ended ? Ending(status) : "was stopped";
+  ending_ = wasStopped_ ? "was stopped" : Ending(status);
   if (!ending_.empty() && !complaint_.empty()) ending_ += ": " + complaint_;
   return ending_;
 }
@@ -429,7 +428,7 @@ bool SandboxWorks() {
     if (sandbox.empty() || !IsInSystem(sandbox)) return false;
     try {
       Child trial(sandbox, SandboxWords(sandbox, TemporaryFolder()));
-      return trial.End(false).empty();
+      return trial.End(Child::kInTime).empty();
     } catch (const TransientFailure&) {
       throw;  // says nothing of the sandbox, without which nothing is to be read for that
     } catch (const Failure&) {

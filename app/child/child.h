@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -64,10 +65,16 @@ class Child {
   // Whether the child has closed its error stream: it ends no more parts than NextPart gives.
   bool IsSilent() const;
 
-  // Ends the child, and says how it has ended: empty when it did so by itself and content, else
-  // what happened and what it complained of, in one line. Unless it is to end at once it gets some
-  // time.
-  std::string End(bool atOnce);
+  // How long a child has to end by itself: one that is not wanted any more, one that has failed,
+  // and one that has nothing more to say.
+  static constexpr std::chrono::milliseconds kAtOnce{0}, kSoon{400}, kInTime{5000};
+
+  // Ends the child, when that time is over at the latest, and says how it has ended: empty when it
+  // did so by itself and content, else what happened and what it complained of, in one line.
+  std::string End(std::chrono::milliseconds most);
+
+  // Whether it has not ended by itself.
+  bool WasStopped() const { return wasStopped_; }
 
   // What it complained of, in one line, once it has ended; of a child with parts, in the last one.
   const std::string& Complaint() const { return complaint_; }
@@ -89,6 +96,7 @@ class Child {
   bool sandboxed_ = false;
   pid_t process_ = -1;
   std::string ending_, complaint_;
+  bool wasStopped_ = false;
   Descriptor output_;
   std::unique_ptr<Complaints> complaints_;
 };

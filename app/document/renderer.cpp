@@ -198,6 +198,9 @@ std::unique_ptr<InputStream> OutputOf(Child& child, const OpenedDocument& docume
   return output;
 }
 
+// What is said of a child that gave nothing for so long.
+std::string StoodStill(double seconds) { return fmt::format("did not go on for {:g} s", seconds); }
+
 // A drawing as a PDF file of one page, in which its text is text.
 Descriptor PdfOfSvg(const OpenedDocument& document, const Descriptor& drawing) {
   ChildCommand command = {.program = "rsvg-convert", .package = "librsvg2-bin"};
@@ -209,11 +212,16 @@ Descriptor PdfOfSvg(const OpenedDocument& document, const Descriptor& drawing) {
   ScratchFile pdf;
   std::vector<std::uint8_t> bytes(std::size_t{256} << 10);
   std::uint64_t size = 0;
-  while (const std::size_t more = output->Read(bytes.data(), bytes.size())) {
-    pdf.Write(size, bytes.data(), more);
-    size += more;
+  try {
+    while (const std::size_t more = output->Read(bytes.data(), bytes.size())) {
+      pdf.Write(size, bytes.data(), more);
+      size += more;
+    }
+  } catch (const InputStream::WaitedTooLong&) {
+    throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
+                              StoodStill(document.settings.pageSeconds)));
   }
-  const std::string ending = child.End(false);
+  const std::string ending = child.End(Child::kInTime);
   if (!ending.empty() || size == 0) {
     throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
                               ending.empty() ? "has made nothing of it" : ending));
@@ -325,7 +333,7 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
     }
     text.erase(0, start);
   }
-  const std::string ending = child->End(false);
+  const std::string ending = child->End(Child::kInTime);
   if (!ending.empty()) Fail(document.path, ending);
   if (pages.empty()) {
     const std::string& complaint = child->Complaint();
@@ -336,20 +344,23 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
 
 // Runs the document and looks how large its pages are.
 std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
-  const auto child =
-      Start(document, DrawingTask(document, "pgmraw", kListingDpi, kListingDpi, {}), 1);
+  // How many pages there are nobody knows; each one's time is limited while it is waited for.
+  const auto child = Start(document, DrawingTask(document, "pgmraw", kListingDpi, kListingDpi, {}),
+                           limits::kPages);
   auto output = OutputOf(*child, document);
+  InputStream& input = *output;
   document.sandboxed = child->Sandboxed();
   std::vector<DocumentPage> pages;
   if (!output->Peek(1).empty()) {
     const auto stream = OpenPnmStream(std::move(output));
     while (stream->Next()) {
+      input.LimitWait(document.settings.pageSeconds);
       const ImageInfo& image = stream->Page().image;
       pages.push_back({image.width * kPointsPerInch / kListingDpi,
                        image.height * kPointsPerInch / kListingDpi});
     }
   }
-  const std::string ending = child->End(false);
+  const std::string ending = child->End(Child::kInTime);
   if (!ending.empty() && pages.empty()) Fail(document.path, ending);
   if (document.kind == FileKind::Eps) {
     if (!pages.empty()) pages.resize(1);
@@ -394,14 +405,14 @@ class RenderedPages : public PageStream {
 
   bool Next() override {
     if (next_ == rendering_.pages.size()) return false;
+    const int passed = next_ == 0 ? -1 : page_.number;
     const WantedPage& wanted = rendering_.pages[next_++];
     page_ = {};
     page_.number = wanted.number;
     page_.image.path = fmt::format("{}, page {}", document_->path, wanted.number + 1);
-    InputStream& input = *Current().input;
-    input.LimitWait(document_->settings.pageSeconds);
+    AllowTimeOf(wanted.number - passed);
     bool made = false;
-    Guarded([&] { made = !input.Peek(1).empty() && Current().bitmaps->Next(); });
+    Guarded([&] { made = !Current().input->Peek(1).empty() && Current().bitmaps->Next(); });
     if (!made) FailOfEnd("has not made the page");
     TakeHeader(wanted);
     return true;
@@ -421,7 +432,7 @@ class RenderedPages : public PageStream {
 
   std::string Remarks() override {
     for (const Lane& lane : lanes_) {
-      const std::string ending = lane.child->End(false);
+      const std::string ending = lane.child->End(Child::kInTime);
       Remark(ending.empty() ? lane.child->Complaint() : ending);
     }
     return remarks_;
@@ -444,7 +455,17 @@ class RenderedPages : public PageStream {
     const bool isPdf = document_->kind == FileKind::Pdf;
     lanes_[index] =
         StartLane(*document_, DrawnDpi(rendering_.horizontalDpi), DrawnDpi(rendering_.verticalDpi),
-                  isPdf ? DrawingOf(numbers) : PageList(numbers), numbers.size());
+                  isPdf ? DrawingOf(numbers) : PageList(numbers),
+                  isPdf ? numbers.size()
+                        : std::max(document_->pages, static_cast<std::size_t>(numbers.back()) + 1));
+  }
+
+  // For how long the interpreter may say nothing from here on. PostScript is run through as many
+  // pages, those that are not wanted, too.
+  void AllowTimeOf(int pages) {
+    const bool isPdf = document_->kind == FileKind::Pdf;
+    allowedSeconds_ = document_->settings.pageSeconds * (isPdf ? 1 : std::max(pages, 1));
+    Current().input->LimitWait(allowedSeconds_);
   }
 
   double DrawnDpi(double dpi) const { return dpi * rendering_.scale; }
@@ -455,17 +476,20 @@ class RenderedPages : public PageStream {
     try {
       action();
     } catch (const InputStream::WaitedTooLong&) {
-      Current().child->End(true);
-      Fail(page_.image.path,
-           fmt::format("did not go on for {} s", document_->settings.pageSeconds));
+      Current().child->End(Child::kAtOnce);
+      Fail(page_.image.path, StoodStill(allowedSeconds_));
     } catch (const Failure&) {
       FailOfEnd("stopped in the middle of the page");
     }
   }
 
   [[noreturn]] void FailOfEnd(const std::string& what) {
-    const std::string ending = Current().child->End(false);
-    Fail(page_.image.path, ending.empty() ? what : ending);
+    Child& child = *Current().child;
+    const std::string ending = child.End(Child::kSoon);
+    if (!ending.empty() && !child.WasStopped()) Fail(page_.image.path, ending);
+    // It has ended content, or closed its output and gone on.
+    const std::string& complaint = child.Complaint();
+    Fail(page_.image.path, what + (complaint.empty() ? "" : ": " + complaint));
   }
 
   // Behind the last row: whether all that the page holds is on it.
@@ -480,6 +504,7 @@ class RenderedPages : public PageStream {
       Remark(OneLine(report.remarks, kMostSaid));
     }
     if (next_ - 1 + lanes_.size() < rendering_.pages.size()) return;
+    AllowTimeOf(static_cast<int>(document_->pages) - page_.number);
     bool ended = false;
     Guarded([&] { ended = Current().input->Peek(1).empty(); });
     if (!ended) Fail(page_.image.path, "sends more than it has announced");
@@ -489,7 +514,7 @@ class RenderedPages : public PageStream {
   std::string TakeReport() {
     constexpr int kLookMs = 50;
     const auto start = std::chrono::steady_clock::now();
-    const std::chrono::duration<double> most(document_->settings.pageSeconds);
+    const std::chrono::duration<double> most(allowedSeconds_);
     for (;;) {
       Current().input->ThrowIfCancelled();
       if (auto report = Current().child->NextPart(kLookMs)) return *std::move(report);
@@ -537,6 +562,7 @@ class RenderedPages : public PageStream {
   std::vector<Lane> lanes_;  // one after the other makes a page
   std::size_t next_ = 0;     // of the pages
   std::uint32_t rowsRead_ = 0;
+  double allowedSeconds_ = 0;  // of waiting, since they were allowed
   std::string remarks_;
 };
 
@@ -567,8 +593,12 @@ void Document::MakeOfDrawing() {
 
 std::vector<DocumentPage> Document::Pages() {
   MakeOfDrawing();
-  std::vector<DocumentPage> pages =
-      opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
+  std::vector<DocumentPage> pages;
+  try {
+    pages = opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
+  } catch (const InputStream::WaitedTooLong&) {
+    Fail(opened_->path, StoodStill(opened_->settings.pageSeconds));
+  }
   if (pages.empty()) throw Failure(opened_->path + ": has no pages");
   opened_->pages = pages.size();
   return pages;

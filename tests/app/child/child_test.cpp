@@ -36,14 +36,14 @@ std::string TextOf(Descriptor output) {
 std::string Written(const ChildCommand& command) {
   Child child(command);
   std::string text = TextOf(child.TakeOutput());
-  EXPECT_EQ(child.End(false), "");
+  EXPECT_EQ(child.End(Child::kInTime), "");
   return text;
 }
 
 std::string EndingOf(const ChildCommand& command) {
   Child child(command);
   TextOf(child.TakeOutput());
-  return child.End(false);
+  return child.End(Child::kInTime);
 }
 
 TEST(Child, SeesWhatItIsGivenAlone) {
@@ -100,7 +100,7 @@ TEST(Child, MayComplainAtLength) {
       Script("echo first >&2; yes complaint | head -c 5000000 >&2; echo last >&2; echo out; "
              "exit 1"));
   EXPECT_EQ(TextOf(child.TakeOutput()), "out\n");
-  const std::string ending = child.End(false);
+  const std::string ending = child.End(Child::kInTime);
   EXPECT_THAT(ending, AllOf(StartsWith("ended with status 1: first complaint"), HasSubstr(" ... "),
                             testing::EndsWith("complaint last")));
   EXPECT_LT(ending.size(), 500u);
@@ -125,7 +125,7 @@ TEST(Child, EndsWithAllItHasStarted) {
   output.Read(ready.data(), ready.size());
   EXPECT_EQ(ready, "ready\n");
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(child.End(true), "was stopped");
+  EXPECT_EQ(child.End(Child::kAtOnce), "was stopped");
   // The pipe ends when nobody holds it any more.
   EXPECT_EQ(output.Read(ready.data(), 1), 0u);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
