@@ -170,6 +170,7 @@ TEST_F(RendererTest, GoesOnWithWhatItHasBegun) {
 // A page of which a part is missing fails and says so; what was mended is a remark.
 TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
   if (!HasInterpreter()) GTEST_SKIP() << "no interpreter here";
+  const std::string text = "BT /F 9 Tf 5 50 Td (text) Tj ET";
   const std::string square = "0 g 5 5 20 20 re f ", picture = "q 30 0 0 30 10 40 cm BI /W 2 /H 9 ";
   const auto damaged = [](std::string pdf, const char* what, const char* by) {
     return pdf.replace(pdf.rfind(what), std::strlen(what), by);
@@ -183,6 +184,9 @@ TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
       {Pdf(two, square + "Q Q"), "", ""},
       {Pdf(two, square + "/F 9 Tf unknown"), "", ""},
       {damaged(whole, "startxref", "startxxxx"), "", "PDF file was repaired"},
+      {damaged(whole, "Helvetica", "FooBarSan"), "", ""},
+      {damaged(Pdf(two, text), "Helvetica", "FooBarSan"), "", "font FooBarSan comes from "},
+      {Pdf(two, text), "", ""},
       {Pdf(two, square + "(a) 2 3 4 re f"), "page 1: Ghostscript has not drawn all of it: ", ""},
       {Pdf(two, square + "/Missing Do"), "page 1: Ghostscript has not drawn all of it: ", ""},
       {Pdf(two, picture + "/CS /RGB /BPC 8 ID abcxyz EI Q"),
