@@ -11,7 +11,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <span>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -180,6 +182,18 @@ ChainSetup SetupFrom(const PrintOptions& options, const std::string& colorTable)
   return setup;
 }
 
+// Of the pages, each once: what is wrong with a document is so on every page.
+std::vector<std::string> RemarksOn(const std::vector<PrintedPage>& pages) {
+  std::vector<std::string> remarks;
+  std::set<std::string_view> said;
+  for (const PrintedPage& page : pages) {
+    for (const std::string& remark : page.remarks) {
+      if (said.insert(remark).second) remarks.push_back(remark);
+    }
+  }
+  return remarks;
+}
+
 // Everything that the pages of a command share.
 class PrintRun {
  public:
@@ -195,10 +209,11 @@ class PrintRun {
         progress_("printing", InputRows(),
                   ProgressStyleOf(options.progress, options.quiet || options.json)) {
     report_.pages.resize(pages_.size());
-    for (const PlannedPage& page : pages_) {
+    for (std::size_t i = 0; i < pages_.size(); ++i) {
+      const PlannedPage& page = pages_[i];
       if (page.document) report_.sandboxed = page.document->Sandboxed();
       if (page.isStandardInput && page.copies > 1 && options.copies == 0) {
-        report_.remarks.push_back(fmt::format(
+        report_.pages[i].remarks.push_back(fmt::format(
             "{}: asks for {} copies, for which -o has to name a folder, and is printed once",
             StandardInput::kName, page.copies));
       }
@@ -220,6 +235,7 @@ class PrintRun {
     if (problem_) std::rethrow_exception(problem_);
     stage_.Commit();
     std::erase_if(report_.pages, [](const PrintedPage& page) { return page.files.empty(); });
+    report_.remarks = RemarksOn(report_.pages);
     report_.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     report_.peakMemoryBytes = PeakMemoryBytes();
@@ -258,7 +274,6 @@ class PrintRun {
     const std::vector<PlannedPage>& pages;
     PageGroup group;
     std::unique_ptr<PageStream> stream = nullptr;  // null: not opened yet
-    bool remarksTaken = false;
   };
 
   void PrintGroup(const PageGroup& group) {
@@ -266,16 +281,13 @@ class PrintRun {
     for (std::size_t i = group.first; i < group.first + group.count && !failed_; ++i) {
       keepsPages_ ? PrintAndKeep(i, reading) : PrintOne(i, staged_[i], reading);
     }
-    TakeRemarks(reading);
   }
 
-  void TakeRemarks(GroupReading& reading) {
-    if (reading.remarksTaken || !reading.stream || failed_) return;
-    const std::string remarks = reading.stream->Remarks();
-    reading.remarksTaken = true;
-    if (remarks.empty()) return;
-    const std::lock_guard lock(mutex_);
-    report_.remarks.push_back(remarks);
+  // Behind a page that has been read for a sheet.
+  void TakeRemarks(GroupReading& reading, std::size_t sheet) {
+    if (!reading.stream) return;
+    std::string remarks = reading.stream->TakeRemarks();
+    if (!remarks.empty()) report_.pages[sheet].remarks.push_back(std::move(remarks));
   }
 
   // Goes to a page, from where the group has been read to.
@@ -305,7 +317,8 @@ class PrintRun {
   }
 
   // The rows of a sheet that pages share.
-  std::unique_ptr<RowSource> RowsOfCells(const PlannedPage& sheet) {
+  std::unique_ptr<RowSource> RowsOfCells(std::size_t number) {
+    const PlannedPage& sheet = pages_[number];
     const std::size_t bytesPerPixel = sheet.tagged ? 4 : 3;
     auto reading = std::make_shared<GroupReading>(GroupReading{sheet.cells, {0, 0}});
     const auto read = [=, this, &sheet](std::size_t index, const CellRows::RowReceiver& receiver) {
@@ -315,8 +328,8 @@ class PrintRun {
         PlacedPage page(job, reading->stream.get(), SheetOf(job));
         ReadTagged(page, SheetOf(job).width, bytesPerPixel, TagOf(job), receiver);
         if (reading->stream) reading->stream->Finish();
+        TakeRemarks(*reading, number);
       });
-      if (index + 1 == reading->group.first + reading->group.count) TakeRemarks(*reading);
     };
     return std::make_unique<CellRows>(SheetOf(sheet.job), sheet.areas, sheet.cells.size(),
                                       bytesPerPixel, read);
@@ -327,7 +340,6 @@ class PrintRun {
       if (index != group.first) continue;
       reading.group = group;
       reading.stream.reset();
-      reading.remarksTaken = false;
     }
     if (reading.pages[index].streamed) GoTo(index, reading);
   }
@@ -343,7 +355,6 @@ class PrintRun {
       throw;
     } catch (const Failure& failure) {
       reading.stream.reset();  // it may be what has failed
-      reading.remarksTaken = false;
       progress_.Clear();
       const std::string reason = NameOf(options_, failure.what());
       Complain(reason);
@@ -376,7 +387,7 @@ class PrintRun {
     }
     Chain chain(library_, setup_);
     PageJob job = page.job;
-    if (!page.cells.empty()) job.openRows = [&] { return RowsOfCells(page); };
+    if (!page.cells.empty()) job.openRows = [&] { return RowsOfCells(index); };
     PrintPage(job, reading.stream.get(), chain, receivers);
     CheckDiagnostics(options_.diagnostics);
     if (page.isStandardInput && reading.stream->Next()) {
@@ -398,16 +409,10 @@ class PrintRun {
     if (!options_.preview.picture.empty() || !options_.preview.inkMap.empty()) {
       printed.note = PreviewNote(preview_);
     }
-    if (files.report != nullptr) WriteReportOf(index, files, reading);
-  }
-
-  void WriteReportOf(std::size_t index, const StagedPage& files, GroupReading& reading) {
-    if (index + 1 == reading.group.first + reading.group.count) TakeRemarks(reading);
+    TakeRemarks(reading, index);
+    if (files.report == nullptr) return;
     files.data->Finish();
-    std::unique_lock lock(mutex_);
-    const std::vector<std::string> remarks = report_.remarks;
-    lock.unlock();
-    WriteReport(options_, report_.pages[index], remarks, *files.data, *files.report);
+    WriteReport(options_, page, printed, *files.data, *files.report);
   }
 
   const PrintOptions& options_;

@@ -24,8 +24,9 @@ struct PrintedPage {
   std::vector<std::string> files;
   PageShape shape;
   std::vector<InkUse> inkUse;
-  std::uint32_t reusedRows = 0;  // input rows that were taken over from another page
-  std::string note;              // of the preview; empty: there is none
+  std::uint32_t reusedRows = 0;      // input rows that were taken over from another page
+  std::string note;                  // of the preview; empty: there is none
+  std::vector<std::string> remarks;  // on a page that may not be whole
 };
 
 // A page that was not printed, although others were.
@@ -39,7 +40,7 @@ struct FailedPage {
 struct PrintReport {
   std::vector<PrintedPage> pages;
   std::vector<FailedPage> failures;
-  std::vector<std::string> remarks;  // on pages that were printed and may not be whole
+  std::vector<std::string> remarks;  // those of its pages, each once
   double seconds = 0;
   std::uint64_t peakMemoryBytes = 0;
   std::optional<bool> sandboxed;  // the interpreter of documents; none: there were none

@@ -82,6 +82,7 @@ class Reporter {
                                : std::max(printed.horizontalDpi, printed.verticalDpi);
       wanted =
           ReadWantedColours(options_.against, options_.againstPage - 1, JudgedGrid(shape), placing);
+      if (!options_.againstName.empty()) wanted->image = options_.againstName;
       WarnOfEnlarging(*wanted, shape, settings);
     }
     const CellColours colours(settings.inks, settings.media, *shape.mode);

@@ -20,6 +20,7 @@ struct ReportOptions {
   std::string prices;                  // what ink costs; empty: not known
   std::vector<std::string> zoomAreas;  // X,Y,W,H in millimetres
   std::string against;                 // image that was wanted; empty: none
+  std::string againstName;             // how it is called; empty: so
   int againstPage = 1;                 // of it, from 1
   double againstDpi = 0;               // that an image without a resolution was printed with; 0:
                                        // the mode's default

@@ -430,12 +430,15 @@ class RenderedPages : public PageStream {
 
   bool IsPrompt() const override { return false; }
 
-  std::string Remarks() override {
-    for (const Lane& lane : lanes_) {
-      const std::string ending = lane.child->End(Child::kInTime);
-      Remark(ending.empty() ? lane.child->Complaint() : ending);
+  std::string TakeRemarks() override {
+    if (madeAll_) {
+      for (const Lane& lane : lanes_) {
+        const std::string ending = lane.child->End(Child::kInTime);
+        Remark(ending.empty() ? lane.child->Complaint() : ending);
+      }
+      madeAll_ = false;
     }
-    return remarks_;
+    return std::exchange(remarks_, {});
   }
 
   void Cancel() override {
@@ -508,6 +511,7 @@ class RenderedPages : public PageStream {
     bool ended = false;
     Guarded([&] { ended = Current().input->Peek(1).empty(); });
     if (!ended) Fail(page_.image.path, "sends more than it has announced");
+    madeAll_ = next_ == rendering_.pages.size();
   }
 
   // What the interpreter has said of the page.
@@ -563,7 +567,8 @@ class RenderedPages : public PageStream {
   std::size_t next_ = 0;     // of the pages
   std::uint32_t rowsRead_ = 0;
   double allowedSeconds_ = 0;  // of waiting, since they were allowed
-  std::string remarks_;
+  std::string remarks_;        // that were not taken
+  bool madeAll_ = false;       // and nobody has asked what was said behind them
 };
 
 }  // namespace

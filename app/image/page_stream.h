@@ -62,9 +62,10 @@ class PageStream {
   // Whether rows are wanted as soon as they are there, as of an input that may come slowly.
   virtual bool IsPrompt() const { return true; }
 
-  // What whoever makes the pages has complained of although it made them all; empty: nothing. To be
-  // asked when the last page has been read.
-  virtual std::string Remarks() { return {}; }
+  // What whoever makes the pages has complained of, although it made them, since this was asked
+  // last; empty: nothing. To be asked when a page has been read: a maker that does not say which
+  // page it complains of is heard behind the last one.
+  virtual std::string TakeRemarks() { return {}; }
 
   // From any thread: whoever waits for the input gets InputStream::Cancelled.
   virtual void Cancel() = 0;

@@ -97,7 +97,7 @@ void DocumentSheets::GoTo(std::size_t page) {
 void DocumentSheets::TakeRemarks() {
   if (!stream_ || hasRemarks_) return;
   hasRemarks_ = true;
-  const std::string remarks = stream_->Remarks();
+  const std::string remarks = stream_->TakeRemarks();
   // Of what is wrong with the document every run complains.
   if (remarks.empty() || remarks_.find(remarks) != std::string::npos) return;
   remarks_ += (remarks_.empty() ? "" : "; ") + remarks;

@@ -114,6 +114,23 @@ TEST_F(PrintDocumentTest, KeepsTheBlackOfText) {
   EXPECT_NE(untagged, text);
 }
 
+// What is remarked on a page stands in its report alone.
+TEST_F(PrintDocumentTest, ReportsOnEachPage) {
+  std::ofstream(folder_.File("fonts.pdf"))
+      << "\n%PDF-1.4\n1 0 obj\n<</Type/Catalog/Pages 2 0 R>>\nendobj\n"
+         "2 0 obj\n<</Type/Pages/Count 2/Kids[3 0 R 4 0 R]/MediaBox[0 0 40 40]>>\nendobj\n"
+         "3 0 obj\n<</Type/Page/Parent 2 0 R/Contents 5 0 R/Resources<</Font<</F 6 0 R>>>>>>\n"
+         "endobj\n4 0 obj\n<</Type/Page/Parent 2 0 R>>\nendobj\n"
+         "5 0 obj\n<</Length 28>>\nstream\nBT /F 9 Tf 5 5 Td (ab) Tj ET\nendstream\nendobj\n"
+         "6 0 obj\n<</Type/Font/Subtype/TrueType/BaseFont/FooBarSans>>\nendobj\n"
+         "trailer\n<</Root 1 0 R>>\n";
+  const auto report = Printed(folder_.File("fonts.pdf"), {"--report", folder_.File("r.html")});
+  EXPECT_THAT(report["remarks"].dump(), HasSubstr("FooBarSans"));
+  EXPECT_THAT(report["pages"][1]["files"].dump(), HasSubstr("r-002.html"));
+  EXPECT_THAT(ReadFile(folder_.File("r-001.html")), HasSubstr("FooBarSans"));
+  EXPECT_THAT(ReadFile(folder_.File("r-002.html")), testing::Not(HasSubstr("FooBarSans")));
+}
+
 // A drawing has the size that it says, its text is text, and what it names of elsewhere stays out.
 TEST_F(PrintDocumentTest, PrintsDrawings) {
   const std::string drawing = folder_.File("drawing");

@@ -109,7 +109,7 @@ TEST_F(RendererTest, GivesThePagesOfTheDocument) {
     ReadPage(*stream);
   }
   EXPECT_FALSE(stream->Next());
-  EXPECT_EQ(stream->Remarks(), document_ + ": Ghostscript: odd");
+  EXPECT_EQ(stream->TakeRemarks(), document_ + ": Ghostscript: odd");
 }
 
 // Of a PDF a second child makes the second page while the first one is read.
@@ -124,9 +124,9 @@ TEST_F(RendererTest, MakesTheNextPageAhead) {
     ASSERT_TRUE(stream->Next());
     EXPECT_EQ(stream->Page().number, number);
     ReadPage(*stream);
+    EXPECT_EQ(stream->TakeRemarks(), number == 4 ? "" : document_ + ": Ghostscript: odd");
   }
   EXPECT_FALSE(stream->Next());
-  EXPECT_EQ(stream->Remarks(), document_ + ": Ghostscript: odd");
 }
 
 // What was begun before the pages were known is gone on with where it is what is asked for, and
@@ -205,8 +205,9 @@ TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
       }
       const auto stream = document.Render(rendering);
       while (stream->Next()) stream->Finish();
-      EXPECT_THAT(stream->Remarks(), HasSubstr(remark));
-      EXPECT_EQ(stream->Remarks().empty(), remark.empty());
+      const std::string remarks = stream->TakeRemarks();
+      EXPECT_THAT(remarks, HasSubstr(remark));
+      EXPECT_EQ(remarks.empty(), remark.empty());
     });
     EXPECT_THAT(said, HasSubstr(failure.empty() ? "no failure" : failure));
   }

@@ -15,6 +15,7 @@
 #include "app/report/report_page.h"
 #include "app/support/base64.h"
 #include "tests/app/commands/run_corvane.h"
+#include "tests/app/commands/standard_input_from.h"
 #include "tests/app/report/test_prints.h"
 
 namespace corvane {
@@ -238,7 +239,16 @@ TEST(Report, ComesWithAPrint) {
   EXPECT_LT(told["against"]["page"]["mean"], 4);
   EXPECT_EQ(told["facts"]["its SHA-256"].get<std::string>().size(), 64u);
   EXPECT_EQ(told["facts"]["image profile"], "none");
+  EXPECT_EQ(told["facts"]["quality"], "normal");
+  EXPECT_EQ(told["facts"]["paper"], "30 x 30 mm");
   EXPECT_THAT(told["warnings"].dump(), HasSubstr("is enlarged: 68 of its pixels"));
+  auto stored = command;
+  stored[1] = "-";
+  const StandardInputFrom input(image);
+  RunCorvane(stored);
+  const json fromInput = DataOf(TextOf(page))["summary"];
+  EXPECT_EQ(fromInput["against"]["image"], "stdin");
+  EXPECT_EQ(fromInput["against"]["page"], told["against"]["page"]);
   auto raw = command;
   raw.insert(raw.end(), {"--format", "raw"});
   EXPECT_THAT(Complaint(raw), HasSubstr("--report"));
