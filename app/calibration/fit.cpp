@@ -349,6 +349,49 @@ Unknowns StartingPoint(const Basis& basis, const RampModel& ramps) {
 
 Triple LabOfDensity(const Vector3d& density) { return LabFromBands(BandsOf(density)); }
 
+bool Holds(std::span<const Ink> inks, Ink ink) {
+  return std::find(inks.begin(), inks.end(), ink) != inks.end();
+}
+
+// Whether all that an overprint term multiplies is on the chart.
+bool IsOfChart(const OverprintTerm& term, std::span<const Ink> inks) {
+  for (std::size_t ink = 0; ink < kInkCount; ++ink) {
+    if (term.inks[ink] > 0 && !Holds(inks, static_cast<Ink>(ink))) return false;
+  }
+  for (std::size_t dye = 0; dye < kDyeCount; ++dye) {
+    const auto carries = [&](Ink ink) { return DyeOf(ink) == static_cast<Dye>(dye); };
+    if (term.dyes[dye] > 0 && std::none_of(inks.begin(), inks.end(), carries)) return false;
+  }
+  return true;
+}
+
+// What the chart does not show stays as `base` has it on the medium, whose density and gain are in
+// the colours themselves from now on. A light ink that is known by its dye alone follows the dark
+// ink where that is measured.
+void KeepOthers(const InkData& base, const FitSettings& settings, InkData& inks) {
+  DissolveOverprintedSolids(inks, settings.media);
+  std::erase_if(inks.overprints,
+                [&](const OverprintTerm& term) { return IsOfChart(term, settings.inks); });
+  for (OverprintTerm& term : inks.overprints) {
+    for (double& band : term.density) {
+      band *= base.media[static_cast<std::size_t>(settings.media)].density;
+    }
+  }
+  const PrintModel model(base, settings.media);
+  for (std::size_t i = 0; i < kInkCount; ++i) {
+    const Ink ink = static_cast<Ink>(i);
+    const bool follows = base.tints[i].empty() && Holds(settings.inks, DarkInkOf(ink));
+    if (follows || Holds(settings.inks, ink)) continue;
+    inks.tints[i].clear();
+    for (const double amount : kKnots) {
+      inks.tints[i].push_back({amount, LabOfDensity(ToVector(model.InkDensity(ink, amount)))});
+    }
+    if (ink == DarkInkOf(ink)) {
+      inks.solids[static_cast<std::size_t>(DyeOf(ink))] = inks.tints[i].back().lab;
+    }
+  }
+}
+
 // Writes the fitted tints, overprints and paper into the set.
 void TakeOver(const Basis& basis, const Unknowns& unknowns, int media, InkData& inks) {
   const auto tint = [&](Ink ink, int knot) -> Vector3d {
@@ -364,12 +407,10 @@ void TakeOver(const Basis& basis, const Unknowns& unknowns, int media, InkData& 
     if (ink == DarkInkOf(ink)) inks.solids[static_cast<std::size_t>(DyeOf(ink))] = tints.back().lab;
   }
   const Index first = static_cast<Index>(basis.inks.size()) * kKnotCount;
-  inks.overprints = basis.terms;
   for (std::size_t t = 0; t < basis.terms.size(); ++t) {
     const auto row = unknowns.row(first + static_cast<Index>(t));
-    inks.overprints[t].density = {row[0], row[1], row[2]};
+    inks.overprints.push_back({basis.terms[t].dyes, basis.terms[t].inks, {row[0], row[1], row[2]}});
   }
-  inks.cyanMagenta = inks.cyanYellow = inks.magentaYellow = inks.cyanMagentaYellow = std::nullopt;
   Triple& white = inks.media[static_cast<std::size_t>(media)].white;
   Triple bands = BandsFromLab(white);
   const Triple paper = BandsOf(unknowns.row(basis.Paper()).transpose());
@@ -384,8 +425,11 @@ void RelateMedia(const InkData& base, const FitSettings& settings, const Triple&
   for (Media& medium : inks.media) {
     medium.density = std::clamp(medium.density / printed.density, 0.1, 2.0);
     medium.dotGain = std::clamp((1.0 + medium.dotGain) / (1.0 + printed.dotGain) - 1.0, -0.5, 2.0);
+    medium.measured = false;
   }
-  inks.media[static_cast<std::size_t>(settings.media)].white = paper;
+  Media& measured = inks.media[static_cast<std::size_t>(settings.media)];
+  measured.white = paper;
+  measured.measured = true;
 }
 
 // What the drops of the dark inks wet, so that a preview draws their spots.
@@ -420,8 +464,9 @@ double UsefulAmount(const PrintModel& model, Ink ink) {
   return part >= kParts - 2 ? 1.0 : static_cast<double>(part) / kParts;
 }
 
-// The total ink beyond which the patches made for it get no darker.
-double UsefulTotal(std::span<const MeasuredPatch> patches, const FitSettings& settings) {
+// The total ink beyond which the patches made for it get no darker; `known` without such patches.
+double UsefulTotal(std::span<const MeasuredPatch> patches, const FitSettings& settings,
+                   double known) {
   constexpr double kNearlyAll = 0.985;
   std::vector<std::pair<double, double>> totals;  // ink and density
   for (const MeasuredPatch& patch : patches) {
@@ -435,7 +480,7 @@ double UsefulTotal(std::span<const MeasuredPatch> patches, const FitSettings& se
   for (const auto& [ink, density] : totals) {
     if (density >= kNearlyAll * most) return std::clamp(ink, 1.0, settings.inkLimit);
   }
-  return settings.inkLimit;
+  return known;
 }
 
 std::vector<MeasuredPatch> AgainstPaper(std::span<const MeasuredPatch> patches,
@@ -505,6 +550,7 @@ InkData FitInks(std::span<const MeasuredPatch> patches, const FitSettings& setti
 
   InkData inks = base;
   inks.measured = true;
+  KeepOthers(base, settings, inks);
   TakeDrops(ramps, settings, base, inks);
   for (const Ink ink : settings.inks) {
     if (ink != DarkInkOf(ink))
@@ -515,15 +561,14 @@ InkData FitInks(std::span<const MeasuredPatch> patches, const FitSettings& setti
   const Basis basis = BasisOf(settings.inks, inks.strength);
   Fit fit(basis, FitPatchesOf(basis, relative), StartingPoint(basis, ramps));
   TakeOver(basis, fit.Solve(), settings.media, inks);
-  if (std::find(settings.inks.begin(), settings.inks.end(), Ink::C) != settings.inks.end()) {
-    NameOverprintedSolids(inks, settings.media);
-  }
+  NameOverprintedSolids(inks, settings.media);
 
   const PrintModel model(inks, settings.media);
   for (const Ink ink : settings.inks) {
     inks.inkLimit[static_cast<std::size_t>(ink)] = UsefulAmount(model, ink);
   }
-  inks.media[static_cast<std::size_t>(settings.media)].inkLimit = UsefulTotal(relative, settings);
+  double& inkLimit = inks.media[static_cast<std::size_t>(settings.media)].inkLimit;
+  inkLimit = UsefulTotal(relative, settings, inkLimit);
   return inks;
 }
 

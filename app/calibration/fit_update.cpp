@@ -109,6 +109,15 @@ void ScaleTerms(const std::array<Change, kInkCount>& changes, InkData& inks) {
   }
 }
 
+// Whether the set was measured on the medium. In a set that does not say on which, the medium that
+// all is relative to is taken for it.
+bool IsMeasuredOn(const InkData& known, const Media& medium) {
+  if (!known.measured) return false;
+  const bool says = std::any_of(known.media.begin(), known.media.end(),
+                                [](const Media& other) { return other.measured; });
+  return says ? medium.measured : medium.density == 1.0 && medium.dotGain == 0.0;
+}
+
 constexpr std::array<double, 11> kAmounts = {0.04, 0.09, 0.16, 0.24, 0.33, 0.43,
                                              0.54, 0.66, 0.78, 0.9,  1.0};
 
@@ -117,7 +126,7 @@ constexpr std::array<double, 11> kAmounts = {0.04, 0.09, 0.16, 0.24, 0.33, 0.43,
 InkData UpdateInks(std::span<const MeasuredPatch> patches, const FitSettings& settings,
                    const InkData& known) {
   const Media& calibrated = known.media[static_cast<std::size_t>(settings.media)];
-  if (!known.measured || calibrated.density != 1.0 || calibrated.dotGain != 0.0) {
+  if (!IsMeasuredOn(known, calibrated)) {
     throw Failure(
         fmt::format("{}: the inks were not calibrated on {}", known.name, calibrated.name));
   }

@@ -55,6 +55,7 @@ struct Media {
   double density = 1;          // how dense the solids are, against those of the ink set
   double dotGain = 0;          // how much larger a spot is, as a part of its area
   double inkLimit = 3;         // total ink that it takes, 1 = one ink at full strength
+  bool measured = false;       // what the colours of a measured set were measured on
 };
 
 // An even tint of one ink as it was measured.

@@ -39,6 +39,10 @@ struct Entry {
     if (!(number >= low && number <= high)) Fail(fmt::format("is not in {} to {}", low, high));
     return number;
   }
+  bool Flag() const {
+    if (!json.is_boolean()) Fail("is neither true nor false");
+    return json.get<bool>();
+  }
   std::string Text() const {
     if (!json.is_string()) Fail("is not a text");
     return json.get<std::string>();
@@ -75,6 +79,7 @@ Media MediaOf(const Entry& entry) {
   media.density = entry.At("density").Number(0.1, 2.0);
   media.dotGain = entry.At("dotGain").Number(-0.5, 2.0);
   media.inkLimit = entry.At("inkLimit").Number(50, 900) / 100.0;
+  media.measured = entry.Has("measured") && entry.At("measured").Flag();
   return media;
 }
 
@@ -209,6 +214,7 @@ OrderedJson JsonOf(const Media& media) {
   json["density"] = Rounded(media.density);
   json["dotGain"] = Rounded(media.dotGain);
   json["inkLimit"] = Rounded(media.inkLimit * 100.0);
+  if (media.measured) json["measured"] = true;
   return json;
 }
 

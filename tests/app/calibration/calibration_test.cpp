@@ -223,8 +223,10 @@ TEST_P(CalibrationOf, APrinterPredictsWhatItDidNotSee) {
   const SimulatedPrinter printer = MakeSimulatedPrinter(GetParam().printer);
   const std::filesystem::path file = testing::TempDir() + "calibrated.json";
   std::ofstream(file) << InkDataText(inks);
-  const PrintModel model(ReadInkData(file), 2);
+  const InkData read = ReadInkData(file);
   std::filesystem::remove(file);
+  EXPECT_TRUE(read.media[2].measured && !read.media[4].measured);
+  const PrintModel model(read, 2);
   for (const Ink ink : *GetParam().inks) {
     EXPECT_LT(test::ToneError(printer, model, ink, 20), 0.01) << kInkNames[static_cast<int>(ink)];
   }
@@ -272,6 +274,30 @@ TEST(Calibration, FindsWhereMoreInkIsOfNoUse) {
   EXPECT_NEAR(inks.media[2].inkLimit, 2.25, 0.26);
 }
 
+TEST(Calibration, KeepsWhatTheChartDoesNotShow) {
+  // Plain paper has a density and gain of its own, which the colours of the other inks take along.
+  constexpr int kPlain = 0;
+  const std::vector<Ink> colours = {Ink::C, Ink::c, Ink::M, Ink::m, Ink::Y, Ink::y};
+  const SimulatedPrinter printer = test::PrinterOf(DefaultInkData(), kPlain);
+  const auto calibrate = [&](const std::vector<Ink>& inks, const InkData& base) {
+    return FitInks(test::Measure(printer, ChartPatches(inks, 2.0), 0.0, 1), {inks, kPlain, 2.0},
+                   base);
+  };
+  const InkData measured = calibrate(kSeven, DefaultInkData());
+  for (const InkData& base : {DefaultInkData(), measured}) {
+    for (const std::vector<Ink>& inks : {std::vector<Ink>{Ink::K}, colours}) {
+      const PrintModel model(calibrate(inks, base), kPlain);
+      double sum = 0, count = 0;
+      for (const ChartPatch& patch : ChartPatches(kSeven, 2.0)) {
+        const InkAmounts amounts = AmountsOf(patch.levels);
+        sum += DeltaE2000(LabFromBands(model.Bands(amounts)), printer.Relative(amounts));
+        ++count;
+      }
+      EXPECT_LT(sum / count, 0.3) << base.measured << ", " << inks.size();
+    }
+  }
+}
+
 TEST(Calibration, FortyPatchesFollowAnAgedPrinter) {
   for (const int number : {1, 4}) {
     const ChartChoice whole{ChartKind::Whole, kSeven, 3.0};
@@ -291,6 +317,8 @@ TEST(Calibration, FortyPatchesFollowAnAgedPrinter) {
     }
     EXPECT_LT(mean / count, 1.8) << number;
     EXPECT_LT(mean, unchanged / 2) << number;
+    // Film has the same density and gain as the glossy paper that was measured.
+    EXPECT_THROW(UpdateInks(few, {kSeven, 4, 3.0}, known), Failure) << number;
   }
   EXPECT_THROW(UpdateInks(test::Measure(MakeSimulatedPrinter(0), UpdatePatches(kSeven, 3), 0, 1),
                           {kSeven, 2, 3.0}, DefaultInkData()),
