@@ -28,6 +28,9 @@ struct NamedInk {
 constexpr NamedInk kNamedInks[kInkCount] = {{Ink::C, "C"}, {Ink::M, "M"},   {Ink::Y, "Y"},
                                             {Ink::K, "K"}, {Ink::c, "c"},   {Ink::m, "m"},
                                             {Ink::y, "y"}, {Ink::cd, "2c"}, {Ink::md, "2m"}};
+// Kinds of files.
+constexpr const char *kTargetValues = "CTI1", *kPlacedTarget = "CTI2", *kMeasurement = "CTI3";
+
 constexpr std::size_t kLargestFile = 64u << 20;
 
 std::vector<NamedInk> InOrder(std::span<const Ink> inks) {
@@ -382,7 +385,7 @@ Cgats TargetValues(const ChartChoice& choice, const PrintModel& model) {
     AddValues(inks, model, patch.levels, row);
     table.rows.push_back(std::move(row));
   }
-  return {"CTI1",
+  return {kTargetValues,
           {std::move(table), CornersTable(choice, model, "DENSITY_EXTREME_VALUES", false),
            CornersTable(choice, model, "DEVICE_COMBINATION_VALUES", true)}};
 }
@@ -416,7 +419,7 @@ Cgats PlacedTarget(const ChartChoice& choice, const PrintModel& model, const Cha
     AddValues(inks, model, fills ? Contone{} : patches[i].levels, row);
     table.rows.push_back(std::move(row));
   }
-  return {"CTI2", {std::move(table)}};
+  return {kPlacedTarget, {std::move(table)}};
 }
 
 Measurement MeasurementOf(const Cgats& cgats, const std::string& name,
@@ -467,7 +470,12 @@ Measurement ReadMeasurement(const std::filesystem::path& file, std::optional<dou
   }
   if (stream.bad()) FailOfSystem(name, errno);
   if (text.empty()) throw Failure(name + ": is empty");
-  return MeasurementOf(ParseCgats(text, name), name, inkLimit);
+  const Cgats cgats = ParseCgats(text, name);
+  // What they hold as colours is what the chart's maker expects.
+  if (cgats.kind == kTargetValues || cgats.kind == kPlacedTarget) {
+    throw Failure(name + ": is the chart's list of patches, not its measurement");
+  }
+  return MeasurementOf(cgats, name, inkLimit);
 }
 
 Cgats MeasurementFile(const Measurement& measurement) {
@@ -492,7 +500,7 @@ Cgats MeasurementFile(const Measurement& measurement) {
     }
     table.rows.push_back(std::move(row));
   }
-  return {"CTI3", {std::move(table)}};
+  return {kMeasurement, {std::move(table)}};
 }
 
 }  // namespace corvane

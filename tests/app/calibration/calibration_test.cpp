@@ -18,6 +18,7 @@
 #include "app/support/failure.h"
 #include "tests/app/calibration/simulated_printer.h"
 #include "tests/app/calibration/wrong_measurements.h"
+#include "tests/app/support/failure_of.h"
 
 namespace corvane {
 namespace {
