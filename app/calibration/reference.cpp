@@ -141,6 +141,24 @@ std::optional<double> WavelengthOf(const std::string& field) {
   return NumberOf(field.substr(digits), field);
 }
 
+// The names carry whole nanometres, so that steps of 3.33 nm are not quite even in them.
+void CheckEven(const std::vector<double>& wavelengths, double step, const std::string& name) {
+  constexpr double kRounding = 1.0;
+  bool even = true;
+  std::size_t gap = 1;  // the least even one, before this wavelength
+  const auto unevenness = [&](std::size_t i) {
+    return std::abs(wavelengths[i] - wavelengths[i - 1] - step);
+  };
+  for (std::size_t i = 1; i < wavelengths.size(); ++i) {
+    const double expected = wavelengths[0] + step * static_cast<double>(i);
+    even = even && std::abs(wavelengths[i] - expected) <= kRounding;
+    if (unevenness(i) > unevenness(gap)) gap = i;
+  }
+  if (even) return;
+  throw Failure(fmt::format("{}: the spectra are in no even steps: {} nm follows on {} nm", name,
+                            wavelengths[gap], wavelengths[gap - 1]));
+}
+
 void FindSpectrum(const CgatsTable& table, const std::string& name, Columns& columns) {
   std::vector<double> wavelengths;
   for (std::size_t i = 0; i < table.fields.size(); ++i) {
@@ -150,25 +168,31 @@ void FindSpectrum(const CgatsTable& table, const std::string& name, Columns& col
     }
   }
   if (columns.spectrum.empty()) return;
-  columns.firstNm = wavelengths.front();
-  columns.stepNm = wavelengths.size() > 1 ? wavelengths[1] - wavelengths[0] : 0.0;
-  // The names carry whole nanometres; the keywords say it exactly.
+  double firstNm = wavelengths.front(), lastNm = wavelengths.back();
+  const double steps = std::max(1.0, static_cast<double>(wavelengths.size() - 1));
+  CheckEven(wavelengths, (lastNm - firstNm) / steps, name);
+  // The keywords say exactly what the names round.
   const auto first = table.Keyword("SPECTRAL_START_NM"), last = table.Keyword("SPECTRAL_END_NM");
-  if (first && last && wavelengths.size() > 1) {
-    columns.firstNm = NumberOf(*first, name + ": SPECTRAL_START_NM");
-    columns.stepNm = (NumberOf(*last, name + ": SPECTRAL_END_NM") - columns.firstNm) /
-                     static_cast<double>(wavelengths.size() - 1);
+  if (first && last) {
+    firstNm = NumberOf(*first, name + ": SPECTRAL_START_NM");
+    lastNm = NumberOf(*last, name + ": SPECTRAL_END_NM");
+    if (std::abs(firstNm - wavelengths.front()) > 1 || std::abs(lastNm - wavelengths.back()) > 1) {
+      throw Failure(fmt::format("{}: the fields have spectra from {} to {} nm, the keywords say {} "
+                                "to {} nm",
+                                name, wavelengths.front(), wavelengths.back(), firstNm, lastNm));
+    }
   }
+  columns.firstNm = firstNm;
+  columns.stepNm = (lastNm - firstNm) / steps;
   if (const auto norm = table.Keyword("SPECTRAL_NORM")) {
     columns.spectralScale = NumberOf(*norm, name + ": SPECTRAL_NORM");
   }
-  const double end = columns.firstNm + columns.stepNm * static_cast<double>(wavelengths.size() - 1);
-  if (!(columns.stepNm > 0 && columns.stepNm <= 20) || columns.firstNm > 420 || end < 680 ||
+  if (!(columns.stepNm > 0 && columns.stepNm <= 20) || firstNm > 420 || lastNm < 680 ||
       !(columns.spectralScale > 0)) {
     throw Failure(
         fmt::format("{}: the spectra from {} to {} nm are no even steps of 20 nm or less "
                     "from 420 to 680 nm",
-                    name, columns.firstNm, end));
+                    name, firstNm, lastNm));
   }
 }
 
@@ -265,12 +289,12 @@ class RowReader {
     patch.name = location;
     int strip = 0, step = 0;
     std::size_t i = 0;
-    for (; i < location.size() && location[i] >= 'A' && location[i] <= 'Z'; ++i) {
+    for (; i < location.size() && i < 2 && location[i] >= 'A' && location[i] <= 'Z'; ++i) {
       strip = strip * 26 + (location[i] - 'A' + 1);
     }
     const char* const end = location.data() + location.size();
     const auto [stop, error] = std::from_chars(location.data() + i, end, step);
-    if (i == 0 || i > 2 || error != std::errc() || stop != end) return;
+    if (i == 0 || error != std::errc() || stop != end || step < 1) return;
     patch.strip = strip - 1;
     patch.step = step - 1;
   }

@@ -179,6 +179,38 @@ TEST(Reference, ChartsAndTheirMeasurementsAreReadAgain) {
   }
 }
 
+TEST(Reference, TakesNoListOfPatchesForAMeasurement) {
+  Cgats file = MeasurementFile(MeasureChart({ChartKind::Update, kFour, 3.0}, 0, 0.0, 1));
+  const std::filesystem::path path = testing::TempDir() + "patches.ti2";
+  for (const char* kind : {"CTI1", "CTI2", "CTI3"}) {
+    file.kind = kind;
+    std::ofstream(path) << CgatsText(file);
+    const std::string failure = FailureOf([&] { ReadMeasurement(path, std::nullopt); });
+    EXPECT_EQ(failure.ends_with("is the chart's list of patches, not its measurement"),
+              file.kind != "CTI3")
+        << failure;
+  }
+  std::filesystem::remove(path);
+}
+
+TEST(Reference, TakesSpectraInRoundedStepsAndPlacesOfTwoLettersAndANumber) {
+  Cgats file = MeasurementFile(MeasureChart({ChartKind::Update, kFour, 3.0}, 0, 0.0, 1));
+  CgatsTable& table = file.tables[0];
+  for (int i = 0; i <= 105; ++i) {
+    table.fields.push_back("SPEC_" + std::to_string(std::lround(380 + i * 10 / 3.0)));
+    for (CgatsRow& row : table.rows) row.values.emplace_back("50");
+  }
+  std::size_t row = 0;
+  for (const char* place : {"A0", "A-2147483648", "A99999999999", "AAA1", "ZZZZZZZZZZZZ1", "7"}) {
+    table.rows[row++].values[table.Field("SAMPLE_LOC").value()] = place;
+  }
+  const Measurement read = MeasurementOf(file, "m", std::nullopt);
+  for (std::size_t i = 0; i < read.patches.size(); ++i) {
+    EXPECT_EQ(read.patches[i].strip.has_value(), i >= row) << read.patches[i].name;
+    EXPECT_NEAR(read.patches[i].measured.lab[0], 76.07, 0.01);
+  }
+}
+
 TEST(Reference, FindsTheLimitOfAChartFromItsPatches) {
   Measurement measurement = MeasureChart({ChartKind::Whole, kFour, 2.4}, 0, 0.0, 1);
   Cgats file = MeasurementFile(measurement);

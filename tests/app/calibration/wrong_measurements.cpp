@@ -69,6 +69,13 @@ void RemoveFields(CgatsTable& table, const std::string& prefix) {
   }
 }
 
+void AddSpectra(CgatsTable& table) {
+  for (int nm = 380; nm <= 730; nm += 10) {
+    table.fields.push_back("SPEC_" + std::to_string(nm));
+    for (CgatsRow& row : table.rows) row.values.emplace_back("50");
+  }
+}
+
 Patches& SwapColours(Patches& patches, std::size_t a, std::size_t b) {
   std::swap(patches[a].measured.lab, patches[b].measured.lab);
   return patches;
@@ -138,6 +145,17 @@ std::vector<WrongMeasurement> TextsAlone() {
        "A9"},
       {"a number that is none", Table([](CgatsTable& t) { Value(t, 8, "SAMPLE_ID") = "3.5"; }),
        "SAMPLE_ID"},
+      {"a wavelength missing", Table([](CgatsTable& t) {
+         AddSpectra(t);
+         RemoveFields(t, "SPEC_500");
+       }),
+       "510 nm follows on 490 nm"},
+      {"spectra of other wavelengths than said", Table([](CgatsTable& t) {
+         AddSpectra(t);
+         SetKeyword(t, "SPECTRAL_START_NM", "400");
+         SetKeyword(t, "SPECTRAL_END_NM", "730");
+       }),
+       "from 380 to 730 nm, the keywords say 400"},
       {"D65 said", Table([](CgatsTable& t) { SetKeyword(t, "ILLUMINANT", "D65"); }), "D50"},
       {"10 degrees said", Table([](CgatsTable& t) {
          SetKeyword(t, "MEASUREMENT_SOURCE", "Illumination=D50 ObserverAngle=10deg");
