@@ -44,6 +44,11 @@ std::vector<NamedInk> InOrder(std::span<const Ink> inks) {
 // ---------------------------------------------------------------------------------------------
 // Writing
 
+// With so many digits that the patches come out the same from it.
+std::string LimitText(const ChartChoice& choice) {
+  return fmt::format("{:.12g}", choice.inkLimit * 100);
+}
+
 std::string Percent(std::uint8_t level) { return fmt::format("{:.4f}", level / 2.55); }
 
 std::vector<std::string> ExpectedXyz(const PrintModel& model, const Contone& levels) {
@@ -77,7 +82,7 @@ CgatsTable TargetTable(const ChartChoice& choice, const PrintModel& model, const
                     {"APPROX_WHITE_POINT", fmt::format("{:.4f} {:.4f} {:.4f}", paper[0] * 100,
                                                        paper[1] * 100, paper[2] * 100)},
                     {"COLOR_REP", InkCombination(choice.inks)},
-                    {"TOTAL_INK_LIMIT", fmt::format("{:.1f}", choice.inkLimit * 100)}};
+                    {"TOTAL_INK_LIMIT", LimitText(choice)}};
   return table;
 }
 
@@ -510,7 +515,7 @@ Cgats MeasurementFile(const Measurement& measurement) {
                     {"ORIGINATOR", "Corvane"},
                     {"DEVICE_CLASS", "OUTPUT"},
                     {"COLOR_REP", combination + "_XYZ"},
-                    {"TOTAL_INK_LIMIT", fmt::format("{:.1f}", measurement.choice.inkLimit * 100)}};
+                    {"TOTAL_INK_LIMIT", LimitText(measurement.choice)}};
   table.fields = {"SAMPLE_ID", "SAMPLE_LOC"};
   AddFields(inks, combination, table);
   for (const ReadPatch& patch : measurement.patches) {

@@ -162,7 +162,7 @@ TEST(InkPage, TheAlignmentLinesOfEveryInkLieApartOnSmallSheets) {
 }
 
 TEST(Reference, ChartsAndTheirMeasurementsAreReadAgain) {
-  const ChartChoice choice{ChartKind::Whole, kNine, 3.0};
+  const ChartChoice choice{ChartKind::Whole, kNine, 283.37 / 100};
   const PrintModel model(DefaultInkData(), 2);
   const PaperSize paper = ParsePaperSize("A4");
   const ChartLayout layout(paper, ChartReading::HandHeld, PatchesOf(choice).size());
@@ -170,7 +170,7 @@ TEST(Reference, ChartsAndTheirMeasurementsAreReadAgain) {
   for (Cgats target : {TargetValues(choice, model), PlacedTarget(choice, model, layout, paper)}) {
     target = ParseCgats(CgatsText(target), "chart");
     const Measurement read = MeasurementOf(target, "chart", std::nullopt);
-    EXPECT_EQ(read.choice.inkLimit, 3.0);
+    EXPECT_EQ(read.choice.inkLimit, choice.inkLimit);
     EXPECT_EQ(read.patches.size(), PatchesOf(choice).size());
     for (const ReadPatch& patch : read.patches) {
       const Triple lab = AgainstPaper(patch.measured.lab, LabFromBands(model.PaperBands()));
