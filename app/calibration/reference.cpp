@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "app/calibration/spectrum.h"
+#include "app/page/settings.h"
 #include "app/support/failure.h"
 
 namespace corvane {
@@ -28,6 +29,9 @@ struct NamedInk {
 constexpr NamedInk kNamedInks[kInkCount] = {{Ink::C, "C"}, {Ink::M, "M"},   {Ink::Y, "Y"},
                                             {Ink::K, "K"}, {Ink::c, "c"},   {Ink::m, "m"},
                                             {Ink::y, "y"}, {Ink::cd, "2c"}, {Ink::md, "2m"}};
+// The medium of a chart, by its word; not every program hands it on.
+constexpr const char* kMediaKeyword = "CORVANE_MEDIA";
+
 // Kinds of files.
 constexpr const char *kTargetValues = "CTI1", *kPlacedTarget = "CTI2", *kMeasurement = "CTI3";
 
@@ -47,6 +51,12 @@ std::vector<NamedInk> InOrder(std::span<const Ink> inks) {
 // With so many digits that the patches come out the same from it.
 std::string LimitText(const ChartChoice& choice) {
   return fmt::format("{:.12g}", choice.inkLimit * 100);
+}
+
+void AddMedia(const ChartChoice& choice, CgatsTable& table) {
+  if (!choice.media) return;
+  table.keywords.emplace_back("KEYWORD", kMediaKeyword);
+  table.keywords.emplace_back(kMediaKeyword, SettingText(kMediaType, *choice.media + 1));
 }
 
 std::string Percent(std::uint8_t level) { return fmt::format("{:.4f}", level / 2.55); }
@@ -83,6 +93,7 @@ CgatsTable TargetTable(const ChartChoice& choice, const PrintModel& model, const
                                                        paper[1] * 100, paper[2] * 100)},
                     {"COLOR_REP", InkCombination(choice.inks)},
                     {"TOTAL_INK_LIMIT", LimitText(choice)}};
+  AddMedia(choice, table);
   return table;
 }
 
@@ -329,6 +340,15 @@ class RowReader {
   const std::string& name_;
 };
 
+std::optional<int> MediaOf(const CgatsTable& table, const std::string& name) {
+  const auto keyword = table.Keyword(kMediaKeyword);
+  if (!keyword) return std::nullopt;
+  for (const SettingWord& media : kMediaType.words) {
+    if (media.word == *keyword) return media.value - 1;
+  }
+  throw Failure(fmt::format("{}: {} \"{}\" is no medium", name, kMediaKeyword, *keyword));
+}
+
 // The charts that a measurement of these inks may be of.
 std::vector<ChartChoice> Candidates(const std::vector<Ink>& inks, std::optional<double> inkLimit,
                                     const CgatsTable& table, const std::string& name) {
@@ -344,8 +364,9 @@ std::vector<ChartChoice> Candidates(const std::vector<Ink>& inks, std::optional<
     for (const Media& media : DefaultInkData().media) limits.push_back(media.inkLimit);
   }
   std::vector<ChartChoice> candidates;
+  const std::optional<int> printedOn = MediaOf(table, name);
   for (const ChartKind kind : {ChartKind::Whole, ChartKind::Update}) {
-    for (const double limit : limits) candidates.push_back({kind, inks, limit});
+    for (const double limit : limits) candidates.push_back({kind, inks, limit, printedOn});
   }
   return candidates;
 }
@@ -516,6 +537,7 @@ Cgats MeasurementFile(const Measurement& measurement) {
                     {"DEVICE_CLASS", "OUTPUT"},
                     {"COLOR_REP", combination + "_XYZ"},
                     {"TOTAL_INK_LIMIT", LimitText(measurement.choice)}};
+  AddMedia(measurement.choice, table);
   table.fields = {"SAMPLE_ID", "SAMPLE_LOC"};
   AddFields(inks, combination, table);
   for (const ReadPatch& patch : measurement.patches) {

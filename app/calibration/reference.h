@@ -18,11 +18,12 @@ namespace corvane {
 
 enum class ChartKind { Whole, Update };
 
-// What decides which patches a chart has.
+// What a chart is made for. All but the medium decides which patches it has.
 struct ChartChoice {
   ChartKind kind = ChartKind::Whole;
   std::vector<Ink> inks;
-  double inkLimit = 3;  // 1 = one ink at full strength
+  double inkLimit = 3;                      // 1 = one ink at full strength
+  std::optional<int> media = std::nullopt;  // 0..5; none: not known
 };
 
 std::vector<ChartPatch> PatchesOf(const ChartChoice& choice);

@@ -46,9 +46,11 @@ void CheckTogether(const CalibrateOptions& options) {
   CheckEnding(options.report, kHtmlEndings);
 }
 
-// The medium that was printed on: a chart goes as far as its medium's limit unless told otherwise.
+// The medium that was printed on: a file that does not name it may be known by the chart's limit,
+// which is its medium's unless told otherwise.
 int MediaOf(const CalibrateOptions& options, const ChartChoice& choice) {
   if (!options.media.empty()) return SettingValue(kMediaType, options.media) - 1;
+  if (choice.media) return *choice.media;
   const auto& media = DefaultInkData().media;
   const auto found = std::find_if(media.begin(), media.end(), [&](const Media& medium) {
     return std::abs(medium.inkLimit - choice.inkLimit) < 1e-3;
@@ -89,9 +91,9 @@ std::string Line(const char* what, const DifferenceSummary& summary) {
                      summary.count, summary.mean, summary.most95, summary.most);
 }
 
-std::string ToText(const Agreement& agreement, const CalibrateOptions& options) {
-  std::string text =
-      fmt::format("{}: CIEDE2000, predicted against measured\n", options.measurement);
+std::string ToText(const Agreement& agreement, const CalibrateOptions& options, int media) {
+  std::string text = fmt::format("{}, {}: CIEDE2000, predicted against measured\n",
+                                 Printable(options.measurement), SettingText(kMediaType, media + 1));
   text += Line(options.verify ? "chart" : options.update ? "updated" : "fitted", agreement.fitted);
   const bool heldBack = agreement.heldBack.count > 0;
   if (heldBack) text += Line("held back", agreement.heldBack);
@@ -110,7 +112,7 @@ ordered_json JsonOf(const DifferenceSummary& summary) {
           {"worst", summary.most}};
 }
 
-std::string ToJson(const Agreement& agreement, const CalibrateOptions& options) {
+std::string ToJson(const Agreement& agreement, const CalibrateOptions& options, int media) {
   const bool heldBack = agreement.heldBack.count > 0;
   ordered_json worst = ordered_json::array();
   for (const PatchAgreement* patch : WorstOf(agreement, kWorst, heldBack)) {
@@ -120,7 +122,9 @@ std::string ToJson(const Agreement& agreement, const CalibrateOptions& options) 
                      {"predicted", patch->predicted},
                      {"measured", patch->measured}});
   }
-  ordered_json json = {{"measurement", options.measurement}, {"fitted", JsonOf(agreement.fitted)}};
+  ordered_json json = {{"measurement", options.measurement},
+                       {"media", SettingText(kMediaType, media + 1)},
+                       {"fitted", JsonOf(agreement.fitted)}};
   if (heldBack) json["heldBack"] = JsonOf(agreement.heldBack);
   json["worst"] = worst;
   return JsonText(json) + '\n';
@@ -148,7 +152,8 @@ int RunCalibrate(const CalibrateOptions& options) {
   }
   stage.Commit();
   if (!options.quiet) {
-    const std::string text = options.json ? ToJson(agreement, options) : ToText(agreement, options);
+    const std::string text =
+        options.json ? ToJson(agreement, options, media) : ToText(agreement, options, media);
     WriteReportBeside(IsStandardOutput(options.output) || IsStandardOutput(options.report),
                       options.json, text);
   }

@@ -12,7 +12,7 @@ struct CalibrateOptions {
   std::string measurement;
   std::string output;              // ink file; empty with `verify`
   std::string inks;                // what is known: to start from, to update or to verify
-  std::string media;               // that was printed on; empty: the one whose limit the chart has
+  std::string media;               // that was printed on; empty: what the file or its limit says
   std::string name;                // of the ink set; empty: made from the measurement's
   std::optional<double> inkLimit;  // of the chart, per cent, where it was made with one of its own
   bool update = false;

@@ -35,6 +35,7 @@ PageSettings SettingsFrom(const ChartOptions& options) {
 
 ChartChoice ChoiceFrom(const ChartOptions& options, const PageSettings& settings) {
   ChartChoice choice;
+  choice.media = settings.mediaType - 1;
   choice.kind = options.update ? ChartKind::Update : ChartKind::Whole;
   // Of modes that lose a plane on its way the inks that reach the paper.
   const RowPlanes placed = PlanesAfter(Stage::Placed, *settings.mode, settings.alternateMode);
@@ -42,7 +43,7 @@ ChartChoice ChoiceFrom(const ChartOptions& options, const PageSettings& settings
     if (placed.Holds(ink)) choice.inks.push_back(ink);
   }
   choice.inkLimit = options.inkLimit ? *options.inkLimit / 100
-                                     : DefaultInkData().media[settings.mediaType - 1].inkLimit;
+                                     : DefaultInkData().media[*choice.media].inkLimit;
   return choice;
 }
 

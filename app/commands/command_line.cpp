@@ -834,7 +834,7 @@ void AddCalibrate(CLI::App& app, Command* chosen) {
       ->type_name("FILE");
   command
       ->add_option("--media", options->media,
-                   "What was printed on, where the chart's limit does not say it: " +
+                   "What was printed on, where the measurement does not name it: " +
                        SettingChoices(kMediaType))
       ->type_name("WORD");
   command->add_option("--name", options->name, "Name of the ink set; else that of the measurement")

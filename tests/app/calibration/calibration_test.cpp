@@ -162,7 +162,7 @@ TEST(InkPage, TheAlignmentLinesOfEveryInkLieApartOnSmallSheets) {
 }
 
 TEST(Reference, ChartsAndTheirMeasurementsAreReadAgain) {
-  const ChartChoice choice{ChartKind::Whole, kNine, 283.37 / 100};
+  const ChartChoice choice{ChartKind::Whole, kNine, 283.37 / 100, 5};
   const PrintModel model(DefaultInkData(), 2);
   const PaperSize paper = ParsePaperSize("A4");
   const ChartLayout layout(paper, ChartReading::HandHeld, PatchesOf(choice).size());
@@ -171,6 +171,7 @@ TEST(Reference, ChartsAndTheirMeasurementsAreReadAgain) {
     target = ParseCgats(CgatsText(target), "chart");
     const Measurement read = MeasurementOf(target, "chart", std::nullopt);
     EXPECT_EQ(read.choice.inkLimit, choice.inkLimit);
+    EXPECT_EQ(read.choice.media, choice.media);
     EXPECT_EQ(read.patches.size(), PatchesOf(choice).size());
     for (const ReadPatch& patch : read.patches) {
       const Triple lab = AgainstPaper(patch.measured.lab, LabFromBands(model.PaperBands()));

@@ -161,6 +161,8 @@ std::vector<WrongMeasurement> TextsAlone() {
          SetKeyword(t, "MEASUREMENT_SOURCE", "Illumination=D50 ObserverAngle=10deg");
        }),
        "2 degrees"},
+      {"a medium that is none",
+       Table([](CgatsTable& t) { SetKeyword(t, "CORVANE_MEDIA", "velvet"); }), "velvet"},
       {"a display", Table([](CgatsTable& t) { SetKeyword(t, "DEVICE_CLASS", "DISPLAY"); }),
        "DISPLAY"},
   };
