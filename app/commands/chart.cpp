@@ -47,6 +47,16 @@ ChartChoice ChoiceFrom(const ChartOptions& options, const PageSettings& settings
   return choice;
 }
 
+// A later page of a chart that had more would look like one of this one's.
+void CheckLaterPages(const fs::path& folder, int pages) {
+  const fs::path later = folder / fmt::format("chart-{}.tif", pages + 1);
+  std::error_code error;
+  if (!fs::exists(later, error)) return;
+  throw Failure(fmt::format(
+      "{}: this page and any after it are of another chart: remove them, or take another folder",
+      later.string()));
+}
+
 ChartReading ReadingFrom(const std::string& text) {
   if (text == "strip") return ChartReading::Strip;
   if (text == "hand") return ChartReading::HandHeld;
@@ -99,6 +109,7 @@ int RunChart(const ChartOptions& options) {
   const Sheet sheet = MakeSheet(paper, settings.horizontalDpi, settings.verticalDpi);
 
   const fs::path folder = options.output;
+  CheckLaterPages(folder, layout.Pages());
   OutputStage stage(folder);
   const PluginLibrary library;
   ChainSetup setup;

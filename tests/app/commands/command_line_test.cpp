@@ -51,6 +51,13 @@ TEST(CommandLine, TakesNoNameOfAnotherFormat) {
   }
 }
 
+TEST(CommandLine, LeavesNoPageOfAnotherChartAmongThoseOfANewOne) {
+  const ScratchFolder folder;
+  std::ofstream("chart-2.tif") << "old";
+  EXPECT_THAT(Complaint({"chart", "--mode", "8", "--paper", "A6", "--update", "-o", "."}),
+              HasSubstr("chart-2.tif: this page and any after it are of another chart"));
+}
+
 // Puts the standard output into a file for as long as it lives.
 class StandardOutputInto {
  public:
