@@ -289,9 +289,9 @@ int RunTableBuild(const TableBuildOptions& options) {
   output.Append(file.data(), file.size());
   stage.Commit();
   if (!options.quiet) {
-    Tell(PrintableLines(fmt::format("{}: {} tables, {} of them different, {} bytes; {}\n",
-                                    options.output, stored.size(), distinct.size(), file.size(),
-                                    OriginOf(options, builder.Inks()))));
+    Tell(fmt::format("{}: {} tables, {} of them different, {} bytes; {}\n",
+                     Printable(options.output), stored.size(), distinct.size(), file.size(),
+                     Printable(OriginOf(options, builder.Inks()))));
   }
   return 0;
 }

@@ -52,10 +52,9 @@ int RunTableProfile(const TableProfileOptions& options) {
   const std::string profile = MakePrinterProfile(table, inks, media, description);
   WriteOutput(options.output, profile);
   if (!options.quiet) {
-    const std::string text =
-        fmt::format("{}: {} bytes; {}; {}\n", options.output, profile.size(), description,
-                    inks.measured ? "measured colours" : "modelled colours");
-    Tell(PrintableLines(text));
+    Tell(fmt::format("{}: {} bytes; {}; {}\n", Printable(options.output), profile.size(),
+                     Printable(description),
+                     inks.measured ? "measured colours" : "modelled colours"));
   }
   return 0;
 }
