@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -13,6 +14,8 @@
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
 #include "color/table/directory.h"
+#include "color/table/stored_form.h"
+#include "printmode/page_shape.h"
 
 namespace corvane {
 namespace {
@@ -37,6 +40,16 @@ TableIndices IndicesFrom(const TableProfileOptions& options) {
           intent == 2 ? 1u : 0u};
 }
 
+// Of modes that lose a plane on its way the table with the inks that reach the paper.
+void LeaveOutLostInks(const PrintMode& mode, std::vector<std::uint8_t>& table) {
+  const RowPlanes placed = PlanesAfter(Stage::Placed, mode, 0);
+  for (std::size_t ink = 0; ink < table.size() / kCubeBytes; ++ink) {
+    if (placed.Holds(static_cast<Ink>(ink))) continue;
+    const auto plane = table.begin() + static_cast<std::ptrdiff_t>(ink * kCubeBytes);
+    std::fill(plane, plane + kCubeBytes, std::uint8_t{0});
+  }
+}
+
 }  // namespace
 
 int RunTableProfile(const TableProfileOptions& options) {
@@ -45,7 +58,8 @@ int RunTableProfile(const TableProfileOptions& options) {
   const TableIndices indices = IndicesFrom(options);
   const InkData inks = InksFrom(options.inks);
   TableFile file(options.table);
-  const std::vector<std::uint8_t> table = ReadDecodedTable(file, indices);
+  std::vector<std::uint8_t> table = ReadDecodedTable(file, indices);
+  LeaveOutLostInks(ParsePrintMode(options.mode), table);
   const int media = static_cast<int>(indices[1]);
   const std::string description = fmt::format("{}, mode {}, {}, {}", inks.name, options.mode,
                                               inks.media[media].name, options.intent);
