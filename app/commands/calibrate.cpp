@@ -38,8 +38,8 @@ void CheckTogether(const CalibrateOptions& options) {
     throw UsageFailure("--update and --verify need the known inks: --inks FILE");
   }
   if (!options.verify && options.output.empty()) throw UsageFailure("-o, --output is required");
-  if (options.verify && !options.output.empty()) {
-    throw UsageFailure("--verify writes no inks: -o is not taken");
+  if (options.verify && !(options.output.empty() && options.name.empty())) {
+    throw UsageFailure("--verify writes no inks: neither -o nor --name is taken");
   }
   CheckOutputNames({options.output, options.report}, {options.measurement, options.inks});
   CheckEnding(options.output, kInkEndings);

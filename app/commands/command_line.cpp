@@ -215,6 +215,9 @@ void AddTableShow(CLI::App& table, Command* chosen) {
   command->callback([=] {
     const bool lists = options->rgb.empty() && options->chart.empty();
     if (lists && !options->inks.empty()) throw UsageFailure("--inks needs --rgb or --chart");
+    if (!lists && options->rgb.empty() && options->json) {
+      throw UsageFailure("--json with --chart needs --rgb");
+    }
     if (lists && indices->count() == 0) options->indices.clear();
     *chosen = [=] {
       options->file = FindColorTable(options->file);

@@ -51,6 +51,13 @@ TEST(CommandLine, TakesNoNameOfAnotherFormat) {
   }
 }
 
+TEST(CommandLine, RefusesWhatAnotherOptionLeavesWithoutMeaning) {
+  EXPECT_THAT(Complaint({"calibrate", "m.ti3", "--verify", "--inks", "i.json", "--name", "N"}),
+              HasSubstr("neither -o nor --name is taken"));
+  EXPECT_THAT(Complaint({"table", "show", "--chart", "ramps.svg", "--json"}),
+              HasSubstr("--json with --chart needs --rgb"));
+}
+
 TEST(CommandLine, LeavesNoPageOfAnotherChartAmongThoseOfANewOne) {
   const ScratchFolder folder;
   std::ofstream("chart-2.tif") << "old";
