@@ -33,9 +33,9 @@ Triple PaperOf(std::span<const MeasuredPatch> patches);
 Triple AgainstPaper(const Triple& lab, const Triple& paper);
 
 // The ink set `base` with the measured colours in place of its own; held-back patches are not
-// looked at. The result describes the medium of the settings; the other media keep their relation to
-// it, and inks and dyes that the chart lacks keep what `base` has them on that medium, overprints
-// with them too. Outliers count little. Deterministic.
+// looked at. The result describes the medium of the settings; the other media keep their relation
+// to it, and inks and dyes that the chart lacks, with their overprints, stay what `base` has them
+// on that medium. Outliers count little. Deterministic.
 InkData FitInks(std::span<const MeasuredPatch> patches, const FitSettings& settings,
                 const InkData& base);
 

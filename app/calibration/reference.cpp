@@ -193,9 +193,10 @@ void FindSpectrum(const CgatsTable& table, const std::string& name, Columns& col
     firstNm = NumberOf(*first, name + ": SPECTRAL_START_NM");
     lastNm = NumberOf(*last, name + ": SPECTRAL_END_NM");
     if (std::abs(firstNm - wavelengths.front()) > 1 || std::abs(lastNm - wavelengths.back()) > 1) {
-      throw Failure(fmt::format("{}: the fields have spectra from {} to {} nm, the keywords say {} "
-                                "to {} nm",
-                                name, wavelengths.front(), wavelengths.back(), firstNm, lastNm));
+      throw Failure(
+          fmt::format("{}: the fields have spectra from {} to {} nm, the keywords say {} "
+                      "to {} nm",
+                      name, wavelengths.front(), wavelengths.back(), firstNm, lastNm));
     }
   }
   columns.firstNm = firstNm;

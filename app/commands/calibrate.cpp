@@ -92,8 +92,9 @@ std::string Line(const char* what, const DifferenceSummary& summary) {
 }
 
 std::string ToText(const Agreement& agreement, const CalibrateOptions& options, int media) {
-  std::string text = fmt::format("{}, {}: CIEDE2000, predicted against measured\n",
-                                 Printable(options.measurement), SettingText(kMediaType, media + 1));
+  std::string text =
+      fmt::format("{}, {}: CIEDE2000, predicted against measured\n", Printable(options.measurement),
+                  SettingText(kMediaType, media + 1));
   text += Line(options.verify ? "chart" : options.update ? "updated" : "fitted", agreement.fitted);
   const bool heldBack = agreement.heldBack.count > 0;
   if (heldBack) text += Line("held back", agreement.heldBack);

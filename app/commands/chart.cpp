@@ -42,8 +42,8 @@ ChartChoice ChoiceFrom(const ChartOptions& options, const PageSettings& settings
   for (const Ink ink : PrintedInks(*settings.mode)) {
     if (placed.Holds(ink)) choice.inks.push_back(ink);
   }
-  choice.inkLimit = options.inkLimit ? *options.inkLimit / 100
-                                     : DefaultInkData().media[*choice.media].inkLimit;
+  choice.inkLimit =
+      options.inkLimit ? *options.inkLimit / 100 : DefaultInkData().media[*choice.media].inkLimit;
   return choice;
 }
 

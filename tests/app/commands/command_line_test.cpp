@@ -13,6 +13,7 @@
 
 #include "app/support/interrupt.h"
 #include "tests/app/commands/run_corvane.h"
+#include "tests/harness/scratch_folder.h"
 
 namespace corvane {
 namespace {
@@ -60,9 +61,10 @@ TEST(CommandLine, RefusesWhatAnotherOptionLeavesWithoutMeaning) {
 
 TEST(CommandLine, LeavesNoPageOfAnotherChartAmongThoseOfANewOne) {
   const ScratchFolder folder;
-  std::ofstream("chart-2.tif") << "old";
-  EXPECT_THAT(Complaint({"chart", "--mode", "8", "--paper", "A6", "--update", "-o", "."}),
-              HasSubstr("chart-2.tif: this page and any after it are of another chart"));
+  const std::string page = folder.Write("chart-2.tif", "old");
+  EXPECT_THAT(
+      Complaint({"chart", "--mode", "8", "--paper", "A6", "--update", "-o", folder.File("")}),
+      HasSubstr(page + ": this page and any after it are of another chart"));
 }
 
 // Puts the standard output into a file for as long as it lives.
