@@ -205,7 +205,7 @@ TEST(Reference, TakesSpectraInRoundedStepsAndPlacesOfTwoLettersAndANumber) {
   for (const char* place : {"A0", "A-2147483648", "A99999999999", "AAA1", "ZZZZZZZZZZZZ1", "7"}) {
     table.rows[row++].values[table.Field("SAMPLE_LOC").value()] = place;
   }
-  const Measurement read = MeasurementOf(file, "m", std::nullopt);
+  const Measurement read = MeasurementOf(ParseCgats(CgatsText(file), "m"), "m", std::nullopt);
   for (std::size_t i = 0; i < read.patches.size(); ++i) {
     EXPECT_EQ(read.patches[i].strip.has_value(), i >= row) << read.patches[i].name;
     EXPECT_NEAR(read.patches[i].measured.lab[0], 76.07, 0.01);
