@@ -10,8 +10,8 @@
 #include "app/image/srgb.h"
 #include "app/image/tags.h"
 #include "app/page/placed_image.h"
+#include "app/page/planes.h"
 #include "app/support/failure.h"
-#include "printmode/page_shape.h"
 
 namespace corvane {
 namespace {
@@ -27,9 +27,7 @@ PlacedImage OpenImageOf(const PageJob& job, PageStream* stream, const Sheet& she
 
 std::unique_ptr<RowSource> OpenInkRows(const PageJob& job) {
   const PageSettings& settings = job.settings;
-  // Light inks without a plane are printed with the dark ones, black without one is not.
-  const bool printsBlack =
-      PlanesAfter(Stage::Placed, *settings.mode, settings.alternateMode).Holds(Ink::K);
+  const bool printsBlack = PrintsBlack(*settings.mode, settings.alternateMode);
   std::vector<InkPlane> planes;
   for (const std::string& ink : job.inks) {
     planes.push_back({ink, printsBlack || FindInk(ink) != Ink::K});

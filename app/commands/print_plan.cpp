@@ -466,11 +466,11 @@ void NameFiles(const PrintOptions& options, std::vector<PlannedPage>& pages) {
   for (const PlannedPage& page : pages) ++total[FileNameKey(stem(page))];
   for (PlannedPage& page : pages) {
     fs::path base = stem(page);
-    const std::string key = FileNameKey(base);
+    const std::string name = base.string(), key = FileNameKey(base);
     const bool numbered = total[key] > 1;
     // Not as another input is called.
-    while (numbered && total.contains(base.string())) {
-      base = fmt::format("{}-{:03}", key, ++used[key]);
+    while (numbered && total.contains(FileNameKey(base))) {
+      base = fmt::format("{}-{:03}", name, ++used[key]);
     }
     const auto named = [&](const char* ending) { return fs::path(base) += ending; };
     page.files.data = folder || numbered ? named(raw ? ".raw" : ".tif") : fs::path(options.output);

@@ -9,13 +9,13 @@
 
 #include "app/calibration/profile.h"
 #include "app/commands/table_inspect.h"
+#include "app/page/planes.h"
 #include "app/page/settings.h"
 #include "app/support/failure.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
 #include "color/table/directory.h"
 #include "color/table/stored_form.h"
-#include "printmode/page_shape.h"
 
 namespace corvane {
 namespace {
@@ -40,14 +40,11 @@ TableIndices IndicesFrom(const TableProfileOptions& options) {
           intent == 2 ? 1u : 0u};
 }
 
-// Of modes that lose a plane on its way the table with the inks that reach the paper.
-void LeaveOutLostInks(const PrintMode& mode, std::vector<std::uint8_t>& table) {
-  const RowPlanes placed = PlanesAfter(Stage::Placed, mode, 0);
-  for (std::size_t ink = 0; ink < table.size() / kCubeBytes; ++ink) {
-    if (placed.Holds(static_cast<Ink>(ink))) continue;
-    const auto plane = table.begin() + static_cast<std::ptrdiff_t>(ink * kCubeBytes);
-    std::fill(plane, plane + kCubeBytes, std::uint8_t{0});
-  }
+// Of modes that lose their black on its way the table without it.
+void LeaveOutLostBlack(const PrintMode& mode, std::vector<std::uint8_t>& table) {
+  if (PrintsBlack(mode, 0)) return;
+  std::fill_n(table.begin() + static_cast<std::ptrdiff_t>(Ink::K) * kCubeBytes, kCubeBytes,
+              std::uint8_t{0});
 }
 
 }  // namespace
@@ -59,7 +56,7 @@ int RunTableProfile(const TableProfileOptions& options) {
   const InkData inks = InksFrom(options.inks);
   TableFile file(options.table);
   std::vector<std::uint8_t> table = ReadDecodedTable(file, indices);
-  LeaveOutLostInks(ParsePrintMode(options.mode), table);
+  LeaveOutLostBlack(ParsePrintMode(options.mode), table);
   const int media = static_cast<int>(indices[1]);
   const std::string description = fmt::format("{}, mode {}, {}, {}", inks.name, options.mode,
                                               inks.media[media].name, options.intent);

@@ -49,6 +49,10 @@ std::vector<Ink> PrintedInks(const PrintMode& mode) {
   return inks;
 }
 
+bool PrintsBlack(const PrintMode& mode, int alternateMode) {
+  return PlanesAfter(Stage::Placed, mode, alternateMode).Holds(Ink::K);
+}
+
 PageShape BinaryPageShape(const PrintMode& mode, int alternateMode, std::uint32_t width,
                           std::uint32_t height, std::uint32_t horizontalDpi,
                           std::uint32_t verticalDpi) {

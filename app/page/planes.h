@@ -16,6 +16,10 @@ namespace corvane {
 // The inks that a mode prints, in the order of Ink.
 std::vector<Ink> PrintedInks(const PrintMode& mode);
 
+// Whether black ink reaches the paper. Light inks without a plane of their own are printed with the
+// dark ones; black without one is not.
+bool PrintsBlack(const PrintMode& mode, int alternateMode);
+
 // The rows of a page of `width` by `height` input pixels (overspray included) at the given input
 // resolution, as they leave the chain.
 PageShape BinaryPageShape(const PrintMode& mode, int alternateMode, std::uint32_t width,

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <optional>
 
+#include "app/page/planes.h"
 #include "app/support/failure.h"
 #include "host/property_names.h"
 #include "printmode/page_shape.h"
@@ -33,7 +34,7 @@ std::optional<int> WholeNumber(const std::string& text) {
   return value;
 }
 
-bool PrintsBlack(const PrintMode& mode) {
+bool HalftonesBlack(const PrintMode& mode) {
   return PlanesAfter(Stage::Halftoned, mode, 0).Holds(Ink::K);
 }
 
@@ -78,7 +79,7 @@ const PrintMode& ParsePrintMode(const std::string& text) {
   const PrintMode* found = nullptr;
   for (const PrintMode& mode : kPrintModes) {
     if (text != mode.name) continue;
-    if (found == nullptr || (PrintsBlack(mode) && !PrintsBlack(*found))) found = &mode;
+    if (found == nullptr || (HalftonesBlack(mode) && !HalftonesBlack(*found))) found = &mode;
   }
   if (found == nullptr) {
     throw UsageFailure(text + ": is not a print mode (corvane modes lists them)");
@@ -88,14 +89,13 @@ const PrintMode& ParsePrintMode(const std::string& text) {
 
 int DefaultPrintQuality(const PrintMode& mode, int alternateMode) {
   constexpr int kNormal = 2, kBest = 4;
-  const bool losesBlack =
-      PrintsBlack(mode) && !PlanesAfter(Stage::Placed, mode, alternateMode).Holds(Ink::K);
+  const bool losesBlack = HalftonesBlack(mode) && !PrintsBlack(mode, alternateMode);
   return losesBlack ? kBest : kNormal;
 }
 
 int DefaultPaperCharacteristics(const PrintMode& mode) {
   constexpr int kStandard = 0, kNoBlack = 3;
-  return PrintsBlack(mode) ? kStandard : kNoBlack;
+  return HalftonesBlack(mode) ? kStandard : kNoBlack;
 }
 
 PageSettings DefaultSettings(const PrintMode& mode, int alternateMode) {
