@@ -195,9 +195,9 @@ TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
       {damaged(whole, "/Type /Page /P", "/Nope /Page /P"), "page 2: Ghostscript ended with ", ""},
       {whole.substr(0, whole.find("re f")), "page 1: Ghostscript ", ""},
   };
-  for (const auto& [pdf, failure, remark] : cases) {
-    SCOPED_TRACE(pdf);
-    Document document(Written("a.pdf", pdf), {});
+  for (const auto& page : cases) {
+    SCOPED_TRACE(page.pdf);
+    Document document(Written("a.pdf", page.pdf), {});
     const std::string said = FailureOf([&] {
       Rendering rendering = {.horizontalDpi = 72, .verticalDpi = 72, .ahead = false};
       for (const DocumentPage& size : document.Pages()) {
@@ -206,10 +206,10 @@ TEST_F(RendererTest, NoticesWhatIsNotDrawn) {
       const auto stream = document.Render(rendering);
       while (stream->Next()) stream->Finish();
       const std::string remarks = stream->TakeRemarks();
-      EXPECT_THAT(remarks, HasSubstr(remark));
-      EXPECT_EQ(remarks.empty(), remark.empty());
+      EXPECT_THAT(remarks, HasSubstr(page.remark));
+      EXPECT_EQ(remarks.empty(), page.remark.empty());
     });
-    EXPECT_THAT(said, HasSubstr(failure.empty() ? "no failure" : failure));
+    EXPECT_THAT(said, HasSubstr(page.failure.empty() ? "no failure" : page.failure));
   }
 }
 
