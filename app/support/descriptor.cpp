@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <string>
 
@@ -77,6 +78,10 @@ int MakeNamelessFile(const std::filesystem::path&) {
 
 bool WaitForBytes(int, int) { return true; }
 
+std::ptrdiff_t WriteNext(int file, const char* bytes, std::size_t size) {
+  return WriteSome(file, bytes, size);
+}
+
 #else
 
 constexpr mode_t kMode = 0666;
@@ -111,10 +116,22 @@ int MakeNamelessFile(const std::filesystem::path& folder) {
   return file;
 }
 
-bool WaitForBytes(int file, int milliseconds) {
-  pollfd wanted = {file, POLLIN, 0};
+bool WaitFor(short event, int file, int milliseconds) {
+  pollfd wanted = {file, event, 0};
   const int ready = poll(&wanted, 1, milliseconds);
   return ready > 0 || (ready < 0 && errno != EINTR);
+}
+
+bool WaitForBytes(int file, int milliseconds) { return WaitFor(POLLIN, file, milliseconds); }
+
+// A write into a pipe that nobody reads from must not wait where a signal does not end it: one that
+// comes before the write, or to another thread. What has room takes so much at once.
+std::ptrdiff_t WriteNext(int file, const char* bytes, std::size_t size) {
+  constexpr int kLookMs = 100;
+  struct stat status = {};
+  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return WriteSome(file, bytes, size);
+  while (!WaitFor(POLLOUT, file, kLookMs)) ThrowIfInterrupted();
+  return WriteSome(file, bytes, std::min<std::size_t>(size, PIPE_BUF));
 }
 
 #endif
@@ -136,6 +153,7 @@ bool WriteAll(const void* data, std::size_t size, WriteOnce write) {
 #endif
     if (more <= 0) return false;
     done += static_cast<std::size_t>(more);
+    if (done < size) ThrowIfInterrupted();
   }
   return true;
 }
@@ -182,7 +200,7 @@ std::ptrdiff_t Descriptor::ReadAt(std::uint64_t offset, void* data, std::size_t 
 
 bool Descriptor::Write(const void* data, std::size_t size) {
   return WriteAll(data, size, [&](const char* bytes, std::size_t left, std::size_t) {
-    return WriteSome(number_, bytes, left);
+    return WriteNext(number_, bytes, left);
   });
 }
 
