@@ -410,7 +410,7 @@ std::string Child::End(std::chrono::milliseconds most) {
   return ending_;
 }
 
-std::string Child::Ending(int status) const {
+std::string Child::Ending(int status) {
   constexpr int kSignalled = 128;  // what a sandbox adds to the signal that ended its program
   int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 0;
@@ -418,6 +418,7 @@ std::string Child::Ending(int status) const {
   if (signal == SIGXCPU) {
     return fmt::format("took more than {} s of processor time", limits_.processorSeconds);
   }
+  killed_ = signal == SIGKILL;
   if (signal != 0) return fmt::format("was ended by signal {} ({})", signal, strsignal(signal));
   return code == 0 ? std::string() : fmt::format("ended with status {}", code);
 }

@@ -76,6 +76,10 @@ class Child {
   // Whether it has not ended by itself.
   bool WasStopped() const { return wasStopped_; }
 
+  // Whether it was killed, once it has ended, and not by End: as a system does that has no memory
+  // left.
+  bool WasKilled() const { return killed_; }
+
   // What it complained of, in one line, once it has ended; of a child with parts, in the last one.
   const std::string& Complaint() const { return complaint_; }
 
@@ -87,13 +91,14 @@ class Child {
   friend bool SandboxWorks();
 
   void Start(const std::vector<std::string>& words, const std::vector<const Descriptor*>& given);
-  std::string Ending(int status) const;
+  std::string Ending(int status);
 
   std::string program_;
   ChildLimits limits_;
   std::string partEnd_;
   WorkFolder folder_;  // the child's temporary one
   bool sandboxed_ = false;
+  bool killed_ = false;
   pid_t process_ = -1;
   std::string ending_, complaint_;
   bool wasStopped_ = false;

@@ -14,6 +14,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -45,6 +47,7 @@ struct OpenedDocument {
   RendererSettings settings;
   bool sandboxed = false;
   std::size_t pages = 0;  // 0: not listed
+  bool listedWhole = true;
 
   // That makes every second page from the first.
   struct {
@@ -201,6 +204,15 @@ std::unique_ptr<InputStream> OutputOf(Child& child, const OpenedDocument& docume
 // What is said of a child that gave nothing for so long.
 std::string StoodStill(double seconds) { return fmt::format("did not go on for {:g} s", seconds); }
 
+// How a child of `what` has ended, by itself. Another run may fare better than one that was killed.
+std::string EndingOf(Child& child, const std::string& what,
+                     std::chrono::milliseconds most = Child::kInTime,
+                     const char* program = "Ghostscript") {
+  const std::string ending = child.End(most);
+  if (child.WasKilled()) throw TransientFailure(fmt::format("{}: {} {}", what, program, ending));
+  return ending;
+}
+
 // A drawing as a PDF file of one page, in which its text is text.
 Descriptor PdfOfSvg(const OpenedDocument& document, const Descriptor& drawing) {
   ChildCommand command = {.program = "rsvg-convert", .package = "librsvg2-bin"};
@@ -221,7 +233,7 @@ Descriptor PdfOfSvg(const OpenedDocument& document, const Descriptor& drawing) {
     throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
                               StoodStill(document.settings.pageSeconds)));
   }
-  const std::string ending = child.End(Child::kInTime);
+  const std::string ending = EndingOf(child, document.path, Child::kInTime, "rsvg-convert");
   if (!ending.empty() || size == 0) {
     throw Failure(fmt::format("{}: rsvg-convert {}", document.path,
                               ending.empty() ? "has made nothing of it" : ending));
@@ -232,17 +244,20 @@ Descriptor PdfOfSvg(const OpenedDocument& document, const Descriptor& drawing) {
   return file;
 }
 
+bool IsSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
 // The document's file, which is opened anew for each run of the interpreter: a command may have
 // more documents than the system lets it hold open.
 Descriptor OpenAgain(const OpenedDocument& document) {
   Descriptor file(open(document.path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat now = {};
   if (!file.IsOpen() || fstat(file.Number(), &now) != 0) {
-    throw Failure(fmt::format("{}: {}", document.path, std::strerror(errno)));
+    FailOfSystem(document.path, errno);
   }
-  const struct stat& then = document.status;
-  if (now.st_dev != then.st_dev || now.st_ino != then.st_ino || now.st_size != then.st_size ||
-      now.st_mtim.tv_sec != then.st_mtim.tv_sec || now.st_mtim.tv_nsec != then.st_mtim.tv_nsec) {
+  if (!IsSameFile(now, document.status)) {
     throw Failure(document.path + ": has changed while it was printed");
   }
   return file;
@@ -333,7 +348,7 @@ std::vector<DocumentPage> ListPdf(OpenedDocument& document) {
     }
     text.erase(0, start);
   }
-  const std::string ending = child->End(Child::kInTime);
+  const std::string ending = EndingOf(*child, document.path);
   if (!ending.empty()) Fail(document.path, ending);
   if (pages.empty()) {
     const std::string& complaint = child->Complaint();
@@ -360,7 +375,8 @@ std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
                        image.height * kPointsPerInch / kListingDpi});
     }
   }
-  const std::string ending = child->End(Child::kInTime);
+  const std::string ending = EndingOf(*child, document.path);
+  document.listedWhole = ending.empty();
   if (!ending.empty() && pages.empty()) Fail(document.path, ending);
   if (document.kind == FileKind::Eps) {
     if (!pages.empty()) pages.resize(1);
@@ -371,6 +387,43 @@ std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
   }
   return pages;
 }
+
+// The pages of documents listed last: a job asks for them with each page that it prints.
+class PageLists {
+ public:
+  void Keep(const OpenedDocument& document, const std::vector<DocumentPage>& pages) {
+    const std::lock_guard lock(mutex_);
+    if (lists_.size() == kMostLists) lists_.pop_front();
+    lists_.push_back({document.status, document.settings.password, document.sandboxed, pages});
+  }
+
+  // False where they are not known, or not by this password, or the file has changed since.
+  bool Find(OpenedDocument& document, std::vector<DocumentPage>* pages) {
+    const std::lock_guard lock(mutex_);
+    const auto known = std::ranges::find_if(lists_, [&](const List& list) {
+      return IsSameFile(list.status, document.status) &&
+             list.password == document.settings.password;
+    });
+    if (known == lists_.end()) return false;
+    document.sandboxed = known->sandboxed;
+    *pages = known->pages;
+    return true;
+  }
+
+ private:
+  static constexpr std::size_t kMostLists = 16;
+  struct List {
+    struct stat status;
+    std::string password;
+    bool sandboxed;
+    std::vector<DocumentPage> pages;
+  };
+
+  std::mutex mutex_;
+  std::deque<List> lists_;
+};
+
+PageLists pageLists;
 
 // ---------------------------------------------------------------------------------------------
 
@@ -488,7 +541,7 @@ class RenderedPages : public PageStream {
 
   [[noreturn]] void FailOfEnd(const std::string& what) {
     Child& child = *Current().child;
-    const std::string ending = child.End(Child::kSoon);
+    const std::string ending = EndingOf(child, page_.image.path, Child::kSoon);
     if (!ending.empty() && !child.WasStopped()) Fail(page_.image.path, ending);
     // It has ended content, or closed its output and gone on.
     const std::string& complaint = child.Complaint();
@@ -577,11 +630,9 @@ Document::Document(const std::string& path, const RendererSettings& settings) {
   const FileKind kind = KindOfFile(path);
   const bool isDrawing = kind == FileKind::Svg;
   struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) {
-    throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
-  }
+  if (stat(path.c_str(), &status) != 0) FailOfSystem(path, errno);
   opened_ = std::make_shared<OpenedDocument>(OpenedDocument{
-      path, isDrawing ? FileKind::Pdf : kind, isDrawing, status, {}, settings, false, 0, {}});
+      path, isDrawing ? FileKind::Pdf : kind, isDrawing, status, {}, settings, false, 0, true, {}});
 }
 
 Document::~Document() = default;
@@ -599,12 +650,15 @@ void Document::MakeOfDrawing() {
 std::vector<DocumentPage> Document::Pages() {
   MakeOfDrawing();
   std::vector<DocumentPage> pages;
-  try {
-    pages = opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
-  } catch (const InputStream::WaitedTooLong&) {
-    Fail(opened_->path, StoodStill(opened_->settings.pageSeconds));
+  if (!pageLists.Find(*opened_, &pages)) {
+    try {
+      pages = opened_->kind == FileKind::Pdf ? ListPdf(*opened_) : ListPostScript(*opened_);
+    } catch (const InputStream::WaitedTooLong&) {
+      Fail(opened_->path, StoodStill(opened_->settings.pageSeconds));
+    }
+    if (pages.empty()) throw Failure(opened_->path + ": has no pages");
+    if (opened_->listedWhole) pageLists.Keep(*opened_, pages);
   }
-  if (pages.empty()) throw Failure(opened_->path + ": has no pages");
   opened_->pages = pages.size();
   return pages;
 }

@@ -86,6 +86,14 @@ TEST(Child, SaysHowItEnded) {
   EXPECT_EQ(EndingOf(Script("printf 'no \\033[31mfont\\n\\n at\\200 all\\n' >&2; exit 3")),
             "ended with status 3: no [31mfont at? all");
   EXPECT_THAT(EndingOf(Script("kill -SEGV $$")), StartsWith("was ended by signal 11 ("));
+  for (const auto& [script, killed] : {std::pair("kill -KILL $$", true), {"exit 1", false}}) {
+    Child child(Script(script));
+    EXPECT_NE(child.End(false), "");
+    EXPECT_EQ(child.WasKilled(), killed) << script;
+  }
+  Child stopped(Script("sleep 60"));
+  EXPECT_EQ(stopped.End(true), "was stopped");
+  EXPECT_FALSE(stopped.WasKilled());
   // What it says of a good end is nothing that anybody has to know.
   EXPECT_EQ(EndingOf(Script("echo by the way >&2")), "");
   EXPECT_EQ(

@@ -257,6 +257,21 @@ TEST_F(RendererTest, NamesThePageThatFails) {
   }
 }
 
+// A system that has no memory left kills who takes most: the page is not to blame.
+TEST_F(RendererTest, TellsAKilledInterpreterFromADamagedPage) {
+  for (const auto& [end, passes] : {std::pair("kill -9 $$", true), {"kill -11 $$", false}}) {
+    const auto stream = Played(kPage + std::string("page 36 20; ") + end);
+    bool passed = false;
+    try {
+      while (stream->Next()) ReadPage(*stream);
+    } catch (const TransientFailure&) {
+      passed = true;
+    } catch (const Failure&) {
+    }
+    EXPECT_EQ(passed, passes) << end;
+  }
+}
+
 TEST_F(RendererTest, KnowsHowLargePagesAre) {
   if (!HasInterpreter()) GTEST_SKIP() << "no interpreter here";
   const auto sizes = [](const std::string& path) {
