@@ -114,6 +114,10 @@ class JobRun {
       if (standing.state == PageState::Failed && !options_.retryFailed) {
         return Count(&Tally::failed);
       }
+      if (standing.isOfAnotherJob) {
+        throw JobFailure(ResolvePath(options_.manifest, page.output).string() +
+                         ": belongs to another job");
+      }
       TryTwice([&] {
         CheckFiles(page);
         Print(page);

@@ -30,7 +30,7 @@ class JobVerifier {
     switch (standing.state) {
       case PageState::Missing:
         expected_[output.parent_path()].insert(output.filename());
-        Complain(output, "is missing");
+        Complain(output, WhyMissing(output, standing));
         break;
       case PageState::Failed:
         Complain(output, "is missing: " + standing.record.failure);
@@ -46,11 +46,16 @@ class JobVerifier {
   // What lies in the folders of the pages and belongs to none.
   void LookForSurplus() {
     for (const auto& [folder, names] : expected_) {
-      std::error_code ignored;
-      for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-        if (!names.contains(entry.path().filename())) {
-          Complain(entry.path(), "is of no page of the job");
+      std::error_code problem;
+      for (fs::directory_iterator at(folder, problem), end; !problem && at != end;
+           at.increment(problem)) {
+        if (!names.contains(at->path().filename())) {
+          Complain(at->path(), "is of no page of the job");
         }
+      }
+      // A folder that is missing has been named with each of its pages.
+      if (problem && problem != std::errc::no_such_file_or_directory) {
+        Complain(folder, "cannot be listed: " + problem.message());
       }
     }
   }
@@ -64,6 +69,14 @@ class JobVerifier {
   }
 
  private:
+  static std::string WhyMissing(const fs::path& output, const PageStanding& standing) {
+    std::error_code ignored;
+    if (standing.isOfAnotherJob) return "belongs to another job";
+    if (!fs::exists(output, ignored)) return "is missing";
+    return fs::exists(RecordPathOf(output), ignored) ? "is not of the size in its record"
+                                                     : "has no record";
+  }
+
   void Compare(const fs::path& path, const OutputDigest& recorded) {
     try {
       if (DigestOfFile(path).sha256 != recorded.sha256) Complain(path, "differs from its record");

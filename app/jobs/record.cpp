@@ -99,10 +99,11 @@ fs::path RecordPathOf(const fs::path& output) {
 PageStanding StandingOf(const fs::path& manifest, const JobPage& page) {
   const fs::path output = ResolvePath(manifest, page.output);
   std::optional<PageRecord> record = ReadRecord(RecordPathOf(output));
-  if (!record || record->key != KeyOf(page)) return {};
-  if (!record->failure.empty()) return {PageState::Failed, *std::move(record)};
+  if (!record) return {};
+  if (record->key != KeyOf(page)) return {PageState::Missing, {}, true};
+  if (!record->failure.empty()) return {PageState::Failed, *std::move(record), false};
   if (!AreThere(output.parent_path(), record->files)) return {};
-  return {PageState::Done, *std::move(record)};
+  return {PageState::Done, *std::move(record), false};
 }
 
 std::string UtcNow() {

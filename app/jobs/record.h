@@ -57,6 +57,7 @@ enum class PageState { Missing, Done, Failed };
 struct PageStanding {
   PageState state = PageState::Missing;
   PageRecord record;
+  bool isOfAnotherJob = false;  // what stands in the place of a page that is missing
 };
 PageStanding StandingOf(const std::filesystem::path& manifest, const JobPage& page);
 
