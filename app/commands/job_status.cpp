@@ -47,10 +47,11 @@ std::string Json(const JobStanding& job) {
     failures.push_back(
         {{"page", failure.page}, {"input", failure.input}, {"reason", failure.reason}});
   }
-  const Json json = {{"pages", job.pages},         {"done", job.done},
-                     {"fromCache", job.fromCache}, {"failed", job.failed},
-                     {"missing", job.Missing()},   {"hosts", hosts},
-                     {"failures", failures}};
+  const Json json = {
+      {"pages", job.pages},         {"done", job.done},
+      {"fromCache", job.fromCache}, {"failed", job.failed},
+      {"missing", job.Missing()},   {"hosts", hosts},
+      {"failures", failures},       {"failuresLeftOut", job.failed - job.failures.size()}};
   return JsonText(json) + '\n';
 }
 

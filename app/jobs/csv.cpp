@@ -64,7 +64,7 @@ CsvReader::CsvReader(std::istream& text, std::string name) : text_(text), name_(
   if (!ReadRecord(&columns_)) throw Failure(name_ + ": is empty; its first line names the columns");
   std::set<std::string> names;
   for (const std::string& column : columns_) {
-    if (!names.insert(column).second) {
+    if (!column.starts_with('#') && !names.insert(column).second) {
       throw Failure(fmt::format("{}: two columns are named \"{}\"", name_, column));
     }
   }

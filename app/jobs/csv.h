@@ -14,7 +14,8 @@ namespace corvane {
 class CsvReader {
  public:
   // `name` is the file's, for messages. Reads the first record: the columns' names. Throws
-  // Failure when there is none, and when two columns have one name.
+  // Failure when there is none, and when two columns have one name that does not begin
+  // with #.
   CsvReader(std::istream& text, std::string name);
 
   const std::vector<std::string>& Columns() const { return columns_; }

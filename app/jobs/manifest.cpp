@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <nlohmann/json.hpp>
 
@@ -154,10 +155,21 @@ fs::path ResolvePath(const fs::path& manifest, const std::string& path) {
 }
 
 std::string PathForManifest(const fs::path& manifest, const fs::path& path) {
-  const fs::path folder = fs::absolute(manifest).lexically_normal().parent_path();
-  const fs::path whole = fs::absolute(path).lexically_normal();
+  // Behind a link, ".." is not the folder that the link lies in.
+  const auto climbs = [](const fs::path& any) {
+    return std::find(any.begin(), any.end(), "..") != any.end();
+  };
+  const bool followed = climbs(manifest) || climbs(path);
+  const auto wholeOf = [&](const fs::path& any) {
+    const fs::path absolute = fs::absolute(any);
+    return followed ? fs::weakly_canonical(absolute) : absolute.lexically_normal();
+  };
+  const fs::path folder = wholeOf(fs::absolute(manifest).parent_path());
+  const fs::path whole = wholeOf(path);
   const fs::path inside = whole.lexically_relative(folder);
-  return (inside.empty() || *inside.begin() == ".." ? whole : inside).string();
+  if (inside.empty() || *inside.begin() == "..") return whole.string();
+  // "-" alone is the standard input.
+  return inside == "-" ? "./-" : inside.string();
 }
 
 }  // namespace corvane

@@ -10,6 +10,7 @@
 #include "app/support/failure.h"
 #include "app/support/json.h"
 #include "app/support/markup.h"
+#include "printmode/print_mode.h"
 
 namespace corvane {
 namespace {
@@ -118,6 +119,8 @@ void WriteFailures(const Totals& totals, StagedFile& file) {
   for (const PageFailure& failure : totals.job.failures) {
     table.Row({fmt::to_string(failure.page), failure.input, failure.reason});
   }
+  const std::uint64_t more = totals.job.failed - totals.job.failures.size();
+  if (more > 0) table.Row({"", "", fmt::format("and {} more", more)});
   table.Finish();
 }
 
@@ -169,6 +172,12 @@ InkPrices ReadInkPrices(const std::filesystem::path& path) {
     InkPrices prices;
     json.at("currency").get_to(prices.currency);
     json.at("perLitre").get_to(prices.perLitre);
+    for (const auto& [ink, price] : prices.perLitre) {
+      if (!FindInk(ink)) throw Failure(fmt::format("{}: {} is no ink", path.string(), ink));
+      if (!(price >= 0)) {
+        throw Failure(fmt::format("{}: the price of {} is less than nothing", path.string(), ink));
+      }
+    }
     return prices;
   } catch (const nlohmann::json::exception&) {
     throw Failure(path.string() + ": is no list of ink prices");

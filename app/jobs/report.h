@@ -21,8 +21,8 @@ struct InkPrices {
   double Of(const RecordedInk& ink) const;
 };
 
-// A JSON file such as {"currency": "EUR", "perLitre": {"C": 120, "K": 80}}. Throws Failure; an ink
-// that it does not have costs nothing.
+// A JSON file such as {"currency": "EUR", "perLitre": {"C": 120, "K": 80}}. An ink
+// that it does not have costs nothing. Throws Failure, for an ink or a price that is none, too.
 InkPrices ReadInkPrices(const std::filesystem::path& path);
 
 // Writes the report page by page, so that a job of any length takes the same memory.
