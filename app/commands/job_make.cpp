@@ -47,7 +47,11 @@ std::vector<std::string> FilesOf(const std::string& pattern) {
   const int problem = glob(pattern.c_str(), 0, nullptr, &found);
   std::vector<std::string> files(found.gl_pathv, found.gl_pathv + found.gl_pathc);
   globfree(&found);
-  if (problem != 0) throw Failure(pattern + ": no file has such a name");
+  std::erase_if(files, [](const std::string& file) {
+    std::error_code ignored;
+    return fs::is_directory(file, ignored);
+  });
+  if (problem != 0 || files.empty()) throw Failure(pattern + ": no file has such a name");
   return files;
 }
 

@@ -168,8 +168,22 @@ TEST_F(JobTest, VerifyNamesWhatIsMissingSurplusOrChanged) {
   EXPECT_THAT(verified, HasSubstr("2 problems"));
   // A page that has lost bytes is printed again.
   folder_.Write("day/000001-contone.tif", page.substr(1));
+  EXPECT_THAT(Verify(1), HasSubstr("000001.tif: is not of the size in its record"));
   EXPECT_EQ(Run({}, 0), "1 printed, 1 there before\n");
   EXPECT_EQ(folder_.Read("day/000001-contone.tif"), page);
+}
+
+// Two jobs may have been made for one folder before either was run.
+TEST_F(JobTest, LeavesThePagesOfAnotherJob) {
+  const std::string other = Path("other.job");
+  Output({"job", "make", job_, Path("a.png"), "--paper", "10x12mm"});
+  Output({"job", "make", other, Path("c.png"), "--paper", "10x12mm", "-o", Path("day")});
+  Run({}, 0);
+  const auto pages = Pages("day");
+  job_ = other;
+  EXPECT_THAT(Complaint({"job", "run", other}), HasSubstr("000001.tif: belongs to another job"));
+  EXPECT_THAT(Verify(1), HasSubstr("000001.tif: belongs to another job"));
+  EXPECT_TRUE(Pages("day") == pages);
 }
 
 TEST_F(JobTest, TakesListsAndTables) {
@@ -208,6 +222,7 @@ TEST_F(JobTest, TakesListsAndTables) {
                 HasSubstr(test.complaint));
     EXPECT_FALSE(fs::exists(Path("x.job")));
   }
+  fs::create_directory(Path("near.png"));
   EXPECT_THAT(Complaint({"job", "make", Path("x.job"), Path("n*.png")}), HasSubstr("no file has"));
   EXPECT_THAT(Complaint({"job", "make", job_, Path("a.png")}), HasSubstr("is there already"));
   EXPECT_THAT(Complaint({"job", "make", Path("x.job"), Path("a.png"), "-o", Path("day")}),
@@ -292,6 +307,19 @@ TEST_F(JobTest, ReportsInkAndItsCost) {
   EXPECT_THAT(html, HasSubstr(cost));
   EXPECT_THAT(Complaint({"job", "report", job_, "-o", Path("x"), "--prices", job_}),
               HasSubstr("day.job"));
+  for (const char* price : {R"("Z": 1)", R"("C": -1)"}) {
+    folder_.Write("prices.json",
+                  std::string(R"({"currency": "EUR", "perLitre": {)") + price + "}}");
+    EXPECT_THAT(
+        Complaint({"job", "report", job_, "-o", Path("x"), "--prices", Path("prices.json")}),
+        HasSubstr("prices.json: "));
+  }
+  const std::string page = folder_.Read("day/000001.tif");
+  fs::create_symlink("bad.png", Path("page.html"));
+  for (const char* taken : {"a.png", "day/000001.tif", "x.pdf", "page.html"}) {
+    EXPECT_THAT(Complaint({"job", "report", job_, "-o", Path(taken)}), HasSubstr(taken));
+  }
+  EXPECT_EQ(folder_.Read("day/000001.tif"), page);
 }
 
 }  // namespace

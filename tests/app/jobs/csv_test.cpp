@@ -34,6 +34,7 @@ TEST(Csv, NamesTheLineOfWhatIsWrong) {
   EXPECT_EQ(FailureOf([] { Read("input,mode\na,1\nb\n"); }), "t.csv:3: 1 cells for 2 columns");
   EXPECT_EQ(FailureOf([] { Read("input\n\"a\nb\n"); }), "t.csv:2: a quote does not end");
   EXPECT_EQ(FailureOf([] { Read("input,input\n"); }), "t.csv: two columns are named \"input\"");
+  EXPECT_EQ(FailureOf([] { Read("#,input,#\n,a,\n"); }), "no failure");
   EXPECT_EQ(FailureOf([] { Read("\n\n"); }), "t.csv: is empty; its first line names the columns");
 }
 

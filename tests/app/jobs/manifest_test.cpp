@@ -131,6 +131,11 @@ TEST(JobPaths, AreRelativeInsideTheJobsFolder) {
   EXPECT_EQ(PathForManifest("/jobs/day.job", "/jobs/queue/a.png"), "queue/a.png");
   EXPECT_EQ(PathForManifest("/jobs/day.job", "/jobs2/a.png"), "/jobs2/a.png");
   EXPECT_EQ(PathForManifest("/jobs/day.job", "/jobs/../a.png"), "/a.png");
+  EXPECT_EQ(PathForManifest("/jobs/day.job", "/jobs/-"), "./-");  // not the standard input
+  const ScratchFolder folder;
+  std::filesystem::create_directories(folder.File("far/away"));
+  std::filesystem::create_directory_symlink(folder.File("far/away"), folder.File("link"));
+  EXPECT_EQ(PathForManifest(folder.File("day.job"), folder.File("link/../a.png")), "far/a.png");
   EXPECT_EQ(ResolvePath("/moved/day.job", "queue/a.png"), "/moved/queue/a.png");
   EXPECT_EQ(ResolvePath("/moved/day.job", "/jobs2/a.png"), "/jobs2/a.png");
 }
