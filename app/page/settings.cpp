@@ -89,6 +89,10 @@ const PrintMode& ParsePrintMode(const std::string& text) {
 
 int DefaultPrintQuality(const PrintMode& mode, int alternateMode) {
   constexpr int kNormal = 2, kBest = 4;
+  if (alternateMode < 0 || alternateMode >= kAlternateModes) {
+    throw UsageFailure(
+        fmt::format("{}: an alternate mode is 0 to {}", alternateMode, kAlternateModes - 1));
+  }
   const bool losesBlack = HalftonesBlack(mode) && !PrintsBlack(mode, alternateMode);
   return losesBlack ? kBest : kNormal;
 }

@@ -61,7 +61,8 @@ struct PageSettings {
 
 // What suits a mode unless something else is asked for. Modes that print no black ink take tables
 // without it: seven inks through the paper characteristics, nine-ink modes whose data lose their
-// black plane through the best quality.
+// black plane through the best quality. They, and what is made of them, throw UsageFailure for an
+// alternate mode that is none.
 int DefaultPrintQuality(const PrintMode& mode, int alternateMode);
 int DefaultPaperCharacteristics(const PrintMode& mode);
 

@@ -98,7 +98,7 @@ JobWishes WishesOf(const FilterCall& call) {
   TakeQuality(QualityNumber(OptionOf(call, {"cupsPrintQuality", "print-quality"})), wishes);
   TakeContent(OptionOf(call, {"CorvaneContent", "print-content-optimize"}), wishes);
   TakeMedia(OptionOf(call, {"MediaType", "media-type"}), 0, wishes);
-  TakeMode(NumberIn(OptionOf(call, {"CorvanePrintMode", "corvane-print-mode"})),
+  TakeMode(ModeNumberIn(OptionOf(call, {"CorvanePrintMode", "corvane-print-mode"})),
            NumberIn(OptionOf(call, {"CorvaneAlternateMode", "corvane-alternate-mode"})), wishes);
   const std::string_view colour = OptionOf(call, {"ColorModel", "print-color-mode"});
   wishes.monochrome = colour == "Gray" || colour == "monochrome" || colour == "auto-monochrome";

@@ -7,8 +7,10 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "app/commands/print.h"
+#include "printmode/print_mode.h"
 
 namespace corvane {
 
@@ -31,6 +33,15 @@ inline constexpr PrintHead kPrintHeads[] = {
 
 // Null when there is none of that name.
 const PrintHead* FindPrintHead(std::string_view name);
+
+// The inks that the head has in any of its modes.
+std::vector<Ink> InksOf(const PrintHead& head);
+// The print modes of inks that it has, by their numbers.
+std::vector<int> ModesOf(const PrintHead& head);
+
+// A print mode's number as an option has it, 0 for "auto" and an empty text. Throws Failure for a
+// text that is neither.
+int ModeNumberIn(std::string_view text);
 
 // A medium's keyword in the Internet Printing Protocol, and the word of `corvane print` for it.
 struct MediaWord {
@@ -56,7 +67,8 @@ struct JobWishes {
   int alternateMode = 0;        // printed as 0 where the mode has no such
 };
 
-// The same as options of `corvane print`: it prints these bytes, too.
+// The same as options of `corvane print`: it prints these bytes, too. Throws Failure for a mode
+// that is none or of inks that the head does not have, and for an alternate mode that is none.
 PrintOptions OptionsFor(const PrintHead& head, const JobWishes& wishes);
 
 }  // namespace corvane
