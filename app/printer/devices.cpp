@@ -1,23 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "app/printer/devices.h"
 
-#include <fcntl.h>
+#include <fmt/format.h>
 #include <pappl/pappl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <memory>
+#include <cctype>
+#include <exception>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 
-#include "app/support/descriptor.h"
 #include "app/support/failure.h"
 #include "app/support/lines.h"
 #include "app/support/message.h"
@@ -29,54 +21,9 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFolderScheme = "folder://";
 constexpr std::string_view kPipeScheme = "pipe://";
+constexpr std::string_view kSocketScheme = "socket://";
 
 const DeviceRights* rights = nullptr;
-
-// A command that takes what is printed on its standard input, without a shell.
-class PipeCommand {
- public:
-  explicit PipeCommand(const std::vector<std::string>& words) {
-    std::array<int, 2> ends = {};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) return;
-    Descriptor read(ends[0]);
-    input_ = Descriptor(ends[1]);
-    std::vector<char*> arguments;
-    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, read.Number(), STDIN_FILENO);
-    if (posix_spawnp(&process_, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) {
-      process_ = -1;
-      input_.Close();
-    }
-    posix_spawn_file_actions_destroy(&actions);
-  }
-
-  // Waits for the command: what it was given is its own from here on.
-  ~PipeCommand() {
-    input_.Close();
-    while (process_ > 0 && waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
-    }
-  }
-
-  PipeCommand(const PipeCommand&) = delete;
-  PipeCommand& operator=(const PipeCommand&) = delete;
-
-  bool IsRunning() const { return process_ > 0; }
-
-  ssize_t Write(const void* data, std::size_t size) {
-    try {
-      return input_.Write(data, size) ? static_cast<ssize_t>(size) : -1;
-    } catch (...) {
-      return -1;
-    }
-  }
-
- private:
-  Descriptor input_;
-  pid_t process_ = -1;
-};
 
 bool OpenFolder(pappl_device_t* device, const char* uri, const char*) {
   try {
@@ -88,7 +35,7 @@ bool OpenFolder(pappl_device_t* device, const char* uri, const char*) {
   }
 }
 
-void CloseFolder(pappl_device_t*) {}
+void CloseNothing(pappl_device_t*) {}
 
 ssize_t RefuseBytes(pappl_device_t*, const void*, std::size_t) { return -1; }
 
@@ -96,35 +43,32 @@ ssize_t ReadNothing(pappl_device_t*, void*, std::size_t) { return 0; }
 
 pappl_preason_t NoReasons(pappl_device_t*) { return PAPPL_PREASON_NONE; }
 
-// The words of a pipe's command; null when the server has none of that name.
-const std::vector<std::string>* CommandOf(const std::string& uri, const DeviceRights& allowed) {
-  if (!uri.starts_with(kPipeScheme)) return nullptr;
-  const auto command = allowed.commands.find(uri.substr(kPipeScheme.size()));
-  return command == allowed.commands.end() ? nullptr : &command->second;
-}
-
+// What a job writes to a pipe goes to a command of its own, past the framework.
 bool OpenPipe(pappl_device_t* device, const char* uri, const char*) {
-  const std::vector<std::string>* command = CommandOf(uri, *rights);
-  if (command == nullptr) {
-    papplDeviceError(device, "The server was given no command for %s", Printable(uri).c_str());
+  try {
+    CommandOfDevice(uri, *rights);
+    return true;
+  } catch (const std::exception& failure) {
+    papplDeviceError(device, "%s", Printable(failure.what()).c_str());
     return false;
   }
-  auto pipe = std::make_unique<PipeCommand>(*command);
-  if (!pipe->IsRunning()) {
-    papplDeviceError(device, "The command of %s does not start", Printable(uri).c_str());
-    return false;
+}
+
+bool IsHexDigit(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
+
+// "a%20b" as "a b".
+std::string Decoded(std::string_view text) {
+  std::string decoded;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && IsHexDigit(text[i + 1]) &&
+        IsHexDigit(text[i + 2])) {
+      decoded += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+      i += 2;
+    } else {
+      decoded += text[i];
+    }
   }
-  papplDeviceSetData(device, pipe.release());
-  return true;
-}
-
-void ClosePipe(pappl_device_t* device) {
-  delete static_cast<PipeCommand*>(papplDeviceGetData(device));
-  papplDeviceSetData(device, nullptr);
-}
-
-ssize_t WritePipe(pappl_device_t* device, const void* data, std::size_t size) {
-  return static_cast<PipeCommand*>(papplDeviceGetData(device))->Write(data, size);
+  return decoded;
 }
 
 }  // namespace
@@ -139,19 +83,46 @@ std::map<std::string, std::vector<std::string>> ReadPipeCommands(const fs::path&
     std::istringstream words(line);
     std::string name, word;
     if (!(words >> name)) continue;
+    if (commands.contains(name)) {
+      throw Failure(
+          fmt::format("{}: line {}: {} has a command already", file.string(), number, name));
+    }
     std::vector<std::string>& command = commands[name];
     while (words >> word) command.push_back(word);
     if (command.empty()) {
-      throw Failure(file.string() + ": line " + std::to_string(number) + " has no command");
+      throw Failure(fmt::format("{}: line {} has no command", file.string(), number));
     }
   }
   return commands;
 }
 
+std::string DeviceOfFolder(const fs::path& folder) {
+  constexpr std::string_view kPlain = "-._~/";
+  std::string uri(kFolderScheme);
+  for (const char c : folder.string()) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool plain = byte < 0x80 && (std::isalnum(byte) != 0 || kPlain.find(c) != kPlain.npos);
+    uri += plain ? std::string(1, c) : fmt::format("%{:02X}", byte);
+  }
+  return uri;
+}
+
+bool IsPipeDevice(const std::string& uri) { return uri.starts_with(kPipeScheme); }
+
+const std::vector<std::string>& CommandOfDevice(const std::string& uri,
+                                                const DeviceRights& allowed) {
+  const auto command = allowed.commands.find(uri.substr(std::min(uri.size(), kPipeScheme.size())));
+  if (!IsPipeDevice(uri) || command == allowed.commands.end()) {
+    throw Failure(uri + ": the server was given no command of that name");
+  }
+  return command->second;
+}
+
 bool IsFolderDevice(const std::string& uri) { return uri.starts_with(kFolderScheme); }
 
 fs::path FolderOfDevice(const std::string& uri, const DeviceRights& allowed) {
-  const fs::path path = IsFolderDevice(uri) ? uri.substr(kFolderScheme.size()) : std::string();
+  const fs::path path =
+      IsFolderDevice(uri) ? Decoded(uri.substr(kFolderScheme.size())) : std::string();
   if (!path.is_absolute()) throw Failure(uri + ": is not folder:///PATH");
   if (allowed.folder.empty()) throw Failure(uri + ": the server was started without a folder");
   // Links count for what they lead to, so that nothing leads out.
@@ -165,18 +136,21 @@ fs::path FolderOfDevice(const std::string& uri, const DeviceRights& allowed) {
 }
 
 void CheckDevice(const std::string& uri, const DeviceRights& allowed) {
-  if (IsFolderDevice(uri)) FolderOfDevice(uri, allowed);
-  if (uri.starts_with(kPipeScheme) && CommandOf(uri, allowed) == nullptr) {
-    throw Failure(uri + ": the server was given no command of that name");
+  if (IsFolderDevice(uri)) {
+    FolderOfDevice(uri, allowed);
+  } else if (IsPipeDevice(uri)) {
+    CommandOfDevice(uri, allowed);
+  } else if (!uri.starts_with(kSocketScheme)) {
+    throw Failure(uri + ": a device is folder:///PATH, pipe://NAME or socket://HOST:PORT");
   }
 }
 
 void AddDeviceSchemes(const DeviceRights& allowed) {
   rights = &allowed;
-  papplDeviceAddScheme("folder", PAPPL_DEVTYPE_CUSTOM_LOCAL, nullptr, &OpenFolder, &CloseFolder,
+  papplDeviceAddScheme("folder", PAPPL_DEVTYPE_CUSTOM_LOCAL, nullptr, &OpenFolder, &CloseNothing,
                        &ReadNothing, &RefuseBytes, &NoReasons, nullptr);
-  papplDeviceAddScheme("pipe", PAPPL_DEVTYPE_CUSTOM_LOCAL, nullptr, &OpenPipe, &ClosePipe,
-                       &ReadNothing, &WritePipe, &NoReasons, nullptr);
+  papplDeviceAddScheme("pipe", PAPPL_DEVTYPE_CUSTOM_LOCAL, nullptr, &OpenPipe, &CloseNothing,
+                       &ReadNothing, &RefuseBytes, &NoReasons, nullptr);
 }
 
 }  // namespace corvane

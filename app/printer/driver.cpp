@@ -7,12 +7,14 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <exception>
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -20,11 +22,11 @@
 
 #include "app/document/renderer.h"
 #include "app/page/paper.h"
-#include "app/page/planes.h"
 #include "app/page/settings.h"
 #include "app/printer/document_sheets.h"
 #include "app/printer/head.h"
 #include "app/printer/output_job.h"
+#include "app/printer/pipe_command.h"
 #include "app/printer/pushed_page.h"
 #include "app/printer/raster_header.h"
 #include "app/support/failure.h"
@@ -32,7 +34,6 @@
 #include "app/support/message.h"
 #include "app/support/units.h"
 #include "printmode/page_shape.h"
-#include "printmode/print_modes.h"
 
 namespace corvane {
 namespace {
@@ -47,6 +48,9 @@ constexpr char kAlternateOption[] = "corvane-alternate-mode";
 constexpr char kNumberUpOption[] = "number-up";
 constexpr int kNumbersUp[] = {1, 2, 4, 6, 9, 16};
 constexpr double kHundredthsPerMillimetre = 100;
+// A job that brings the server down, or is as long as the server's lives, is not to be printed for
+// ever.
+constexpr int kMostAttempts = 10;
 
 // ---------------------------------------------------------------------------------------------
 // Words of the protocol.
@@ -57,22 +61,15 @@ constexpr const char* kMediaSizes[] = {
     "na_index-4x6_4x6in", "na_5x7_5x7in",       "custom_max_330x5000mm", "custom_min_50x50mm",
 };
 
-// Words that live as long as the program, for the driver's tables of them.
-const std::vector<std::string>& ModeWords() {
-  static const std::vector<std::string> words = [] {
-    std::vector<std::string> all = {"auto"};
-    for (const PrintMode& mode : kPrintModes) {
-      all.push_back(std::to_string(static_cast<int>(mode.descriptor)));
-    }
-    return all;
-  }();
-  return words;
+std::string TextOf(const pappl_pr_options_t& options, const char* name) {
+  const char* text = cupsGetOption(name, options.num_vendor, options.vendor);
+  return text != nullptr ? text : "";
 }
 
 int NumberOf(const pappl_pr_options_t& options, const char* name) {
-  const char* text = cupsGetOption(name, options.num_vendor, options.vendor);
+  const std::string text = TextOf(options, name);
   int number = 0;
-  if (text != nullptr) std::from_chars(text, text + std::strlen(text), number);
+  std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
 }
 
@@ -96,35 +93,101 @@ JobWishes WishesOf(const pappl_pr_options_t& options) {
   wishes.monochrome = (options.print_color_mode & kMonochrome) != 0;
   const std::string_view media = MediaWordOf(options.media.type);
   if (!media.empty()) wishes.media = media;
-  wishes.mode = NumberOf(options, kModeOption);
+  wishes.mode = ModeNumberIn(TextOf(options, kModeOption));
   wishes.alternateMode = NumberOf(options, kAlternateOption);
   return wishes;
+}
+
+// A word of several that are flags.
+struct FlagWord {
+  unsigned flag;
+  const char* word;
+};
+constexpr FlagWord kColourWords[] = {{PAPPL_COLOR_MODE_AUTO, "auto"},
+                                     {PAPPL_COLOR_MODE_AUTO_MONOCHROME, "auto-monochrome"},
+                                     {PAPPL_COLOR_MODE_COLOR, "color"},
+                                     {PAPPL_COLOR_MODE_MONOCHROME, "monochrome"}};
+constexpr FlagWord kContentWords[] = {{PAPPL_CONTENT_AUTO, "auto"},
+                                      {PAPPL_CONTENT_GRAPHIC, "graphic"},
+                                      {PAPPL_CONTENT_PHOTO, "photo"},
+                                      {PAPPL_CONTENT_TEXT, "text"},
+                                      {PAPPL_CONTENT_TEXT_AND_GRAPHIC, "text-and-graphic"}};
+constexpr FlagWord kScalingWords[] = {{PAPPL_SCALING_AUTO, "auto"},
+                                      {PAPPL_SCALING_AUTO_FIT, "auto-fit"},
+                                      {PAPPL_SCALING_FILL, "fill"},
+                                      {PAPPL_SCALING_FIT, "fit"},
+                                      {PAPPL_SCALING_NONE, "none"}};
+
+std::string WordFor(std::span<const FlagWord> words, unsigned flag) {
+  const auto word = std::ranges::find(words, flag, &FlagWord::flag);
+  return word != words.end() ? word->word : std::to_string(flag);
+}
+
+// What a job is printed with, its own options and the printer's defaults.
+std::vector<std::pair<std::string, std::string>> OptionTexts(const pappl_pr_options_t& options) {
+  std::vector<std::pair<std::string, std::string>> texts = {
+      {"media", options.media.size_name},
+      {"media-size", fmt::format("{:g}x{:g}mm", options.media.size_width / kHundredthsPerMillimetre,
+                                 options.media.size_length / kHundredthsPerMillimetre)},
+      {"media-type", options.media.type},
+      {"print-quality", ippEnumString("print-quality", options.print_quality)},
+      {"print-color-mode", WordFor(kColourWords, options.print_color_mode)},
+      {"print-content-optimize", WordFor(kContentWords, options.print_content_optimize)},
+      {"print-scaling", WordFor(kScalingWords, options.print_scaling)},
+      {"orientation-requested",
+       ippEnumString("orientation-requested", options.orientation_requested)},
+      {"printer-resolution",
+       fmt::format("{}x{}dpi", options.printer_resolution[0], options.printer_resolution[1])}};
+  if (options.first_page > 1 || options.last_page < INT_MAX) {
+    texts.emplace_back("page-ranges", fmt::format("{}-{}", options.first_page, options.last_page));
+  }
+  for (int i = 0; i < options.num_vendor; ++i) {
+    texts.emplace_back(options.vendor[i].name, options.vendor[i].value);
+  }
+  return texts;
 }
 
 // ---------------------------------------------------------------------------------------------
 // A job, whatever brings its pages.
 
-// Sheets on their way to a device that takes bytes.
+// Sheets on their way to a device that takes bytes: the command of a pipe, or what the framework
+// has connected.
 class DeviceReceiver : public SheetReceiver {
  public:
-  explicit DeviceReceiver(pappl_device_t* device) : device_(device) {}
+  DeviceReceiver(pappl_device_t* device, std::string uri, const DeviceRights& rights)
+      : device_(device), uri_(std::move(uri)), rights_(rights) {}
 
-  void Take(const fs::path& sheet) override {
+  void Take(const fs::path& sheet, const std::function<bool()>& isCancelled) override {
+    if (IsPipeDevice(uri_) && !command_) command_.emplace(uri_, CommandOfDevice(uri_, rights_));
     InputStream file(sheet.string());
     std::array<char, 1 << 16> bytes;
-    while (std::size_t left = file.Read(bytes.data(), bytes.size())) {
-      for (const char* at = bytes.data(); left > 0;) {
-        const ssize_t done = papplDeviceWrite(device_, at, left);
-        if (done <= 0) throw OutputFailure("the device takes no more data");
-        at += done;
-        left -= static_cast<std::size_t>(done);
-      }
+    while (const std::size_t size = file.Read(bytes.data(), bytes.size())) {
+      const bool wanted =
+          command_ ? command_->Write(bytes.data(), size, isCancelled) : !isCancelled();
+      if (!wanted) throw OutputJob::Cancelled{};
+      if (!command_) Send(bytes.data(), size);
     }
-    papplDeviceFlush(device_);
+    if (!command_) papplDeviceFlush(device_);
+  }
+
+  void Finish(const std::function<bool()>& isCancelled) override {
+    if (command_ && !command_->Finish(isCancelled)) throw OutputJob::Cancelled{};
   }
 
  private:
+  void Send(const char* data, std::size_t size) {
+    while (size > 0) {
+      const ssize_t done = papplDeviceWrite(device_, data, size);
+      if (done <= 0) throw DeviceFailure(uri_ + ": the device takes no more data");
+      data += done;
+      size -= static_cast<std::size_t>(done);
+    }
+  }
+
   pappl_device_t* device_;
+  std::string uri_;
+  const DeviceRights& rights_;
+  std::optional<PipeCommand> command_;  // of this job
 };
 
 // What comes between a job of the framework and its pages.
@@ -132,27 +195,44 @@ class DeviceJob {
  public:
   DeviceJob(pappl_job_t* job, const pappl_pr_options_t& options, pappl_device_t* device,
             PrinterService& service)
-      : job_(job), printer_(papplJobGetPrinter(job)), service_(service), receiver_(device) {
-    const PrintHead* head = FindPrintHead(papplPrinterGetDriverName(printer_));
-    if (head == nullptr) throw Failure("the printer's driver is not known");
-    PrintOptions print = OptionsFor(*head, WishesOf(options));
-    print.colorTable = service.colorTable;
+      : job_(job),
+        printer_(papplJobGetPrinter(job)),
+        service_(service),
+        receiver_(device, papplPrinterGetDeviceURI(printer_), service.rights) {
     const std::string uri = papplPrinterGetDeviceURI(printer_);
     const bool keeps = IsFolderDevice(uri);
     const fs::path folder =
         keeps ? FolderOfDevice(uri, service.rights)
               : service.stateFolder / fmt::format("printer-{}", papplPrinterGetID(printer_));
-    output_.emplace(folder, DescriptionOf(options), print, keeps ? nullptr : &receiver_);
+    output_.emplace(folder, DescriptionOf(options), keeps ? nullptr : &receiver_);
   }
 
   OutputJob& Output() { return *output_; }
 
+  // Throws Failure for options that cannot be had, and for a job that does not come to its end.
+  void Prepare(const pappl_pr_options_t& options) {
+    if (output_->Attempt() > kMostAttempts) {
+      throw Failure(
+          fmt::format("the server has ended {} times while it printed this job", kMostAttempts));
+    }
+    const PrintHead* head = FindPrintHead(papplPrinterGetDriverName(printer_));
+    if (head == nullptr) throw Failure("the printer's driver is not known");
+    PrintOptions print = OptionsFor(*head, WishesOf(options));
+    print.colorTable = service_.colorTable;
+    output_->Convert(print);
+  }
+
   void Print(PageJob page, PageStream* stream) {
-    const std::vector<InkUse> uses = output_->Print(std::move(page), stream, [this] {
-      TellOfFirstRow();
-      return papplJobIsCanceled(job_);
-    });
-    service_.AccountOf(papplPrinterGetID(printer_)).Take(uses);
+    try {
+      output_->Print(std::move(page), stream, [this] {
+        TellOfFirstRow();
+        return papplJobIsCanceled(job_);
+      });
+    } catch (...) {
+      TakeInk();
+      throw;
+    }
+    TakeInk();
   }
 
   // The job's first row of pixels is there.
@@ -170,6 +250,9 @@ class DeviceJob {
       reason_ = kCanceled;
     } catch (const InputStream::Cancelled&) {
       reason_ = kCanceled;
+    } catch (const DeviceFailure& failure) {
+      reason_ = failure.what();
+      papplPrinterSetReasons(printer_, PAPPL_PREASON_OTHER, PAPPL_PREASON_NONE);
     } catch (const OutputFailure& failure) {
       reason_ = failure.what();
       papplPrinterSetReasons(printer_, PAPPL_PREASON_SPOOL_AREA_FULL, PAPPL_PREASON_NONE);
@@ -189,8 +272,8 @@ class DeviceJob {
   // What somebody should know of a job that is printed all the same.
   void Remark(const std::string& remarks) {
     if (remarks.empty()) return;
-    reason_ = remarks;
-    const std::string line = Printable(remarks);
+    reason_ += (reason_.empty() ? "" : "; ") + remarks;
+    const std::string line = Printable(reason_);
     papplJobSetReasons(job_, PAPPL_JREASON_JOB_COMPLETED_WITH_WARNINGS, PAPPL_JREASON_NONE);
     papplJobSetMessage(job_, "%s", line.c_str());
     papplLogJob(job_, PAPPL_LOGLEVEL_WARN, "%s", line.c_str());
@@ -198,17 +281,26 @@ class DeviceJob {
 
   // False when not all of it was printed.
   bool Finish() {
+    // What a command was given of a job that has failed is its own.
+    const bool waits = failed_ && reason_ != kCanceled;
+    try {
+      output_->Deliver([&] { return !waits && papplJobIsCanceled(job_); });
+    } catch (...) {
+      Fail(std::current_exception());
+    }
     // The framework takes a job that it has to abort for a canceled one, too.
     const bool cancelled = failed_ ? reason_ == kCanceled : papplJobIsCanceled(job_);
+    WithAccount([](InkAccount& account) { account.Save(); });
+    if (!failed_ && !cancelled) Remark(accountProblem_);
     try {
       output_->Finish(cancelled ? kCanceled
                       : failed_ ? "aborted"
                                 : "completed",
                       cancelled ? "" : reason_);
       if (!failed_) {
-        papplPrinterSetReasons(printer_, PAPPL_PREASON_NONE, PAPPL_PREASON_SPOOL_AREA_FULL);
+        papplPrinterSetReasons(printer_, PAPPL_PREASON_NONE,
+                               PAPPL_PREASON_SPOOL_AREA_FULL | PAPPL_PREASON_OTHER);
       }
-      service_.AccountOf(papplPrinterGetID(printer_)).Save();
     } catch (...) {
       Fail(std::current_exception());
     }
@@ -217,6 +309,21 @@ class DeviceJob {
 
  private:
   using Clock = std::chrono::steady_clock;
+
+  // A print is not lost for an account that cannot be kept.
+  template <typename Work>
+  void WithAccount(const Work& work) {
+    try {
+      work(service_.AccountOf(papplPrinterGetID(printer_)));
+    } catch (const std::exception& failure) {
+      accountProblem_ = failure.what();
+    }
+  }
+
+  void TakeInk() {
+    const std::vector<InkUse> uses = output_->TakeInkUse();
+    WithAccount([&](InkAccount& account) { account.Take(uses); });
+  }
 
   // In the thread that prints, once the row has gone through the chain.
   void TellOfFirstRow() {
@@ -236,6 +343,7 @@ class DeviceJob {
     description.format = papplJobGetFormat(job_);
     description.copies = std::clamp(options.copies, 1, 999);
     description.numberUp = NumberUpOf(options);
+    description.options = OptionTexts(options);
     return description;
   }
 
@@ -245,7 +353,7 @@ class DeviceJob {
   DeviceReceiver receiver_;
   std::optional<OutputJob> output_;
   bool failed_ = false;
-  std::string reason_;
+  std::string reason_, accountProblem_;
   std::optional<Clock::time_point> rowCame_;  // set before the printing thread can get the row
   bool rowTold_ = false;
 };
@@ -332,6 +440,13 @@ bool Guarded(pappl_job_t* job, const Work& work) {
 bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* device) {
   return Guarded(job, [&] {
     auto raster = std::make_unique<RasterJob>(job, *options, device, ServiceOf(job));
+    try {
+      raster->job.Prepare(*options);
+    } catch (...) {
+      raster->job.Fail(std::current_exception());
+      raster->job.Finish();
+      throw;
+    }
     raster->job.Output().SetConverter("raster of the client");
     papplJobSetData(job, raster.release());
   });
@@ -424,6 +539,7 @@ bool PrintFile(pappl_job_t* job, pappl_device_t* device, PrinterService& service
   Guarded(job, [&] {
     DeviceJob deviceJob(job, *options, device, service);
     try {
+      deviceJob.Prepare(*options);
       print(deviceJob, *options, papplJobGetFilename(job));
     } catch (...) {
       deviceJob.Fail(std::current_exception());
@@ -523,7 +639,7 @@ bool UpdateStatus(pappl_printer_t* printer) {
   try {
     const InkAccount& account = service.AccountOf(papplPrinterGetID(printer));
     std::vector<pappl_supply_t> supplies;
-    for (const Ink ink : PrintedInks(ParsePrintMode(std::to_string(head->colourModes.back())))) {
+    for (const Ink ink : InksOf(*head)) {
       pappl_supply_t supply = {};
       supply.color = SupplyColour(ink);
       supply.is_consumed = true;
@@ -561,13 +677,15 @@ void DescribeMedia(pappl_pr_driver_data_t& driver) {
   driver.media_default = ready;
 }
 
-void DescribeOptions(pappl_pr_driver_data_t& driver, ipp_t** attributes) {
+void DescribeOptions(const PrintHead& head, pappl_pr_driver_data_t& driver, ipp_t** attributes) {
   driver.vendor[driver.num_vendor++] = kModeOption;
   driver.vendor[driver.num_vendor++] = kAlternateOption;
   driver.vendor[driver.num_vendor++] = kNumberUpOption;
   *attributes = ippNew();
+  std::vector<std::string> words = {"auto"};
+  for (const int mode : ModesOf(head)) words.push_back(std::to_string(mode));
   std::vector<const char*> modes;
-  for (const std::string& word : ModeWords()) modes.push_back(word.c_str());
+  for (const std::string& word : words) modes.push_back(word.c_str());
   ippAddString(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, "corvane-print-mode-default", nullptr,
                "auto");
   ippAddStrings(*attributes, IPP_TAG_PRINTER, IPP_TAG_KEYWORD, "corvane-print-mode-supported",
@@ -649,7 +767,7 @@ bool DescribeDriver(pappl_system_t* system, const char* driverName, const char* 
   }
   driver->x_default = driver->y_default = 600;
   DescribeMedia(*driver);
-  DescribeOptions(*driver, attributes);
+  DescribeOptions(*head, *driver, attributes);
   return true;
 }
 

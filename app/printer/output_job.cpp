@@ -45,13 +45,8 @@ DigestCache& Digests() {
 
 }  // namespace
 
-OutputJob::OutputJob(const fs::path& folder, JobDescription description,
-                     const PrintOptions& options, SheetReceiver* receiver)
-    : description_(std::move(description)),
-      receiver_(receiver),
-      settings_(PageSettingsFrom(options)),
-      colorTable_(FindColorTable(options.colorTable)),
-      colorTableSha256_(Digests().Of(colorTable_).sha256) {
+OutputJob::OutputJob(const fs::path& folder, JobDescription description, SheetReceiver* receiver)
+    : description_(std::move(description)), receiver_(receiver) {
   // A folder without job.json is one that the server's end has left.
   static std::mutex making;
   const std::lock_guard lock(making);
@@ -62,6 +57,14 @@ OutputJob::OutputJob(const fs::path& folder, JobDescription description,
 OutputJob::~OutputJob() {
   std::error_code ignored;
   if (receiver_ != nullptr) fs::remove_all(folder_, ignored);
+}
+
+void OutputJob::Convert(const PrintOptions& options) {
+  const PageSettings settings = PageSettingsFrom(options);
+  colorTable_ = FindColorTable(options.colorTable);
+  colorTableSha256_ = Digests().Of(colorTable_).sha256;
+  settings_ = settings;
+  Write("processing", "");
 }
 
 // Whether the folder holds an attempt at this job, which is counted, or nothing at all.
@@ -96,8 +99,7 @@ void OutputJob::MakeFolder(const fs::path& parent) {
   throw OutputFailure(folder_.string() + ": cannot be made");
 }
 
-std::vector<InkUse> OutputJob::Print(PageJob page, PageStream* stream,
-                                     const std::function<bool()>& isCancelled) {
+void OutputJob::Print(PageJob page, PageStream* stream, const std::function<bool()>& isCancelled) {
   page.settings = settings_;
   page.colorTable = colorTable_;
   const int first = Sheets() + 1;
@@ -111,35 +113,32 @@ std::vector<InkUse> OutputJob::Print(PageJob page, PageStream* stream,
   });
   stage.Commit();
   ++pages_;
-  std::vector<InkUse> uses;
-  for (int copy = 0; copy < description_.copies; ++copy) AddUses(sheet.inkUse, uses);
-  Deliver(path, sheet.shape, isCancelled);
-  AddUses(uses, inkUse_);
-  return uses;
+  DeliverCopies(path, sheet, isCancelled);
 }
 
 // Gives each copy of the sheet its own file, or the device each of them.
-void OutputJob::Deliver(const fs::path& path, const PageShape& shape,
-                        const std::function<bool()>& isCancelled) {
+void OutputJob::DeliverCopies(const fs::path& path, const PrintedSheet& sheet,
+                              const std::function<bool()>& isCancelled) {
   for (int copy = 1; copy <= description_.copies; ++copy) {
     if (isCancelled()) throw Cancelled{};
     const std::string name = fmt::format("sheet-{:04}.tif", Sheets() + 1);
     if (receiver_ != nullptr) {
-      receiver_->Take(path);
+      receiver_->Take(path, isCancelled);
     } else if (copy > 1) {
       std::error_code error;
       fs::remove(folder_ / name, error);
       fs::create_hard_link(path, folder_ / name, error);
       if (error) throw OutputFailure((folder_ / name).string() + ": " + error.message());
     }
-    sheets_.push_back({name, pages_, copy, shape.planes[0].width, shape.rows});
+    sheets_.push_back({name, pages_, copy, sheet.shape.planes[0].width, sheet.shape.rows});
+    AddUses(sheet.inkUse, inkUse_);
+    AddUses(sheet.inkUse, newInkUse_);
   }
   std::error_code ignored;
   if (receiver_ != nullptr) fs::remove(path, ignored);
 }
 
 void OutputJob::Write(const std::string& state, const std::string& reason) const {
-  if (receiver_ != nullptr) return;
   Json job = {{"printer", description_.printer},
               {"job", description_.number},
               {"created", description_.created},
@@ -150,15 +149,18 @@ void OutputJob::Write(const std::string& state, const std::string& reason) const
                   {"user", description_.user},
                   {"format", description_.format},
                   {"copies", description_.copies},
-                  {"numberUp", description_.numberUp},
-                  {"media", SettingText(kMediaType, settings_.mediaType)},
-                  {"intent", SettingText(kPageIntent, settings_.pageIntent)}};
-  job["converted"] = {{"mode", static_cast<int>(settings_.mode->descriptor)},
-                      {"modeName", settings_.mode->name},
-                      {"alternateMode", settings_.alternateMode},
-                      {"tableQuality", SettingText(kPrintQuality, settings_.printQuality)},
-                      {"colorTableSha256", colorTableSha256_}};
-  if (!converter_.empty()) job["converted"]["pixels"] = converter_;
+                  {"numberUp", description_.numberUp}};
+  for (const auto& [name, value] : description_.options) job["asked"]["options"][name] = value;
+  if (settings_.mode != nullptr) {
+    job["converted"] = {{"mode", static_cast<int>(settings_.mode->descriptor)},
+                        {"modeName", settings_.mode->name},
+                        {"alternateMode", settings_.alternateMode},
+                        {"media", SettingText(kMediaType, settings_.mediaType)},
+                        {"intent", SettingText(kPageIntent, settings_.pageIntent)},
+                        {"tableQuality", SettingText(kPrintQuality, settings_.printQuality)},
+                        {"colorTableSha256", colorTableSha256_}};
+    if (!converter_.empty()) job["converted"]["pixels"] = converter_;
+  }
   Json sheets = Json::array();
   for (const Sheet& sheet : sheets_) {
     sheets.push_back({{"file", sheet.file},
@@ -178,7 +180,7 @@ void OutputJob::Write(const std::string& state, const std::string& reason) const
 }
 
 void OutputJob::Finish(const std::string& state, const std::string& reason) {
-  Write(state, reason);
+  if (receiver_ == nullptr) Write(state, reason);
 }
 
 }  // namespace corvane

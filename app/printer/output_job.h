@@ -8,11 +8,13 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/commands/print_page.h"
 #include "app/inks/ink_use.h"
 #include "app/printer/head.h"
+#include "app/printer/sheet.h"
 
 namespace corvane {
 
@@ -23,15 +25,20 @@ struct JobDescription {
   std::int64_t created = 0;  // seconds since 1970; tells jobs of one number apart
   std::string name, user, format;
   int copies = 1;
-  int numberUp = 1;  // pages on a sheet, of a document
+  int numberUp = 1;                                          // pages on a sheet, of a document
+  std::vector<std::pair<std::string, std::string>> options;  // that count, by the protocol's names
 };
 
 // Where the sheets of a job go.
 class SheetReceiver {
  public:
   virtual ~SheetReceiver() = default;
-  // The printhead data of a sheet, a whole file. Throws Failure.
-  virtual void Take(const std::filesystem::path& sheet) = 0;
+  // The printhead data of a sheet, a whole file. `isCancelled` is asked again and again, and its
+  // yes throws OutputJob::Cancelled. Throws Failure.
+  virtual void Take(const std::filesystem::path& sheet,
+                    const std::function<bool()>& isCancelled) = 0;
+  // Behind the job's last sheet, in the same way.
+  virtual void Finish(const std::function<bool()>& isCancelled) = 0;
 };
 
 class OutputJob {
@@ -41,18 +48,31 @@ class OutputJob {
   // short and is printed again goes into the folder that it had, and job.json counts the attempts.
   // Else each sheet is handed over and removed, and the folder goes with the job. Throws Failure.
   OutputJob(const std::filesystem::path& folder, JobDescription description,
-            const PrintOptions& options, SheetReceiver* receiver);
+            SheetReceiver* receiver);
   ~OutputJob();
   OutputJob(const OutputJob&) = delete;
   OutputJob& operator=(const OutputJob&) = delete;
 
   struct Cancelled {};
 
+  // How often printing it was begun, this time included.
+  int Attempt() const { return attempt_; }
+
+  // How pages are converted; to be said before the first one. Throws Failure.
+  void Convert(const PrintOptions& options);
+
   // Prints a page, once for each copy of the job. `page` has its image or stream, paper and scale;
   // `isCancelled` is asked between rows and copies, and its yes throws Cancelled. A page that fails
-  // leaves no sheet. Returns the ink of all copies.
-  std::vector<InkUse> Print(PageJob page, PageStream* stream,
-                            const std::function<bool()>& isCancelled);
+  // leaves no sheet.
+  void Print(PageJob page, PageStream* stream, const std::function<bool()>& isCancelled);
+
+  // The ink of all copies that were delivered since it was asked last.
+  std::vector<InkUse> TakeInkUse() { return std::exchange(newInkUse_, {}); }
+
+  // Behind the last page: has the device take all. Throws as its receiver does.
+  void Deliver(const std::function<bool()>& isCancelled) {
+    if (receiver_ != nullptr) receiver_->Finish(isCancelled);
+  }
 
   // What converted the document into pixels, for job.json.
   void SetConverter(std::string converter) { converter_ = std::move(converter); }
@@ -75,8 +95,8 @@ class OutputJob {
   void MakeFolder(const std::filesystem::path& parent);
   bool TakesOver(const std::filesystem::path& folder);
   void Write(const std::string& state, const std::string& reason) const;
-  void Deliver(const std::filesystem::path& sheet, const PageShape& shape,
-               const std::function<bool()>& isCancelled);
+  void DeliverCopies(const std::filesystem::path& path, const PrintedSheet& sheet,
+                     const std::function<bool()>& isCancelled);
 
   JobDescription description_;
   SheetReceiver* receiver_;
@@ -86,7 +106,7 @@ class OutputJob {
   int attempt_ = 1;
   int pages_ = 0;
   std::vector<Sheet> sheets_;
-  std::vector<InkUse> inkUse_;
+  std::vector<InkUse> inkUse_, newInkUse_;
 };
 
 }  // namespace corvane

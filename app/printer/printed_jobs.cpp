@@ -36,7 +36,7 @@ std::vector<fs::path> JobFolders(const fs::path& folder) {
 }
 
 PrintedJob JobFrom(const nlohmann::json& told, const fs::path& folder) {
-  const nlohmann::json &asked = told.at("asked"), &converted = told.at("converted");
+  const nlohmann::json& asked = told.at("asked");
   PrintedJob job;
   job.folder = folder.filename().string();
   TakeWholeNumber(told, "job", &job.number);
@@ -44,8 +44,10 @@ PrintedJob JobFrom(const nlohmann::json& told, const fs::path& folder) {
   job.reason = told.value("reason", "");
   job.name = asked.at("name");
   job.user = asked.at("user");
-  job.media = asked.at("media");
-  job.mode = converted.at("mode");
+  if (told.contains("converted")) {
+    job.media = told["converted"].at("media");
+    job.mode = std::to_string(told["converted"].at("mode").get<int>());
+  }
   job.sheets = static_cast<int>(told.at("sheets").size());
   std::error_code ignored;
   job.hasThumbnail = fs::is_regular_file(folder / kThumbnailFile, ignored);

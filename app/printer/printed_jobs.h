@@ -16,11 +16,10 @@ inline constexpr char kThumbnailFile[] = "preview.png";
 struct PrintedJob {
   std::string folder;  // its name
   int number = 0;
-  std::string state;       // "processing", "completed", "canceled" or "aborted"
-  std::string reason;      // why it is not completed; may be empty
-  std::string name, user;  // a stranger's words
-  std::string media;
-  int mode = 0;
+  std::string state;        // "processing", "completed", "canceled" or "aborted"
+  std::string reason;       // why it is not completed; may be empty
+  std::string name, user;   // a stranger's words
+  std::string mode, media;  // empty where it was refused for what it asked for
   int sheets = 0;
   bool hasThumbnail = false;
 };

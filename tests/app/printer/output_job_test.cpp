@@ -17,6 +17,7 @@
 #include "app/printer/pushed_page.h"
 #include "app/support/failure.h"
 #include "app/support/json.h"
+#include "printmode/print_modes.h"
 #include "tests/app/image/test_images.h"
 #include "tests/harness/scratch_folder.h"
 
@@ -38,7 +39,7 @@ class OutputJobTest : public testing::Test {
 
   OutputJobTest() : photo_(folder_.File("photo.png")) {
     WritePng(photo_, MakeImage(kWidth, kHeight, 3, 8, Level), {.colourType = 2});
-    description_ = {"Corvane", 7, 1000, "a/../name\x1b", "user", "image/png", 1};
+    description_ = {"Corvane", 7, 1000, "a/../name\x1b", "user", "image/png", 1, 1, {}};
   }
 
   PageJob Page() const {
@@ -87,9 +88,11 @@ TEST_F(OutputJobTest, PrintsTheBytesOfThePrintCommandOncePerCopy) {
   wishes.quality = Quality::Draft;
   PrintOptions options = OptionsFor(kPrintHeads[1], wishes);
   description_.copies = 3;
-  OutputJob job(Out(), description_, options, nullptr);
+  OutputJob job(Out(), description_, nullptr);
+  job.Convert(options);
   EXPECT_EQ(Told()["state"], "processing");
-  const std::vector<InkUse> uses = job.Print(Page(), nullptr, kNever);
+  job.Print(Page(), nullptr, kNever);
+  const std::vector<InkUse> uses = job.TakeInkUse();
   PushedPage pushed(Header());
   std::thread client([&] { Push(pushed, kHeight); });
   job.Print(Page(), &pushed, kNever);
@@ -118,7 +121,8 @@ TEST_F(OutputJobTest, PrintsTheBytesOfThePrintCommandOncePerCopy) {
 }
 
 TEST_F(OutputJobTest, LeavesNoSheetOfAPageThatIsNotWhole) {
-  OutputJob job(Out(), description_, OptionsFor(kPrintHeads[1], {}), nullptr);
+  OutputJob job(Out(), description_, nullptr);
+  job.Convert(OptionsFor(kPrintHeads[1], {}));
   PushedPage pushed(Header());
   std::thread client([&] { Push(pushed, kHeight / 2); });
   EXPECT_THROW(job.Print(Page(), &pushed, kNever), Failure);
@@ -135,33 +139,42 @@ TEST_F(OutputJobTest, LeavesNoSheetOfAPageThatIsNotWhole) {
 }
 
 TEST_F(OutputJobTest, CountsAttemptsAndKeepsOtherJobsOfItsNumber) {
-  const PrintOptions options = OptionsFor(kPrintHeads[0], {});
   fs::create_directories(Out() / "job-00007");  // by a server that ended before it said what for
-  { const OutputJob killed(Out(), description_, options, nullptr); }
-  { const OutputJob again(Out(), description_, options, nullptr); }
+  { const OutputJob killed(Out(), description_, nullptr); }
+  { const OutputJob again(Out(), description_, nullptr); }
   EXPECT_EQ(Told()["attempt"], 2);
   description_.created = 2000;
-  { const OutputJob other(Out(), description_, options, nullptr); }
+  { const OutputJob other(Out(), description_, nullptr); }
   EXPECT_EQ(Told()["attempt"], 2);
   EXPECT_EQ(Told("job-00007-2")["attempt"], 1);
 }
 
 TEST_F(OutputJobTest, HandsEachCopyOverAndLeavesNothing) {
   struct Counter : SheetReceiver {
-    void Take(const fs::path& sheet) override {
+    void Take(const fs::path& sheet, const std::function<bool()>&) override {
+      if (sheets == 3) throw OutputJob::Cancelled{};
       ++sheets;
       bytes += fs::file_size(sheet);
     }
+    void Finish(const std::function<bool()>&) override {}
     int sheets = 0;
     std::uintmax_t bytes = 0;
   } counter;
   description_.copies = 2;
   {
-    OutputJob job(Out(), description_, OptionsFor(kPrintHeads[1], {}), &counter);
+    OutputJob job(Out(), description_, &counter);
+    job.Convert(OptionsFor(kPrintHeads[1], {}));
     job.Print(Page(), nullptr, kNever);
-    job.Finish("completed", "");
+    const std::vector<InkUse> two = job.TakeInkUse();
+    // What was delivered before a device fails was printed.
+    EXPECT_THROW(job.Print(Page(), nullptr, kNever), OutputJob::Cancelled);
+    const std::vector<InkUse> one = job.TakeInkUse();
+    ASSERT_FALSE(one.empty());
+    EXPECT_EQ(two[0].drops, 2 * one[0].drops);
+    EXPECT_TRUE(job.TakeInkUse().empty());
+    job.Finish("canceled", "");
   }
-  EXPECT_EQ(counter.sheets, 2);
+  EXPECT_EQ(counter.sheets, 3);
   EXPECT_GT(counter.bytes, 0U);
   EXPECT_TRUE(fs::is_empty(Out()));
 }
@@ -171,7 +184,8 @@ TEST_F(OutputJobTest, DrawsASmallPictureOfTheFirstSheet) {
   const std::string later = photo_;
   photo_ = folder_.File("half.png");
   WritePng(photo_, MakeImage(kWidth, kHeight, 3, 8, half), {.colourType = 2});
-  OutputJob job(Out(), description_, OptionsFor(kPrintHeads[2], {}), nullptr);
+  OutputJob job(Out(), description_, nullptr);
+  job.Convert(OptionsFor(kPrintHeads[2], {}));
   job.Print(Page(), nullptr, kNever);
   photo_ = later;
   job.Print(Page(), nullptr, kNever);
@@ -195,7 +209,8 @@ TEST_F(OutputJobTest, IsListedWithWhatStrangersSayEscaped) {
   for (int number = 7; number <= 9; ++number) {
     description_.number = number;
     description_.printer = number == 8 ? "another" : "Corvane";
-    OutputJob job(Out(), description_, options, nullptr);
+    OutputJob job(Out(), description_, nullptr);
+    job.Convert(options);
     if (number == 7) job.Print(Page(), nullptr, kNever);
     job.Finish(number == 7 ? "completed" : "aborted", number == 7 ? "" : "<why>");
     fs::last_write_time(job.Folder(), fs::file_time_type() + std::chrono::hours(number));
@@ -247,6 +262,23 @@ TEST(PrintHead, HasSettingsForEveryWish) {
   JobWishes noBlack;
   noBlack.mode = 109;
   EXPECT_EQ(PageSettingsFrom(OptionsFor(kPrintHeads[2], noBlack)).printQuality, 4);
+}
+
+TEST(PrintHead, RefusesWhatItCannotPrint) {
+  EXPECT_EQ(ModesOf(kPrintHeads[0]), std::vector<int>({5, 6, 7, 8, 14, 41, 48, 79}));
+  EXPECT_EQ(ModesOf(kPrintHeads[2]).size(), std::size(kPrintModes));
+  for (const auto& [mode, alternateMode] :
+       {std::pair(3, 0), {54, 0}, {7, 3}, {7, -1}, {7, 2'000'000'000}}) {
+    JobWishes wishes;
+    wishes.mode = mode;
+    wishes.alternateMode = alternateMode;
+    EXPECT_THROW(OptionsFor(kPrintHeads[0], wishes), Failure) << mode << ", " << alternateMode;
+  }
+  EXPECT_EQ(ModeNumberIn("auto"), 0);
+  EXPECT_EQ(ModeNumberIn("54"), 54);
+  for (const char* text : {"photo", "54x", "-1", "99999999999"}) {
+    EXPECT_THROW(ModeNumberIn(text), Failure) << text;
+  }
 }
 
 TEST(InkAccount, CountsSinceTheCartridgeWasSet) {
