@@ -14,11 +14,13 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "app/printer/devices.h"
 #include "app/printer/driver.h"
 #include "app/printer/queue_state.h"
 #include "app/printer/web_page.h"
@@ -37,10 +39,25 @@ constexpr char kPrinterName[] = "Corvane";
 constexpr char kFooter[] = "Corvane " CORVANE_VERSION;
 constexpr int kPort = 8631;
 
+constexpr const char* kOptionNames[] = {
+    "cartridge-ml",   "color-table",    "folder", "head",        "listen-hostname", "log-file",
+    "log-level",      "new-cartridges", "pipes",  "server-name", "server-port",     "state",
+    "private-server",  // of the framework, for a server that a command starts
+};
+
 // The options of `corvane-printer server`, -o NAME=VALUE.
 class ServerOptions {
  public:
-  ServerOptions(int count, cups_option_t* options) : count_(count), options_(options) {}
+  ServerOptions(int count, cups_option_t* options) : count_(count), options_(options) {
+    for (int i = 0; i < count; ++i) {
+      const std::string_view name = options[i].name;
+      if (std::ranges::find(kOptionNames, name) != std::end(kOptionNames)) continue;
+      throw UsageFailure(
+          fmt::format("-o {}: is no option of the server; a blank within a value is "
+                      "written \\ and the blank",
+                      name));
+    }
+  }
 
   std::string Text(const char* name, const std::string& otherwise = {}) const {
     const char* text = cupsGetOption(name, count_, options_);
@@ -128,19 +145,25 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
                                &AddPrintedPage, &DescribeDriver, &service);
   AddDocumentFilters(system, service);
   const QueueFiles queue = {service.stateFolder / "state", service.stateFolder / "spool"};
-  ReviveJobs(queue);
+  ReviveJobs(queue, [&](const std::string& name, const std::string& uri) {
+    // The printer that was set up for the server's folder goes with it.
+    const bool own = name == kPrinterName && IsFolderDevice(uri) && !folder.empty();
+    std::string device = own ? DeviceOfFolder(service.rights.folder) : uri;
+    CheckDevice(device, service.rights);
+    return device;
+  });
   if (!papplSystemLoadState(system, queue.state.c_str()) && fs::exists(queue.state)) {
     throw Failure(queue.state.string() + ": cannot be read");
   }
   if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
     const std::string head = options.Text("head", "corvane-7");
-    const std::string uri = "folder://" + service.rights.folder.string();
+    const std::string uri = DeviceOfFolder(service.rights.folder);
     pappl_printer_t* printer =
         papplPrinterCreate(system, 0, kPrinterName, head.c_str(), nullptr, uri.c_str());
     if (printer == nullptr) {
       throw Failure(head + ": no printer with this head can be made");
     }
-    // It was another one's place when the server had another folder.
+    // Which may have been another one, that is gone.
     papplSystemSetDefaultPrinterID(system, papplPrinterGetID(printer));
   }
   RefillCartridges(options.Text("new-cartridges"), service, papplSystemGetDefaultPrinterID(system));

@@ -220,6 +220,17 @@ void Replace(std::string_view old, const std::string& text, std::string& line) {
   if (at != std::string::npos) line.replace(at, old.size(), text);
 }
 
+void RevivePrinter(const DeviceOfPrinter& deviceOf, std::string& line) {
+  std::map<std::string, std::string> printer =
+      ValuesOf(std::string_view(line).substr(0, line.rfind('>')), kPrinter);
+  const std::string &name = printer["name"], &old = printer["uri"];
+  try {
+    Replace(fmt::format(" uri=\"{}\"", old), fmt::format(" uri=\"{}\"", deviceOf(name, old)), line);
+  } catch (const Failure& failure) {
+    throw Failure(fmt::format("the printer {} cannot be used: {}", name, failure.what()));
+  }
+}
+
 void ReviveJob(int printer, const fs::path& spool, std::string& line) {
   Replace(kProcessing, std::string(kPending), line);
   std::map<std::string, std::string> job = ValuesOf(line, kJob);
@@ -261,7 +272,7 @@ void KeepQueue(pappl_system_t* system, const QueueFiles& files) {
   Save(system, &kept);
 }
 
-void ReviveJobs(const QueueFiles& files) {
+void ReviveJobs(const QueueFiles& files, const DeviceOfPrinter& deviceOf) {
   ReviveAttributes(files.spool);
   if (!fs::exists(files.state)) return;
   const std::string state = ReadText(files.state);
@@ -273,6 +284,7 @@ void ReviveJobs(const QueueFiles& files) {
     if (line.starts_with(kPrinter)) {
       printer = std::atoi(ValuesOf(line, kPrinter)["id"].c_str());
       whole = false;
+      RevivePrinter(deviceOf, line);
     }
     if (line == kPrinterEnd) whole = true;
     if (line.starts_with(kJob)) ReviveJob(printer, files.spool, line);
