@@ -4,6 +4,7 @@
 # run.py BUILD_FOLDER [--jobs COUNT] [TEST...]: starts corvane-printer on the loopback and prints to it as clients
 # do. What it prints is compared with what `corvane print` makes of the same pixels. COUNT jobs (12) go through
 # kills of the server. With --suites the test suites of cups-ipp-utils are run, and what fails in them is listed.
+import fcntl
 import itertools
 import json
 import os
@@ -15,6 +16,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import termios
 import threading
 import time
 import urllib.error
@@ -42,7 +44,7 @@ SUITES = ["ipp-1.1.test", "ipp-2.0.test", "ipp-everywhere.test"]
 
 class Printer:
     def __init__(self, build, folder, killed_jobs):
-        self.build, self.folder, self.killed_jobs = build, folder, killed_jobs
+        self.build, self.folder, self.killed_jobs, self.options = build, folder, killed_jobs, ()
         self.out, self.state = folder / "out", folder / "state"
         with socket.socket() as free:
             free.bind(("127.0.0.1", 0))
@@ -58,13 +60,16 @@ class Printer:
                            stdout=subprocess.DEVNULL)
         self.start()
 
+    # Options stay: a server does not start without the commands of its printers.
     def start(self, *options):
-        self.words = ["server", "-o", f"server-port={self.port}", "-o", f"folder={self.out}", "-o",
-                      f"state={self.state}", "-o", "head=corvane-9", *options]
+        self.options += options
+        self.words = ["server", "-o", f"server-port={self.port}", "-o", f'folder="{self.out}"', "-o",
+                      f"state={self.state}", "-o", "head=corvane-9", *self.options]
         self.server = subprocess.Popen([self.program, *self.words], env=self.environment)
         for _ in range(200):
             try:
-                socket.create_connection(("localhost", self.port)).close()
+                # An answer comes when the server runs: commands would start another one before.
+                urllib.request.urlopen(f"http://localhost:{self.port}/", timeout=20).close()
                 return
             except OSError:
                 time.sleep(0.05)
@@ -91,14 +96,30 @@ class Printer:
             time.sleep(0.1)
 
     # What clients are told of the jobs that are over.
-    def messages(self):
+    def messages(self, to="/ipp/print"):
         test = self.folder / "messages.test"
         test.write_text("{ OPERATION Get-Jobs\nGROUP operation-attributes-tag\n"
                         "ATTR charset attributes-charset utf-8\nATTR language attributes-natural-language en\n"
                         "ATTR uri printer-uri $uri\nATTR keyword which-jobs completed\n"
-                        "ATTR keyword requested-attributes job-state-message\nSTATUS successful-ok\n}\n")
-        done = subprocess.run(["ipptool", "-tv", self.uri, test], env=self.environment, capture_output=True, text=True)
-        return [line for line in done.stdout.splitlines() if "job-state-message" in line]
+                        "ATTR keyword requested-attributes job-state,job-state-message\nSTATUS successful-ok\n}\n")
+        done = subprocess.run(["ipptool", "-tv", f"ipp://localhost:{self.port}{to}", test], env=self.environment,
+                              capture_output=True, text=True)
+        return [line for line in done.stdout.splitlines() if line.strip().startswith("job-state")]
+
+    def cancel(self, number, to="/ipp/print"):
+        subprocess.run(["ipptool", "-q", "-d", f"job-id={number}", f"ipp://localhost:{self.port}{to}", "/dev/stdin"],
+                       env=self.environment,
+                       input=b"{ OPERATION Cancel-Job\nGROUP operation-attributes-tag\n"
+                             b"ATTR charset attributes-charset utf-8\nATTR language attributes-natural-language en\n"
+                             b"ATTR uri printer-uri $uri\nATTR integer job-id $job-id\n"
+                             b"ATTR name requesting-user-name tester\n}\n")
+
+    # Why a server that is given these options does not start.
+    def refusal(self, *options):
+        words = self.words[:self.words.index("head=corvane-9") + 1]
+        done = subprocess.run([self.program, *words, *options], env=self.environment, capture_output=True, text=True,
+                              timeout=60)
+        return done.stderr if done.returncode != 0 else ""
 
     def jobs(self):
         return sorted(self.out.glob("job-*"))
@@ -203,7 +224,45 @@ def test_pipe(printer, files):
     check([planes(sheet) for sheet in sheets(received.read_bytes())] ==
           [planes(sheet.read_bytes()) for sheet in sorted(kept.glob("sheet-*"))],
           "a command is given the sheets that a folder gets, each as often")
+    queue = (printer.state / "state").read_bytes()
+    check("printer press cannot be used: pipe://collect: " in printer.refusal() and (printer.state / "state").read_bytes() == queue,
+          "a server without the command of a printer does not start, and keeps the printer")
+    test_commands(printer, files, commands)
+
+
+# Commands that do not do what they are for.
+def test_commands(printer, files, commands):
+    script, seen = printer.folder / "bad.sh", printer.folder / "signals"
+    script.write_text(f"#!/bin/sh\ngrep SigIgn /proc/self/status > {seen}\ncat > /dev/null\nexit 3\n")
+    script.chmod(0o755)
+    with commands.open("a") as more:
+        more.write(f"idle sleep 60\nbad {script}\nshort head -c 0\n")
     printer.start()
+    for name in "idle", "bad", "short":
+        subprocess.run([printer.program, "add", "-d", name, "-m", "corvane-9", "-v", f"pipe://{name}"],
+                       env=printer.environment, check=True)
+    for name, copies, complaint in ("bad", 1, "ended with status 3"), ("short", 99, "has ended before it took all"):
+        printer.send(files["png"], "image/png", f"ATTR integer copies {copies}\n{MEDIA}", to=f"/ipp/print/{name}")
+        for _ in range(200):
+            told = printer.messages(f"/ipp/print/{name}")
+            if told:
+                break
+            time.sleep(0.05)
+        check("aborted" in told[0] + told[-1] and complaint in "".join(told), f"a command that fails is told: {complaint}")
+    (ignored,) = (int(line.split()[1], 16) for line in seen.read_text().splitlines())
+    check(not ignored & (1 << signal.SIGPIPE - 1 | 1 << signal.SIGXFSZ - 1), "a command ignores no signal that the server does")
+    printer.send(files["png"], "image/png", f"ATTR integer copies 99\n{MEDIA}", to="/ipp/print/idle")
+    time.sleep(2)
+    begun = time.monotonic()
+    printer.cancel(1, "/ipp/print/idle")
+    while not any("canceled" in line for line in printer.messages("/ipp/print/idle")):
+        if time.monotonic() - begun > 10:
+            raise SystemExit("FAILED: a job whose command does not read is not canceled")
+        time.sleep(0.02)
+    took = time.monotonic() - begun
+    check(took < 0.5, f"a job whose command does not read is canceled, in {took:.2f} s")
+    check(not subprocess.run(["ps", "-o", "comm=", "--ppid", str(printer.server.pid)], capture_output=True).stdout.strip(),
+          "its command is ended")
 
 
 def test_bad_input(printer, files):
@@ -217,12 +276,40 @@ def test_bad_input(printer, files):
     printer.send(broken, "application/pdf")
     check(printer.told(printer.last(count + 2))["state"] == "aborted", "a broken document fails alone")
     check(any("Ghostscript" in line for line in printer.messages()), "its client is told why")
-    for device in "folder:///etc", "pipe://unknown":
+    for device in "folder:///etc", "pipe://unknown", f"file://{printer.folder}":
         added = subprocess.run([printer.program, "add", "-d", "other", "-m", "corvane-4", "-v",
                                 device], env=printer.environment, capture_output=True)
         check(added.returncode != 0, f"{device} is no device of this server")
+    for option, reason in (("integer corvane-alternate-mode 2000000000", "alternate mode"),
+                           ("integer corvane-alternate-mode -1", "alternate mode"),
+                           ("keyword corvane-print-mode photo", "print mode"), ("keyword corvane-print-mode 3", "print mode")):
+        for file, kind in ("png", "image/png"), ("pwg", "image/pwg-raster"):
+            jobs = len(printer.jobs())
+            printer.send(files[file], kind, f"ATTR {option}")
+            told = printer.told(printer.last(jobs + 1))
+            check(told["state"] == "aborted" and reason in told["reason"] and "converted" not in told,
+                  f"{kind} with {option} is refused in its folder")
+    jobs = len(printer.jobs())
     printer.send(files["png"], "image/png")
-    check(printer.told(printer.last(count + 3))["state"] == "completed", "the queue goes on")
+    check(printer.told(printer.last(jobs + 1))["state"] == "completed", "the queue goes on")
+    check("foldr" in printer.refusal("-o", "foldr=x"), "an unknown option of the server is refused")
+
+
+# What a job that brings the server down each time looks like.
+def test_attempts(printer, files):
+    count = len(printer.jobs())
+    printer.send(files["long"], "application/pdf")
+    while len(printer.jobs()) <= count or not list(printer.jobs()[-1].glob("sheet-*")):
+        time.sleep(0.05)
+    printer.kill()
+    job = printer.jobs()[-1]
+    told = printer.told(job)
+    told["attempt"] = 10
+    (job / "job.json").write_text(json.dumps(told))
+    printer.start()
+    told = printer.told(printer.last(count + 1))
+    check(told["state"] == "aborted" and "10 times" in told["reason"] and told["asked"]["options"]["print-quality"] == "normal",
+          "a job that has ended the server ten times is not printed again")
 
 
 def test_cancel(printer, files):
@@ -236,12 +323,7 @@ def cancel(printer, file, number_up):
     while len(printer.jobs()) <= count or not list(printer.jobs()[-1].glob("sheet-*")):
         time.sleep(0.05)
     begun = time.monotonic()
-    number = printer.told(printer.jobs()[-1])["job"]
-    subprocess.run(["ipptool", "-q", "-d", f"job-id={number}", printer.uri, "/dev/stdin"], env=printer.environment,
-                   input=b"{ OPERATION Cancel-Job\nGROUP operation-attributes-tag\n"
-                         b"ATTR charset attributes-charset utf-8\nATTR language attributes-natural-language en\n"
-                         b"ATTR uri printer-uri $uri\nATTR integer job-id $job-id\n"
-                         b"ATTR name requesting-user-name tester\n}\n")
+    printer.cancel(printer.told(printer.jobs()[-1])["job"])
     job = printer.last(count + 1)
     took = time.monotonic() - begun
     check(printer.told(job)["state"] == "canceled" and took < 0.5, f"a job with {number_up} on a sheet is canceled, in {took:.2f} s")
@@ -275,10 +357,12 @@ def test_page(printer, files):
 
 def test_other_folder(printer, files):
     printer.kill(signal.SIGTERM)
-    printer.out = printer.folder / "elsewhere"
+    accounts = sorted(printer.state.glob("ink-*.json"))
+    printer.out = printer.folder / "else where, 50% drücke"
     printer.start()
     check(printer.send(files["png"], "image/png") and printer.told(printer.last(1))["state"] == "completed",
           "a server that is given another folder prints into it")
+    check(sorted(printer.state.glob("ink-*.json")) == accounts, "with the ink account that it had")
 
 
 # A disk that takes no more of any file than this.
@@ -476,6 +560,17 @@ def test_filter_end(printer, files):
         took = time.monotonic() - begun
         check(took < 0.5 and not run.stdout.read(), f"a filter that {what} ends {took:.2f} s after SIGTERM")
         run.stdin = None
+    # More sheets than a pipe holds, which nobody reads.
+    run = subprocess.Popen([printer.installed / FILTER, "1", "tester", "a job", "30", "", files["pwg"]], stdout=subprocess.PIPE,
+                           stderr=subprocess.DEVNULL, env=printer.environment)
+    while fcntl.ioctl(run.stdout, termios.FIONREAD, bytes(4)) == bytes(4):
+        time.sleep(0.05)
+    time.sleep(0.5)
+    begun = time.monotonic()
+    run.terminate()
+    run.wait(20)
+    took = time.monotonic() - begun
+    check(took < 0.5, f"a filter that waits for its backend ends {took:.2f} s after SIGTERM")
     peaks = []
     for pages in 2, 100:
         many = files["pwg"].with_name("many")
@@ -539,7 +634,7 @@ def test_suites(printer, files):
 
 
 TESTS = (test_filter, test_filter_options, test_filter_end, test_scheduler, test_bytes, test_copies, test_number_up,
-         test_pipe, test_bad_input, test_cancel, test_page, test_cut_options, test_full_disk, test_lost_output, test_kills,
+         test_pipe, test_bad_input, test_attempts, test_cancel, test_page, test_cut_options, test_full_disk, test_lost_output, test_kills,
          test_other_folder)
 
 
