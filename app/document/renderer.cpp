@@ -208,7 +208,7 @@ std::string StoodStill(double seconds) { return fmt::format("did not go on for {
 std::string EndingOf(Child& child, const std::string& what,
                      std::chrono::milliseconds most = Child::kInTime,
                      const char* program = "Ghostscript") {
-  const std::string ending = child.End(most);
+  std::string ending = child.End(most);
   if (child.WasKilled()) throw TransientFailure(fmt::format("{}: {} {}", what, program, ending));
   return ending;
 }

@@ -521,7 +521,8 @@ def test_filter(printer, files):
     short = run_filter(printer, 1, "", source=files["short2"])
     check(short.returncode == 1 and short.stdout == pages[0] and b"ERROR: " in short.stderr,
           "a page that is cut short fails the job, behind the whole sheet before it")
-    for words in (), ("x", ""), (1, "CorvanePrintMode=3", files["pwg"]), (1, "", files["png"]), (1, "", "/missing"):
+    for words in (), ("x", ""), (1, "CorvanePrintMode=3", files["pwg"]), (1, "CorvanePrintMode=108", files["pwg"]), \
+            (1, "CorvanePrintMode=photo", files["pwg"]), (1, "", files["png"]), (1, "", "/missing"):
         done = run_filter(printer, *words, source=files["pwg"])
         check(done.returncode == 1 and not done.stdout and done.stderr.count(b"ERROR: ") == 1,
               f"nothing is printed of {' '.join(map(str, words)) or 'no arguments'}")
@@ -535,7 +536,7 @@ def test_filter_options(printer, files):
     asked = files["pwg"].with_name("asked")
     for ticket, options, mode, quality, media in (
             ({}, "", 12, "normal", "plain"), ({484: 5}, "", 54, "high", "plain"),
-            ({488: 108, 128: b"glossy"}, "", 108, "normal", "glossy"), ({380: 4}, "", 12, "normal", "satin"),
+            ({488: 53, 128: b"glossy"}, "", 53, "normal", "glossy"), ({380: 4}, "", 12, "normal", "satin"),
             ({}, "CorvanePrintMode=52 media-type=photographic-film", 52, None, "film"),
             ({484: 4}, "cupsPrintQuality=High", 12, "normal", "plain"), ({}, "ColorModel=Gray", 8, "normal", "plain")):
         write_raster(asked, ticket=ticket)
