@@ -52,10 +52,8 @@ class ServerOptions {
     for (int i = 0; i < count; ++i) {
       const std::string_view name = options[i].name;
       if (std::ranges::find(kOptionNames, name) != std::end(kOptionNames)) continue;
-      throw UsageFailure(
-          fmt::format("-o {}: is no option of the server; a blank within a value is "
-                      "written \\ and the blank",
-                      name));
+      throw UsageFailure(fmt::format(
+          "-o {}: is no option of the server (a value with blanks is put into \"...\")", name));
     }
   }
 

@@ -257,6 +257,25 @@ TEST_F(RendererTest, NamesThePageThatFails) {
   }
 }
 
+// A job asks for the pages with each one that it prints.
+TEST_F(RendererTest, ListsADocumentOnce) {
+  const std::string runs = folder_.File("runs");
+  RendererSettings settings;
+  settings.program = Written(
+      "lister", "#!/bin/sh\nprintf . >> " + runs + "\necho corvane-page 0 0 18 36 - - - - 0 0\n");
+  std::filesystem::permissions(settings.program, std::filesystem::perms::owner_all);
+  std::string document = Written("a.pdf", "%PDF-1.4\n");
+  const auto list = [&] { return Document(document, settings).Pages().size(); };
+  EXPECT_EQ(list() + list(), 2u);
+  EXPECT_EQ(folder_.Read("runs"), ".");
+  settings.password = "another";
+  EXPECT_EQ(list(), 1u);
+  EXPECT_EQ(folder_.Read("runs"), "..");
+  document = Written("a.pdf", "%PDF-1.4\n% longer\n");
+  EXPECT_EQ(list(), 1u);
+  EXPECT_EQ(folder_.Read("runs"), "...");
+}
+
 // A system that has no memory left kills who takes most: the page is not to blame.
 TEST_F(RendererTest, TellsAKilledInterpreterFromADamagedPage) {
   for (const auto& [end, passes] : {std::pair("kill -9 $$", true), {"kill -11 $$", false}}) {
