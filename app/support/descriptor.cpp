@@ -78,7 +78,9 @@ int MakeNamelessFile(const std::filesystem::path&) {
 
 bool WaitForBytes(int, int) { return true; }
 
-std::ptrdiff_t WriteNext(int file, const char* bytes, std::size_t size) {
+bool MayWait(int) { return false; }
+
+std::ptrdiff_t WriteWhatHasRoom(int file, const char* bytes, std::size_t size) {
   return WriteSome(file, bytes, size);
 }
 
@@ -124,12 +126,16 @@ bool WaitFor(short event, int file, int milliseconds) {
 
 bool WaitForBytes(int file, int milliseconds) { return WaitFor(POLLIN, file, milliseconds); }
 
+// Whether a write may wait for somebody who reads.
+bool MayWait(int file) {
+  struct stat status = {};
+  return fstat(file, &status) != 0 || !S_ISREG(status.st_mode);
+}
+
 // A write into a pipe that nobody reads from must not wait where a signal does not end it: one that
 // comes before the write, or to another thread. What has room takes so much at once.
-std::ptrdiff_t WriteNext(int file, const char* bytes, std::size_t size) {
+std::ptrdiff_t WriteWhatHasRoom(int file, const char* bytes, std::size_t size) {
   constexpr int kLookMs = 100;
-  struct stat status = {};
-  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return WriteSome(file, bytes, size);
   while (!WaitFor(POLLOUT, file, kLookMs)) ThrowIfInterrupted();
   return WriteSome(file, bytes, std::min<std::size_t>(size, PIPE_BUF));
 }
@@ -199,8 +205,9 @@ std::ptrdiff_t Descriptor::ReadAt(std::uint64_t offset, void* data, std::size_t 
 }
 
 bool Descriptor::Write(const void* data, std::size_t size) {
+  const bool waits = MayWait(number_);
   return WriteAll(data, size, [&](const char* bytes, std::size_t left, std::size_t) {
-    return WriteNext(number_, bytes, left);
+    return waits ? WriteWhatHasRoom(number_, bytes, left) : WriteSome(number_, bytes, left);
   });
 }
 

@@ -88,11 +88,11 @@ TEST(Child, SaysHowItEnded) {
   EXPECT_THAT(EndingOf(Script("kill -SEGV $$")), StartsWith("was ended by signal 11 ("));
   for (const auto& [script, killed] : {std::pair("kill -KILL $$", true), {"exit 1", false}}) {
     Child child(Script(script));
-    EXPECT_NE(child.End(false), "");
+    EXPECT_NE(child.End(Child::kInTime), "");
     EXPECT_EQ(child.WasKilled(), killed) << script;
   }
   Child stopped(Script("sleep 60"));
-  EXPECT_EQ(stopped.End(true), "was stopped");
+  EXPECT_EQ(stopped.End(Child::kAtOnce), "was stopped");
   EXPECT_FALSE(stopped.WasKilled());
   // What it says of a good end is nothing that anybody has to know.
   EXPECT_EQ(EndingOf(Script("echo by the way >&2")), "");

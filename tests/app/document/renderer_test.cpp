@@ -222,6 +222,7 @@ TEST_F(RendererTest, ListsPagesThatTakeTheirTime) {
     return Document(document_, Player(script)).Pages().size();
   };
   EXPECT_EQ(list(page + "sleep 0.6; page 36 36; sleep 0.6; page 36 36"), 3u);
+  document_ = Written("other", "%!PS\n");
   EXPECT_EQ(FailureOf([&] { list(page + "sleep 60"); }),
             document_ + ": Ghostscript did not go on for 1 s");
 }
