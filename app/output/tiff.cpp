@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "app/image/tiff_file.h"
 #include "app/output/strips.h"
 #include "app/page/settings.h"
 
