@@ -47,8 +47,13 @@ FUZZ_TARGET(printer_options, input) {
   FUZZ_EXPECT(CopiesOf(call, page) >= 1);
   JobWishes wishes;
   if (!fuzz::Succeeds([&] { wishes = WithTicket(WishesOf(call), page); })) return;
-  // What a job may ask for can be printed with every head.
+  // What a job may ask of a head can be printed with it, and without a mode of its own every job.
+  JobWishes usual = wishes;
+  usual.mode = usual.alternateMode = 0;
   for (const PrintHead& head : kPrintHeads) {
-    FUZZ_EXPECT(fuzz::Succeeds([&] { PageSettingsFrom(OptionsFor(head, wishes)); }));
+    PrintOptions options;
+    const bool has = fuzz::Succeeds([&] { options = OptionsFor(head, wishes); });
+    FUZZ_EXPECT(!has || fuzz::Succeeds([&] { PageSettingsFrom(options); }));
+    FUZZ_EXPECT(fuzz::Succeeds([&] { PageSettingsFrom(OptionsFor(head, usual)); }));
   }
 }
