@@ -78,35 +78,5 @@ TEST(RoutineTable, LaysTheSameDropsPerAreaInEveryAlternateMode) {
   EXPECT_EQ(dropsPerInch(*FindPrintMode(111), 0, Ink::md), 600 * 600 * 2.0);
 }
 
-TEST(RoutineTable, SelectsByAlternateMode) {
-  const struct {
-    int descriptor, alternate;
-    KernelName kernel;
-    int base;
-    bool both;
-  } cases[] = {
-      {41, 0, KernelName::K2QDSD_25, 1200, true},
-      {48, 0, KernelName::K2QDSD_25, 1200, false},
-      {52, 2, KernelName::CcMmYy32QDSD_100_100, 600, false},
-      {54, 1, KernelName::CcMmYyK22QDSD_50_50_50_1x2, 600, false},
-      {54, 3, KernelName::CcMmYyK22QDSD_25_25_25, 1200, false},
-      // The alternate is the finer kernel here ...
-      {83, 1, KernelName::CcMmYyK22QDSD_12_5_25_12_5_Coupled, 2400, false},
-      {83, 2, KernelName::CcMmYyK22QDSD_25_50_25_Coupled, 1200, false},
-      // ... and the coarser one there.
-      {109, 1, KernelName::CcMmYyKcm22QDSD_25_50_100_Coupled, 1200, false},
-      {109, 2, KernelName::CcMmYyKcm22QDSD_6_25_12_5_25_Coupled, 2400, true},
-      {108, 2, KernelName::CCccMMmmYYyyKKccmm33QDSD_100_100_200, 600, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.descriptor << " alternate " << c.alternate);
-    const HalftoneRoutine* routine = FindHalftoneRoutine(c.descriptor, c.alternate);
-    ASSERT_NE(routine, nullptr);
-    EXPECT_EQ(routine->kernel, c.kernel);
-    EXPECT_EQ(FindPrintMode(c.descriptor)->Alternate(c.alternate).halftoneDpi, c.base);
-    EXPECT_EQ(routine->BothDirections, c.both);
-  }
-}
-
 }  // namespace
 }  // namespace corvane

@@ -97,16 +97,5 @@ TEST(PageShape, SaysThePlanesAndBytesAfterEachStage) {
   EXPECT_EQ(doubled.Sent()[7].width, 2);
 }
 
-TEST(PageShape, CountsThePlanesThatAHostAnnounces) {
-  const struct {
-    int mode, alternate;
-    std::uint32_t planes;
-  } cases[] = {{52, 2, 6},  {82, 0, 6},  {54, 2, 7}, {83, 0, 7},   {108, 2, 9},
-               {109, 0, 9}, {109, 1, 9}, {8, 0, 1},  {106, 0, 18}, {33, 1, 12}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(NumberOfPlanes(*FindPrintMode(c.mode), c.alternate), c.planes) << c.mode;
-  }
-}
-
 }  // namespace
 }  // namespace corvane
