@@ -16,11 +16,13 @@
 #include <cstring>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <utility>
 
 #include "app/child/child.h"
+#include "app/document/eps_box.h"
 #include "app/document/page_report.h"
 #include "app/image/kind.h"
 #include "app/image/pnm.h"
@@ -42,18 +44,19 @@ struct OpenedDocument {
   std::string path;
   FileKind kind;  // of what the interpreter gets: a drawing is a PDF
   bool isDrawing;
-  struct stat status;        // of the file when it was first opened
-  Descriptor madeOfDrawing;  // kept for the next run of the interpreter, or not open
+  struct stat status;             // of the file when it was first opened
+  Descriptor madeOfDrawing = {};  // kept for the next run of the interpreter, or not open
   RendererSettings settings;
   bool sandboxed = false;
   std::size_t pages = 0;  // 0: not listed
   bool listedWhole = true;
+  std::optional<EpsBox> box = {};  // of an illustration that has one
 
   // That makes every second page from the first.
   struct {
     double horizontalDpi = 0, verticalDpi = 0;
     Lane lane;
-  } expected;
+  } expected = {};
 };
 
 namespace {
@@ -316,7 +319,13 @@ std::vector<std::string> DrawingTask(const OpenedDocument& document, const std::
     return task;
   }
   if (!which.empty()) task.push_back(fmt::format("-sPageList={}", which));
-  if (document.kind == FileKind::Eps) task.push_back("-dEPSCrop");
+  if (const auto& box = document.box) {
+    task.insert(
+        task.end(),
+        {"-c",
+         fmt::format("<</PageSize [{:.6f} {:.6f}]>> setpagedevice {:.6f} {:.6f} translate",
+                     box->right - box->left, box->top - box->bottom, -box->left, -box->bottom)});
+  }
   task.insert(task.end(), {"-f", file});
   // An illustration need not show its page itself.
   constexpr char kShowUnlessShown[] = "currentpagedevice /PageCount get 0 eq { showpage } if";
@@ -631,8 +640,15 @@ Document::Document(const std::string& path, const RendererSettings& settings) {
   const bool isDrawing = kind == FileKind::Svg;
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) FailOfSystem(path, errno);
-  opened_ = std::make_shared<OpenedDocument>(OpenedDocument{
-      path, isDrawing ? FileKind::Pdf : kind, isDrawing, status, {}, settings, false, 0, true, {}});
+  opened_ =
+      std::make_shared<OpenedDocument>(OpenedDocument{.path = path,
+                                                      .kind = isDrawing ? FileKind::Pdf : kind,
+                                                      .isDrawing = isDrawing,
+                                                      .status = status,
+                                                      .settings = settings});
+  if (kind != FileKind::Eps) return;
+  const Descriptor file = OpenAgain(*opened_);
+  opened_->box = BoxOfEps(file, static_cast<std::uint64_t>(status.st_size));
 }
 
 Document::~Document() = default;
