@@ -29,7 +29,7 @@
       const difference = folded & 1 ? -(folded >>> 1) - 1 : folded >>> 1;
       const left = i % columns ? numbers[i - 1] : 0;
       const above = i >= columns ? numbers[i - columns] : 0;
-      numbers[i] = difference + (left + above >> 1);
+      numbers[i] = difference + (left + above >>> 1);
     }
     return numbers;
   }
