@@ -31,9 +31,7 @@ class ExrReader : public ImageReader {
   explicit ExrReader(const std::string& path) {
     info_.path = path;
     Guarded([&] {
-      if (Imf::MultiPartInputFile(path.c_str()).parts() != 1) {
-        throw Failure(path + ": an OpenEXR file of several parts is not read");
-      }
+      CheckParts(Imf::MultiPartInputFile(path.c_str()));
       file_ = std::make_unique<Imf::RgbaInputFile>(path.c_str());
       Describe();
     });
@@ -70,18 +68,29 @@ class ExrReader : public ImageReader {
     }
   }
 
+  // Before the library makes room for the rows.
+  void CheckParts(const Imf::MultiPartInputFile& file) const {
+    if (file.parts() != 1) {
+      throw Failure(info_.path + ": an OpenEXR file of several parts is not read");
+    }
+    for (const Imath::Box2i& window :
+         {file.header(0).displayWindow(), file.header(0).dataWindow()}) {
+      CheckImageSize(info_.path, SideOf(window.min.x, window.max.x),
+                     SideOf(window.min.y, window.max.y));
+    }
+  }
+
+  static std::uint64_t SideOf(int from, int to) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(std::int64_t{to} - from + 1, 0));
+  }
+
   void Describe() {
     const Imath::Box2i shown = file_->displayWindow(), data = file_->dataWindow();
-    const auto side = [](int from, int to) {
-      return static_cast<std::uint64_t>(std::max<std::int64_t>(std::int64_t{to} - from + 1, 0));
-    };
-    CheckImageSize(info_.path, side(shown.min.x, shown.max.x), side(shown.min.y, shown.max.y));
-    CheckImageSize(info_.path, side(data.min.x, data.max.x), side(data.min.y, data.max.y));
     left_ = shown.min.x;
     top_ = shown.min.y;
-    info_.width = static_cast<std::uint32_t>(side(shown.min.x, shown.max.x));
-    info_.height = static_cast<std::uint32_t>(side(shown.min.y, shown.max.y));
-    stored_.resize(side(data.min.x, data.max.x));
+    info_.width = static_cast<std::uint32_t>(SideOf(shown.min.x, shown.max.x));
+    info_.height = static_cast<std::uint32_t>(SideOf(shown.min.y, shown.max.y));
+    stored_.resize(SideOf(data.min.x, data.max.x));
     // The library wants the address that pixel 0 of row 0 would have.
     file_->setFrameBuffer(stored_.data() - data.min.x, 1, 0);
     const bool covered = data.min.x <= shown.min.x && data.min.y <= shown.min.y &&
