@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/child/child.h"
+#include "app/image/heif_parts.h"
 #include "app/image/pictures.h"
 #include "app/image/profile.h"
 #include "app/support/failure.h"
@@ -41,6 +42,7 @@ void Check(const heif_error& error, const std::string& path) {
 class HeifFile {
  public:
   explicit HeifFile(const std::string& path) : path_(path), context_(heif_context_alloc()) {
+    CheckHeifParts(path);
     StartWatchingMemory();
     Check(heif_context_read_from_file(context_.get(), path.c_str(), nullptr), path);
     pages_.resize(
