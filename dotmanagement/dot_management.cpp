@@ -173,6 +173,10 @@ bool ECorvaneDotManagement::SetUpPage(const QStartPage& page) {
 
   std::uint32_t bufferSize = 0;
   if (!corvane::FindFilterBufferSize(page, planes, inputResolution, &bufferSize)) return true;
+  if (row->filter == corvane::FilterKind::BestGlossy &&
+      RasterFilterBestGlossy::SecondExpansionBytes(bufferSize) > UINT32_MAX) {
+    return true;
+  }
   filterKind_ = row->filter;
   filter_.reset(corvane::NewFilter(filterKind_));
   if (filter_ == nullptr) return false;
@@ -215,7 +219,9 @@ bool ECorvaneDotManagement::CanFilter(const QCMYKBinaryRaster& raster) const {
   std::uint64_t byteCount = startByte < endByte ? endByte - startByte : 0;
   if (ApplySecondExpansion && !SkipFirstExpansion) byteCount *= 2;
   if (byteCount > UINT16_MAX) return false;
-  if (raster.Data == nullptr && planeBytes != 0) return false;
+  // The second expansion alone copies whole planes; else a row without bytes needs no data.
+  const bool readsData = byteCount != 0 || (SkipFirstExpansion && planeBytes != 0);
+  if (raster.Data == nullptr && readsData) return false;
   if (!SkipFirstExpansion) {
     planeBytes *= 2;
     const auto planes = std::max(filter_->PlaneCount, planesWritten_);
@@ -230,33 +236,37 @@ bool ECorvaneDotManagement::CanFilter(const QCMYKBinaryRaster& raster) const {
 }
 
 unsigned long ECorvaneDotManagement::FilterRaster(const QCMYKBinaryRaster& raster) {
+  // Whoever gets the first row may change the message, or delete it.
+  const std::uint32_t row = raster.Row;
+  const bool twoRows = TwoRastersOut;
   unsigned char* data = raster.Data;
   unsigned long startByte = raster.FirstPixel / 8;
   unsigned long endByte = (raster.EndPixel + 7) / 8;
   unsigned long planeBytes = raster.RowBytes / PlaneDivisor;
   unsigned long width = raster.Width;
   if (!SkipFirstExpansion) {
-    filter_->FilterCurrentRaster(&data, raster.Row, &startByte, &endByte, &planeBytes, &width,
+    filter_->FilterCurrentRaster(&data, row, &startByte, &endByte, &planeBytes, &width,
                                  descriptor_);
   }
   if (ApplySecondExpansion) {
-    filter_->RasterSecondExpansion(&data, raster.Row, &startByte, &endByte, &planeBytes, &width,
+    filter_->RasterSecondExpansion(&data, row, &startByte, &endByte, &planeBytes, &width,
                                    descriptor_);
   }
 
   const std::uint32_t pixelFactor = SkipFirstExpansion ? 1 : 2;
   outputRaster_.RasterFormat = raster.RasterFormat;
   outputRaster_.PassThroughValue = raster.PassThroughValue;
-  outputRaster_.Row = TwoRastersOut ? 2 * raster.Row : raster.Row;
+  outputRaster_.Row = twoRows ? 2 * row : row;
   outputRaster_.FirstPixel = pixelFactor * raster.FirstPixel;
   outputRaster_.EndPixel = pixelFactor * raster.EndPixel;
   outputRaster_.Width = static_cast<std::uint32_t>(width);
   outputRaster_.RowBytes = static_cast<std::uint32_t>(filter_->PlaneCount * planeBytes);
   outputRaster_.Data = data;
+  const RasterFilterBase* const filter = filter_.get();
   const unsigned long result = ForwardMessage(*this, &outputRaster_);
-  if (!TwoRastersOut) return result;
+  if (!twoRows || filter_.get() != filter) return result;  // or end the page
 
-  outputRaster_.Row = 2 * raster.Row + 1;
+  outputRaster_.Row = 2 * row + 1;
   outputRaster_.Data = filter_->GetSecondCurrentRaster();
   return ForwardMessage(*this, &outputRaster_);
 }

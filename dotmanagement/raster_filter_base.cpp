@@ -34,7 +34,9 @@ RasterFilterBase::RowPlanes RasterFilterBase::BeginRow(const unsigned char* data
   if (secondBuffer_) std::memset(secondBuffer_.Data(), 0, BufferSize);
   const std::size_t step = std::size_t{planeBytes} * StrideFactor;
   const std::size_t start = std::min(startByte, endByte);
-  return {data + start, step, 2 * start, 2 * step, static_cast<unsigned short>(endByte - start)};
+  // Of a row without bytes there need be no data.
+  const unsigned char* const in = data == nullptr ? firstBuffer_.Data() : data + start;
+  return {in, step, 2 * start, 2 * step, static_cast<unsigned short>(endByte - start)};
 }
 
 void RasterFilterBase::EndRow(unsigned char** data, unsigned long* startByte,

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <utility>
 
 #include "tests/dotmanagement/glossy_row.h"
 #include "tests/harness/element_harness.h"
@@ -200,6 +201,7 @@ TEST_F(DotManagement, LeavesOtherPagesAlone) {
       {"no planes", {54, 1, 256}},
       {"no resolution", {54, 1, 7, 1200, 0, 0}},
       {"too wide", {54, 1, 7, 4000000000u, 0, 1, 4000000000u}},
+      {"too wide for the second expansion", {83, 0, 7, 4800, 0, 600, 920350128}},
   };
   for (const auto& [why, page] : pages) {
     StartPage({54, 1, 7});  // its filter goes with the page start
@@ -266,18 +268,58 @@ TEST_F(DotManagement, FiltersWhatJustFitsAndLeavesRowsAloneThatLeadOutsideOfMemo
   }
 }
 
-TEST_F(DotManagement, SendsAClearRowForAStartBeyondTheEnd) {
+TEST_F(DotManagement, SendsAClearRowWithoutBytes) {
   StartPage({83, 0, 7, 4800});
   BinaryRow row(7, 26);
-  row.raster.FirstPixel = 4000000000u;
-  const auto sent = Filter(row);
-  ASSERT_EQ(sent.size(), 1u);
-  EXPECT_EQ(sent[0].firstPixel, 3705032704u);  // twice, in 32 bits
-  EXPECT_EQ(CountDots(sent[0].data.data(), sent[0].rowBytes), 0u);
+  for (unsigned char* data : {row.raster.Data, static_cast<unsigned char*>(nullptr)}) {
+    row.raster.Data = data;
+    row.raster.FirstPixel = 4000000000u;
+    const auto sent = Filter(row);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].firstPixel, 3705032704u);  // twice, in 32 bits
+    EXPECT_EQ(CountDots(sent[0].data.data(), sent[0].rowBytes), 0u);
+  }
+  StartPage({109, 0, 9, 4800});  // copies six planes, whatever the span
+  row.raster.RowBytes = 9 * 20;
+  ExpectUnchanged(row, "no data to copy");
+  StartPage({83, 0, 7, 4800});
+  row.raster.RowBytes = 7 * 26;
 
   // The result of a filtered row is the next element's.
   harness_.next.result = 0;
   EXPECT_EQ(harness_.Push(row.raster), 0u);
+}
+
+// What the next element does to the message, or has the element do, when it gets the first row.
+class Meddling final : public ZCOM::EObject {
+ public:
+  unsigned long DataArrived(ZCOM::QObject* message, unsigned short) override {
+    if (message->MessageKind != kBinaryRasterMessage) return 1;
+    rows.push_back(static_cast<QRaster*>(message)->Row);
+    if (rows.size() == 1) meddle();
+    return 1;
+  }
+  std::function<void()> meddle;
+  std::vector<std::uint32_t> rows;
+};
+
+TEST_F(DotManagement, SendsTheSecondRowWhateverTheFirstOneBrings) {
+  BinaryRow row(13, 13);
+  ZCOM::QObject pageEnd(kEndPageMessage);
+  const auto rowsAfter = [&](std::function<void()> meddle) {
+    StartPage({54, 2, 7});
+    row.raster.Row = 7;
+    Meddling next;
+    next.meddle = std::move(meddle);
+    ZCOM::SINKPAD pad(&next, 0);
+    harness_.Element().GetSourcePad(0)->Link(&pad);
+    EXPECT_EQ(harness_.Push(row.raster), 1u);
+    harness_.Element().GetSourcePad(0)->Link(&harness_.next.pad);
+    return next.rows;
+  };
+  EXPECT_THAT(rowsAfter([&] { row.raster.Row = 500; }), ElementsAre(14, 15));
+  // A page that it ends has no second row.
+  EXPECT_THAT(rowsAfter([&] { harness_.Element().DataArrived(&pageEnd, 0); }), ElementsAre(14));
 }
 
 }  // namespace
