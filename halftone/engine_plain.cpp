@@ -35,8 +35,10 @@ InkRow MakeInkRow(const KernelInk& ink, const RowState& state) {
   const int inkIndex = static_cast<int>(ink.ink);
   const int stateIndex = static_cast<int>(ink.state);
   InkRow row{};
-  row.levels = state.data + std::size_t{ink.contonePlane} * state.stride;
-  if (ink.foldedPlane != kNoPlane) {
+  if (state.data != nullptr) {  // which a row without pixels may lack
+    row.levels = state.data + std::size_t{ink.contonePlane} * state.stride;
+  }
+  if (state.data != nullptr && ink.foldedPlane != kNoPlane) {
     row.foldedLevels = state.data + std::size_t{ink.foldedPlane} * state.stride;
   }
   row.rules = LevelRulesOf(ink.set);

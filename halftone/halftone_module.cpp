@@ -276,10 +276,11 @@ std::uint32_t EHalftoneModule::PixelLimit(const QRaster& contone) const {
 // A row whose RowBytes are 0 does not say what it holds and is trusted.
 bool EHalftoneModule::CanConvert(const QRaster& contone) const {
   if (!pageIsReady_) return false;
-  // A row without pixels needs no data: what its margins hold carries no ink.
+  // A row without pixels needs no planes: what its margins hold carries no ink.
   const bool hasPixels = std::min(contone.FirstPixel, PixelLimit(contone)) <
                          std::min(contone.EndPixel, PixelLimit(contone));
-  if (contone.Data == nullptr && hasPixels) return false;
+  if (!hasPixels) return true;
+  if (contone.Data == nullptr) return false;
   const std::uint64_t bytes = std::uint64_t{ContonePlanesOf(*kernelData_)} * StrideOf(contone);
   return contone.RowBytes == 0 || contone.RowBytes >= bytes;
 }

@@ -290,19 +290,24 @@ TEST_F(HalftoneModule, ItsStateGoesOnWithThePage) {
 }
 
 // A row without pixels is a row all the same, whatever buffer stands behind it.
-TEST_F(HalftoneModule, NeedsNoDataForARowOfMargins) {
+TEST_F(HalftoneModule, NeedsNoPlanesForARowWithoutPixels) {
   harness.Start();
-  Start({.descriptor = 54, .width = 0, .leftMargin = 16});
-  harness.TakeSent();
   std::vector<unsigned char> data(64, 255);
   QCMYKContoneRaster raster;
-  for (unsigned char* pixels : {data.data(), static_cast<unsigned char*>(nullptr)}) {
-    raster.Data = pixels;
-    EXPECT_EQ(harness.Push(raster), 1u);
-    const auto sent = harness.TakeSent();
-    ASSERT_EQ(sent.size(), 1u);
-    EXPECT_EQ(sent[0].kind, kBinaryRasterMessage);
-    EXPECT_EQ(BitsIn(sent[0].data), 0);
+  for (const unsigned long width : {0ul, 40ul}) {
+    Start({.descriptor = 54, .width = width, .leftMargin = 16});
+    harness.TakeSent();
+    for (unsigned char* pixels : {data.data(), static_cast<unsigned char*>(nullptr)}) {
+      raster.Data = pixels;
+      raster.Width = static_cast<std::uint32_t>(width);
+      raster.RowBytes = 1;
+      raster.FirstPixel = raster.EndPixel = 10;
+      EXPECT_EQ(harness.Push(raster), 1u);
+      const auto sent = harness.TakeSent();
+      ASSERT_EQ(sent.size(), 1u);
+      EXPECT_EQ(sent[0].kind, kBinaryRasterMessage);
+      EXPECT_EQ(BitsIn(sent[0].data), 0);
+    }
   }
 }
 
