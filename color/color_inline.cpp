@@ -74,7 +74,8 @@ EColorInline& EColorInline::operator=(const EColorInline& other) {
   RowBuffer = other.RowBuffer;
   RgbFile.Close();
   converters_ = other.converters_;
-  pageIsReady_ = other.pageIsReady_ && tables_.AreThere() && (RowBuffer || !other.RowBuffer);
+  pageIsReady_ = other.pageIsReady_ && tables_.AreThere() && (RowBuffer || !other.RowBuffer) &&
+                 (PointsBuffer || !other.PointsBuffer);
   return *this;
 }
 
