@@ -176,7 +176,7 @@ class Comparison {
   std::uint32_t fastBytes_ = 0;
 };
 
-// Rows in any order, some of them twice, some clipped, some empty.
+// Rows in any order, some of them twice, whole or a little shorter, some clipped, some empty.
 void RunRandomRows(Comparison& comparison, std::uint32_t width, std::uint32_t stride, int rows,
                    Random& random) {
   std::vector<std::uint8_t> row;
@@ -191,6 +191,8 @@ void RunRandomRows(Comparison& comparison, std::uint32_t width, std::uint32_t st
       if (Below(random, 3) == 0) first = static_cast<std::uint32_t>(Below(random, width + 1));
       if (Below(random, 3) == 0) end = static_cast<std::uint32_t>(Below(random, width + 1));
       if (Below(random, 8) == 0) end = first;
+    } else if (Below(random, 2) == 0) {
+      end -= std::min(end, static_cast<std::uint32_t>(Below(random, 16)));
     }
     comparison.RunRow(row, random(), first, end);
     SCOPED_TRACE(testing::Message() << "row " << i << ", pixels " << first << ".." << end);

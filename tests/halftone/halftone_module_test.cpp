@@ -214,14 +214,15 @@ TEST_F(HalftoneModule, ReplacesAnOpenPage) {
 // A copy has the page for itself: from the same row on it places the same drops, whether or not the
 // original has ended the page, and it carries its own error.
 TEST_F(HalftoneModule, ItsCopiesGoOnWithThePage) {
+  constexpr unsigned kWidth = 2048;  // enough for segments
   harness.Start();
   for (const int descriptor : {8, 54, 106}) {
-    Start({.descriptor = descriptor, .width = 64});
-    std::vector<unsigned char> data(9 * 64);
+    Start({.descriptor = descriptor, .width = kWidth});
+    std::vector<unsigned char> data(9 * kWidth);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(37 * i);
     QCMYKContoneRaster raster;
     raster.Data = data.data();
-    raster.Width = raster.EndPixel = 64;
+    raster.Width = raster.EndPixel = kWidth;
     const auto rowsOf = [&](ZCOM::EObject& element) {
       std::vector<std::vector<unsigned char>> rows;
       for (raster.Row = 1; raster.Row < 5; ++raster.Row) {
@@ -250,14 +251,15 @@ TEST_F(HalftoneModule, ItsCopiesGoOnWithThePage) {
 // Another element goes on with the page as if it had seen the rows before, and states are equal
 // where the pages are.
 TEST_F(HalftoneModule, ItsStateGoesOnWithThePage) {
+  constexpr unsigned kWidth = 2048;  // enough for segments
   harness.Start();
   for (const int descriptor : {8, 54, 106, 109}) {
-    Start({.descriptor = descriptor, .width = 640});
-    std::vector<unsigned char> data(9 * 640);
+    Start({.descriptor = descriptor, .width = kWidth});
+    std::vector<unsigned char> data(9 * kWidth);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(37 * i);
     QCMYKContoneRaster raster;
     raster.Data = data.data();
-    raster.Width = raster.EndPixel = 640;
+    raster.Width = raster.EndPixel = kWidth;
     std::vector<unsigned char> last;
     const auto sendRows = [&](ZCOM::EObject& element, unsigned long first, unsigned long end) {
       for (raster.Row = first; raster.Row < end; ++raster.Row) element.DataArrived(&raster, 0);
