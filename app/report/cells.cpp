@@ -52,7 +52,11 @@ CellGrid MakeCellGrid(const PageShape& page, double finest, std::size_t most) {
 }
 
 CellGrid Coarser(const CellGrid& grid, std::uint32_t parts) {
-  return GridOf(grid.pageWidth, grid.pageHeight, grid.perInch / parts);
+  CellGrid coarse = GridOf(grid.pageWidth, grid.pageHeight, grid.perInch / parts);
+  // Which rounding would give one less, or more.
+  coarse.columns = (grid.columns + parts - 1) / parts;
+  coarse.rows = (grid.rows + parts - 1) / parts;
+  return coarse;
 }
 
 std::vector<Ink> InksOf(const PageShape& page) {

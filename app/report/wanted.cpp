@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "app/image/reader.h"
+#include "app/image/tags.h"
 #include "app/page/place.h"
 #include "app/page/placed_image.h"
 #include "app/support/failure.h"
@@ -234,7 +235,10 @@ WantedColours ReadWantedColours(const std::string& image, int page, const CellGr
     return static_cast<std::uint32_t>(std::max(1L, std::lround(inches * kSheetDpi)));
   };
   const Sheet sheet = {pixels(grid.pageWidth), pixels(grid.pageHeight), kSheetDpi, kSheetDpi};
-  const PlacedImage placed = OpenPlaced(OpenImage(image, page), sheet, placing);
+  PlacedImage placed = OpenPlaced(OpenImage(image, page), sheet, placing);
+  // The colours alone are judged.
+  constexpr std::size_t kTaggedBytes = 4;
+  if (placed.rows->BytesPerPixel() == kTaggedBytes) placed.rows = DropTags(std::move(placed.rows));
   const Placement& placement = placed.placement;
   WantedColours wanted;
   wanted.image = image;
