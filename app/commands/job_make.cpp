@@ -15,6 +15,7 @@
 #include "app/commands/job.h"
 #include "app/commands/print.h"
 #include "app/commands/print_settings.h"
+#include "app/commands/standard_input.h"
 #include "app/image/folder.h"
 #include "app/jobs/csv.h"
 #include "app/jobs/digest.h"
@@ -164,7 +165,8 @@ class JobMaker {
     const FileDigest digest = digests_.Of(input);
     page_.inputSha256 = digest.sha256;
     page_.inputBytes = digest.bytes;
-    options_.inputs = {input};
+    // "-" alone is the standard input.
+    options_.inputs = {input == StandardInput::kArgument ? "./-" : input};
     for (const PageEstimate& estimate : Estimates()) Add(estimate);
   }
 
