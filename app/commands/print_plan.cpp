@@ -262,7 +262,7 @@ bool WillPrintWhole(const PrintOptions& options, const std::string& colorTable) 
   const double scale = options.placing.scalePercent;
   const bool asLarge = (scale == 0 || scale == 100) && options.placing.margins.empty();
   return asLarge && !colorTable.empty() && options.inputs.size() == 1 && options.jobs == 1 &&
-         options.pages.empty() && options.onlyPage == 0 && options.copies == 1 &&
+         options.pages.empty() && options.onlyPage == 0 && options.copies <= 1 &&
          HasOwnPaper(options) && options.nup.empty();
 }
 

@@ -378,6 +378,9 @@ std::vector<DocumentPage> ListPostScript(OpenedDocument& document) {
   if (!output->Peek(1).empty()) {
     const auto stream = OpenPnmStream(std::move(output));
     while (stream->Next()) {
+      if (pages.size() == limits::kPages) {
+        throw Failure(fmt::format("{}: more than {} pages", document.path, limits::kPages));
+      }
       input.LimitWait(document.settings.pageSeconds);
       const ImageInfo& image = stream->Page().image;
       pages.push_back({image.width * kPointsPerInch / kListingDpi,
@@ -692,7 +695,11 @@ void Document::Expect(double horizontalDpi, double verticalDpi) {
 
 std::unique_ptr<PageStream> Document::Render(const Rendering& rendering) {
   const auto& pages = rendering.pages;
+  // Parts of a document are made by several threads.
+  static std::mutex taking;
+  std::unique_lock lock(taking);
   auto expected = std::exchange(opened_->expected, {});
+  lock.unlock();
   bool asExpected = expected.horizontalDpi == rendering.horizontalDpi * rendering.scale &&
                     expected.verticalDpi == rendering.verticalDpi * rendering.scale &&
                     pages.size() == opened_->pages && (rendering.ahead || pages.size() == 1);
