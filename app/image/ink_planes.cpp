@@ -139,6 +139,10 @@ class TiffInkPlanes : public InkPlanesReader {
   void Describe(TIFF* file, int directory) {
     const auto width = Field<std::uint32_t>(file, TIFFTAG_IMAGEWIDTH, 0);
     const auto height = Field<std::uint32_t>(file, TIFFTAG_IMAGELENGTH, 0);
+    if (Field<std::uint16_t>(file, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) !=
+        ORIENTATION_TOPLEFT) {
+      FailOfKind("its rows do not begin at the top left");
+    }
     const TiffResolution dpi = ResolutionOf(file);
     if (directory == 0) {
       CheckImageSize(info_.path, width, height);

@@ -186,8 +186,39 @@ class PngReader : public ImageReader {
     png_bytep data = nullptr;
     if (png_get_eXIf_1(png_, pngInfo_, &size, &data) != 0) {
       info_.orientation = ExifOrientation(data, size);
+      return;
     }
 #endif
+    const std::vector<std::uint8_t> behind = ExifBehindPixels();
+    info_.orientation = ExifOrientation(behind.data(), behind.size());
+  }
+
+  // The library gets there with the last row. Empty: there is none.
+  std::vector<std::uint8_t> ExifBehindPixels() const {
+    constexpr long kMark = 8, kCheckSum = 4;
+    constexpr std::uint32_t kMostExif = 65536;
+    std::vector<std::uint8_t> exif;
+    std::FILE* const file = file_.get();
+    std::fpos_t place;
+    if (std::fgetpos(file, &place) != 0) return exif;  // a pipe
+    std::uint8_t head[8];
+    bool found = false;
+    for (bool more = std::fseek(file, kMark, SEEK_SET) == 0;
+         more && !found && std::fread(head, 1, sizeof head, file) == sizeof head;) {
+      const std::uint32_t size = png_get_uint_32(head);
+      found = std::memcmp(head + 4, "eXIf", 4) == 0 && size <= kMostExif;
+      if (found) {
+        exif.resize(size);
+        exif.resize(std::fread(exif.data(), 1, size, file));
+      }
+      more = size <= PNG_UINT_31_MAX - kCheckSum &&
+             std::fseek(file, static_cast<long>(size) + kCheckSum, SEEK_CUR) == 0;
+    }
+    const bool failed = std::ferror(file) != 0;
+    const int problem = errno;
+    std::clearerr(file);
+    if (failed || std::fsetpos(file, &place) != 0) FailOfSystem(info_.path, problem);
+    return exif;
   }
 
   void Deinterlace() {

@@ -115,21 +115,19 @@ class SampleReader : public TiffReader {
     if (samples_.photometric == PHOTOMETRIC_SEPARATED) RefuseFurtherInks();
     if (palette) ReadPalette();
     info_.form.bits = !palette && (samples_.bits > 8) ? 16 : 8;
-    info_.form.alpha =
-        !palette && samples_.perPixel > colours &&
-        (samples_.extra == EXTRASAMPLE_ASSOCALPHA || samples_.extra == EXTRASAMPLE_UNASSALPHA);
+    info_.form.alpha = samples_.perPixel > colours && (samples_.extra == EXTRASAMPLE_ASSOCALPHA ||
+                                                       samples_.extra == EXTRASAMPLE_UNASSALPHA);
   }
 
   // Ink beyond C, M, Y and K would be missing on the page, and what the inks are is not known.
   void RefuseFurtherInks() const {
     const int inks = samples_.perPixel - samples_.extraCount;
     const auto inkSet = Field<std::uint16_t>(File(), TIFFTAG_INKSET, INKSET_CMYK);
-    const bool spare = samples_.extra == EXTRASAMPLE_UNSPECIFIED && samples_.extraCount > 0;
-    if (inks == 4 && inkSet == INKSET_CMYK && !spare) return;
+    if (inks == 4 && inkSet == INKSET_CMYK && !samples_.spare) return;
     throw Failure(
         fmt::format("{}: {} ink planes, which are no CMYK image (--separations prints "
                     "planes of the printhead's inks)",
-                    info_.path, spare ? samples_.perPixel : inks));
+                    info_.path, samples_.spare ? samples_.perPixel : inks));
   }
 
   void ReadPalette() {
@@ -171,12 +169,14 @@ class SampleReader : public TiffReader {
               samples_.photometric != PHOTOMETRIC_MINISWHITE &&
               samples_.photometric != PHOTOMETRIC_PALETTE &&
               samples_.photometric != PHOTOMETRIC_CIELAB &&
+              !(samples_.photometric == PHOTOMETRIC_ICCLAB && samples_.bits == 16) &&
               !(info_.form.alpha && samples_.extra == EXTRASAMPLE_ASSOCALPHA) &&
               static_cast<std::size_t>(rowBytes) == info_.RowBytes();
   }
 
   int UsedSamples() const {
-    return samples_.photometric == PHOTOMETRIC_PALETTE ? 1 : info_.form.Channels();
+    if (samples_.photometric != PHOTOMETRIC_PALETTE) return info_.form.Channels();
+    return info_.form.alpha ? 2 : 1;
   }
 
   void Convert(std::uint8_t* row) const {
@@ -216,6 +216,12 @@ class SampleReader : public TiffReader {
             samples_.bits == 8 ? shifted : std::min(shifted * 257 / 256, 65535u));
       }
     }
+    if (samples_.photometric == PHOTOMETRIC_ICCLAB && samples_.bits == 16) {
+      // As version 2 of the ICC's profiles has it: L* is 100 at 65280.
+      for (int i = 0; i < 3; ++i) {
+        pixel[i] = static_cast<std::uint16_t>(std::min(pixel[i] * 257u / 256, 65535u));
+      }
+    }
     if (!info_.form.alpha || samples_.extra != EXTRASAMPLE_ASSOCALPHA) return;
     const int colours = info_.form.ColourChannels();
     const std::uint32_t alpha = pixel[colours];
@@ -226,11 +232,25 @@ class SampleReader : public TiffReader {
     }
   }
 
+  // Behind a colour of the palette; gives the place of the next pixel.
+  std::uint8_t* AddAlpha(std::size_t x, std::uint8_t* behind) const {
+    const std::uint8_t* stored = stored_[samples_.separate ? 1 : 0].data();
+    const std::size_t step = static_cast<std::size_t>(samples_.perPixel);
+    std::uint16_t pixel[4];
+    for (int i = 0; i < 3; ++i) pixel[i] = static_cast<std::uint16_t>(257 * behind[i - 3]);
+    pixel[3] = WideSample(stored, samples_.separate ? x : x * step + 1, samples_);
+    Normalise(pixel);
+    for (int i = 0; i < 4; ++i) behind[i - 3] = static_cast<std::uint8_t>(pixel[i] >> 8);
+    return behind + 1;
+  }
+
   void ConvertPalette(std::uint8_t* row) const {
     const auto step = static_cast<std::size_t>(samples_.separate ? 1 : samples_.perPixel);
     for (std::size_t x = 0; x < info_.width; ++x) {
       const std::size_t index = PaletteIndex(stored_[0].data(), x * step, samples_.bits);
-      std::memcpy(row + 3 * x, palette_.data() + 3 * index, 3);
+      std::memcpy(row, palette_.data() + 3 * index, 3);
+      row += 3;
+      if (info_.form.alpha) row = AddAlpha(x, row);
     }
   }
 

@@ -303,7 +303,13 @@ TiffFile OpenTiffDirectory(const std::string& path, int directory) {
 }
 
 TiffFile OpenTiffPage(const std::string& path, int page) {
-  const toff_t place = pagePlaces.Find(path, page);
+  // From where going through the pages before costs as much as listing all.
+  constexpr int kFar = 16;
+  toff_t place = pagePlaces.Find(path, page);
+  if (place == 0 && page >= kFar) {
+    CountTiffPages(path);
+    place = pagePlaces.Find(path, page);
+  }
   if (place == 0) {
     TiffFile file = OpenTiffFile(path);
     GoToPage(file.get(), path, page);
@@ -353,6 +359,7 @@ Samples ReadSamples(TIFF* file) {
   if (TIFFGetFieldDefaulted(file, TIFFTAG_EXTRASAMPLES, &count, &kinds) != 0 && count > 0) {
     samples.extraCount = count;
     samples.extra = kinds[0];
+    samples.spare = std::find(kinds, kinds + count, EXTRASAMPLE_UNSPECIFIED) != kinds + count;
   }
   return samples;
 }

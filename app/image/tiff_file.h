@@ -62,6 +62,7 @@ struct Samples {
   bool separate = false;
   bool tiled = false;
   int extraCount = 0;  // samples behind the colours
+  bool spare = false;  // one of them is of no known kind
   int extra = 0;       // kind of the first sample behind the colours, EXTRASAMPLE_...
 };
 

@@ -65,7 +65,7 @@ class PlainStripRows : public StoredRows {
       done += static_cast<std::size_t>(count);
     }
     const auto bytes = static_cast<tmsize_t>(rowBytes_);
-    if (bits_ < 16 && reversed_) TIFFReverseBits(row, bytes);
+    if (reversed_) TIFFReverseBits(row, bytes);
     if (!TIFFIsByteSwapped(file_)) return;
     if (bits_ == 16) TIFFSwabArrayOfShort(reinterpret_cast<std::uint16_t*>(row), bytes / 2);
     if (bits_ == 32) TIFFSwabArrayOfLong(reinterpret_cast<std::uint32_t*>(row), bytes / 4);

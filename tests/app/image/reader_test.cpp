@@ -67,7 +67,8 @@ enum class Form {
   Multiplied,
   Cmyk,
   Palette,
-  PaletteAlpha
+  PaletteAlpha,
+  PaletteOver
 };
 
 int ColourOf(const TestImage& image, Form form, int x, int y, int c) {
@@ -91,6 +92,8 @@ int ColourOf(const TestImage& image, Form form, int x, int y, int c) {
       return static_cast<int>(std::lround((255.0 - sample(c)) * (255 - sample(3)) / 255));
     case Form::PaletteAlpha:
       return OverWhite(entry, index == 1 ? kPaletteAlpha : 255);
+    case Form::PaletteOver:
+      return OverWhite(entry, sample(1));
     default:
       return entry;
   }
@@ -158,13 +161,15 @@ TEST(ImageReader, ReadsEveryTiffForm) {
     int photometric, channels, bits, extra;
     Form form;
   } kForms[] = {
-      {0, 1, 1, -1, Form::Inverse}, {1, 1, 1, -1, Form::Grey},    {1, 1, 4, -1, Form::Grey},
-      {0, 1, 8, -1, Form::Inverse}, {1, 1, 16, -1, Form::Grey},   {2, 3, 8, -1, Form::Rgb},
-      {2, 3, 16, -1, Form::Rgb},    {2, 4, 8, 2, Form::RgbAlpha}, {3, 1, 2, -1, Form::Palette},
-      {5, 4, 8, -1, Form::Cmyk},    {5, 4, 16, -1, Form::Cmyk},   {2, 4, 8, 0, Form::Rgb},
+      {0, 1, 1, -1, Form::Inverse},    {1, 1, 1, -1, Form::Grey},    {1, 1, 4, -1, Form::Grey},
+      {0, 1, 8, -1, Form::Inverse},    {1, 1, 16, -1, Form::Grey},   {2, 3, 8, -1, Form::Rgb},
+      {2, 3, 16, -1, Form::Rgb},       {2, 4, 8, 2, Form::RgbAlpha}, {3, 1, 2, -1, Form::Palette},
+      {5, 4, 8, -1, Form::Cmyk},       {5, 4, 16, -1, Form::Cmyk},   {2, 4, 8, 0, Form::Rgb},
+      {3, 2, 2, 2, Form::PaletteOver},
   };
   const TiffOptions kStorage[] = {
       {.compression = kNone},
+      {.compression = kNone, .lowBitFirst = true},
       {.compression = kNone, .separate = true, .rowsPerStrip = 5, .bigEndian = true},
       {.compression = kLzw, .rowsPerStrip = 7, .bigEndian = true},
       {.compression = kLzw, .separate = true},
@@ -232,7 +237,9 @@ TEST(ImageReader, TurnsAnImageAsItsOrientationSays) {
     SCOPED_TRACE(orientation);
     WriteTiff(folder.File("image.tif"), image, {.photometric = 2, .orientation = orientation});
     WriteJpeg(folder.File("image.jpg"), image, false, orientation);
+    WritePng(folder.File("image.png"), image, {.orientation = orientation});
     EXPECT_EQ(OpenImage(folder.File("image.jpg"))->Info().orientation, orientation);
+    EXPECT_EQ(OpenImage(folder.File("image.png"))->Info().orientation, orientation);
 
     auto reader = OpenImage(folder.File("image.tif"));
     ASSERT_EQ(reader->Info().orientation, orientation);

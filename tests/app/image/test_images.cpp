@@ -42,6 +42,18 @@ TestImage MakeImage(int width, int height, int channels, int bits,
   return image;
 }
 
+namespace {
+
+// EXIF data that say this alone, behind the mark that JPEG has in front of them.
+std::vector<std::uint8_t> ExifOf(int orientation) {
+  return {
+      'E', 'x', 'i', 'f', 0,    0, 'M', 'M', 0, 42, 0, 0, 0,
+      8,   0,   1,   1,   0x12, 0, 3,   0,   0, 0,  1, 0, static_cast<std::uint8_t>(orientation),
+      0,   0,   0,   0,   0,    0};
+}
+
+}  // namespace
+
 void WritePng(const std::string& path, const TestImage& image, const PngOptions& options) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
@@ -71,6 +83,11 @@ void WritePng(const std::string& path, const TestImage& image, const PngOptions&
   for (auto& row : rows) pointers.push_back(row.data());
   png_write_info(png, info);
   png_write_image(png, pointers.data());
+  if (options.orientation != 0) {
+    std::vector<std::uint8_t> exif = ExifOf(options.orientation);
+    exif.erase(exif.begin(), exif.begin() + 6);
+    png_write_chunk(png, reinterpret_cast<png_const_bytep>("eXIf"), exif.data(), exif.size());
+  }
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);
   std::fclose(file);
@@ -128,6 +145,7 @@ void WriteTiff(const std::string& path, const TestImage& image, const TiffOption
   TIFFSetField(tiff, TIFFTAG_ORIENTATION, options.orientation);
   TIFFSetField(tiff, TIFFTAG_PLANARCONFIG,
                options.separate ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+  if (options.lowBitFirst) TIFFSetField(tiff, TIFFTAG_FILLORDER, FILLORDER_LSB2MSB);
   if (options.reduced) TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, FILETYPE_REDUCEDIMAGE);
   if (options.extraSample >= 0) {
     const std::uint16_t kind[1] = {static_cast<std::uint16_t>(options.extraSample)};
@@ -181,10 +199,8 @@ void WriteJpeg(const std::string& path, const TestImage& image, bool progressive
   if (progressive) jpeg_simple_progression(&jpeg);
   jpeg_start_compress(&jpeg, TRUE);
   if (exifOrientation != 0) {
-    std::uint8_t exif[] = {'E', 'x',  'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1,
-                           1,   0x12, 0,   3,   0, 0, 0,   1,   0, 0,  0, 0, 0, 0, 0, 0};
-    exif[25] = static_cast<std::uint8_t>(exifOrientation);
-    jpeg_write_marker(&jpeg, JPEG_APP0 + 1, exif, sizeof exif);
+    const std::vector<std::uint8_t> exif = ExifOf(exifOrientation);
+    jpeg_write_marker(&jpeg, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));
   }
   for (int y = 0; y < image.height; ++y) {
     std::vector<std::uint8_t> row = image.PackedRow(y, true);

@@ -35,6 +35,7 @@ struct PngOptions {
   std::vector<std::uint8_t> profile = {};
   double gamma = 0;
   bool srgbPrimaries = false;  // says so beside the gamma
+  int orientation = 0;         // in EXIF data behind the pixels; 0: none
 };
 void WritePng(const std::string& path, const TestImage& image, const PngOptions& options);
 
@@ -47,6 +48,7 @@ struct TiffOptions {
   int tile = 0;          // pixels along a side; 0: strips
   int rowsPerStrip = 0;  // 0: one strip
   bool bigEndian = false;
+  bool lowBitFirst = false;
   std::vector<std::uint8_t> palette = {};  // R, G, B
   bool append = false;                     // one more page
   bool reduced = false;                    // marked as a reduced copy
