@@ -47,8 +47,9 @@ int Compare(const CompareOptions& options) {
   const int media = (typed != 0 ? typed : first.Shape().mediaType) - 1;
   const PrintComparison comparison = ComparePrints(first, second, inks, media);
   if (!options.quiet || options.json) {
-    WriteStandardOutput(options.json ? ComparisonJson(comparison, options.first, options.second)
-                                     : ComparisonText(comparison, options.first, options.second));
+    WriteReportBeside(IsStandardOutput(options.output), options.json,
+                      options.json ? ComparisonJson(comparison, options.first, options.second)
+                                   : ComparisonText(comparison, options.first, options.second));
   }
   if (comparison.Equal()) return 0;
   if (!options.output.empty() && comparison.otherForm.empty()) {

@@ -91,8 +91,9 @@ class Reporter {
         static_cast<Movement*>(library_.CreateObject("CorvaneMovement")));
     check.feed = CheckFeed(*movement, shape, head_);
     if (page != nullptr) page->Append(ReportPage(check, colours, settings.inks, settings.media));
-    if (options_.text) WriteStandardOutput(PressCheckText(check));
-    if (options_.json) WriteStandardOutput(PressCheckJson(check));
+    const bool taken = IsStandardOutput(options_.output);
+    if (options_.text) WriteReportBeside(taken, false, PressCheckText(check));
+    if (options_.json) WriteReportBeside(taken, true, PressCheckJson(check));
   }
 
  private:

@@ -138,7 +138,8 @@ void PreviewSink::StartPage(const PageShape& page) {
   const double dpi = settings_.dpi > 0 ? settings_.dpi : settings_.zoom ? kZoomDpi : kPageDpi;
   if (dpi > limits::kPreviewDpi ||
       std::max(window.width, window.height) * dpi > limits::kPreviewSide) {
-    throw Failure(fmt::format("a preview of {:.0f} x {:.0f} mm at {:.0f} dpi is too large",
+    throw Failure(fmt::format("{}a preview of {:.0f} x {:.0f} mm at {:.0f} dpi is too large",
+                              page.title.empty() ? "" : page.title + ": ",
                               window.width * kMillimetresPerInch,
                               window.height * kMillimetresPerInch, dpi));
   }
