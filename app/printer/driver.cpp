@@ -215,17 +215,25 @@ class DeviceJob {
       throw Failure(
           fmt::format("the server has ended {} times while it printed this job", kMostAttempts));
     }
+    Convert(options);
+  }
+
+  // Pages have these options from here on. Throws Failure.
+  void Convert(const pappl_pr_options_t& options) {
     const PrintHead* head = FindPrintHead(papplPrinterGetDriverName(printer_));
     if (head == nullptr) throw Failure("the printer's driver is not known");
     PrintOptions print = OptionsFor(*head, WishesOf(options));
     print.colorTable = service_.colorTable;
     output_->Convert(print);
+    colourMode_ = options.print_color_mode;
   }
+  pappl_color_mode_t ColourMode() const { return colourMode_; }
 
   void Print(PageJob page, PageStream* stream) {
     try {
       output_->Print(std::move(page), stream, [this] {
         TellOfFirstRow();
+        TakeInk();
         return papplJobIsCanceled(job_);
       });
     } catch (...) {
@@ -263,7 +271,9 @@ class DeviceJob {
     } catch (...) {
       reason_ = "the server is ending";
     }
-    if (papplJobIsCanceled(job_)) return;
+    if (WasCancelled()) reason_ = kCanceled;
+    if (WasCancelled()) return;
+    if (reason_ == kCanceled) reason_ = "the job's data have ended, or are damaged";
     const std::string line = Printable(reason_);
     papplJobSetMessage(job_, "%s", line.c_str());
     papplLogJob(job_, PAPPL_LOGLEVEL_ERROR, "%s", line.c_str());
@@ -281,16 +291,26 @@ class DeviceJob {
 
   // False when not all of it was printed.
   bool Finish() {
-    // What a command was given of a job that has failed is its own.
-    const bool waits = failed_ && reason_ != kCanceled;
+    if (!failed_ && papplJobGetState(job_) == IPP_JSTATE_ABORTED) {
+      Fail(std::make_exception_ptr(OutputJob::Cancelled{}));
+    }
+    const auto isCancelled = [this] {
+      TakeInk();
+      return WasCancelled();
+    };
     try {
-      output_->Deliver([&] { return !waits && papplJobIsCanceled(job_); });
+      if (!failed_) output_->RepeatSet(isCancelled);
     } catch (...) {
       Fail(std::current_exception());
     }
-    // The framework takes a job that it has to abort for a canceled one, too.
-    const bool cancelled = failed_ ? reason_ == kCanceled : papplJobIsCanceled(job_);
-    WithAccount([](InkAccount& account) { account.Save(); });
+    try {
+      // What a command was given of a job that has failed is its own.
+      output_->Deliver(isCancelled);
+    } catch (...) {
+      Fail(std::current_exception());
+    }
+    TakeInk();
+    const bool cancelled = failed_ ? reason_ == kCanceled : WasCancelled();
     if (!failed_ && !cancelled) Remark(accountProblem_);
     try {
       output_->Finish(cancelled ? kCanceled
@@ -322,7 +342,16 @@ class DeviceJob {
 
   void TakeInk() {
     const std::vector<InkUse> uses = output_->TakeInkUse();
-    WithAccount([&](InkAccount& account) { account.Take(uses); });
+    if (uses.empty()) return;
+    WithAccount([&](InkAccount& account) {
+      account.Take(uses);
+      account.Save();
+    });
+  }
+
+  // The framework takes a job that it has to abort for a canceled one, too.
+  bool WasCancelled() const {
+    return papplJobIsCanceled(job_) && papplJobGetState(job_) != IPP_JSTATE_ABORTED;
   }
 
   // In the thread that prints, once the row has gone through the chain.
@@ -342,6 +371,10 @@ class DeviceJob {
     description.user = papplJobGetUsername(job_);
     description.format = papplJobGetFormat(job_);
     description.copies = std::clamp(options.copies, 1, 999);
+    const char* const handling =
+        ippGetString(papplJobGetAttribute(job_, "multiple-document-handling"), 0, nullptr);
+    description.collated =
+        handling != nullptr && std::string_view(handling) == "separate-documents-collated-copies";
     description.numberUp = NumberUpOf(options);
     description.options = OptionTexts(options);
     return description;
@@ -352,6 +385,7 @@ class DeviceJob {
   PrinterService& service_;
   DeviceReceiver receiver_;
   std::optional<OutputJob> output_;
+  pappl_color_mode_t colourMode_ = PAPPL_COLOR_MODE_AUTO;
   bool failed_ = false;
   std::string reason_, accountProblem_;
   std::optional<Clock::time_point> rowCame_;  // set before the printing thread can get the row
@@ -429,6 +463,10 @@ bool Guarded(pappl_job_t* job, const Work& work) {
     work();
     return true;
   } catch (const std::exception& failure) {
+    if (dynamic_cast<const OutputFailure*>(&failure) != nullptr) {
+      papplPrinterSetReasons(papplJobGetPrinter(job), PAPPL_PREASON_SPOOL_AREA_FULL,
+                             PAPPL_PREASON_NONE);
+    }
     papplJobSetMessage(job, "%s", Printable(failure.what()).c_str());
     papplLogJob(job, PAPPL_LOGLEVEL_ERROR, "%s", Printable(failure.what()).c_str());
   } catch (...) {
@@ -455,6 +493,8 @@ bool StartJob(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t* dev
 bool StartPage(pappl_job_t* job, pappl_pr_options_t* options, pappl_device_t*, unsigned page) {
   RasterJob* raster = RasterJobOf(job);
   try {
+    // Where the job does not say, the page's own colours do.
+    if (options->print_color_mode != raster->job.ColourMode()) raster->job.Convert(*options);
     raster->page = std::make_unique<ArrivingPage>(
         raster->job,
         PageOfRaster(options->header, fmt::format("job {}, page {}", papplJobGetID(job), page)));

@@ -22,6 +22,7 @@
 
 #include "app/printer/devices.h"
 #include "app/printer/driver.h"
+#include "app/printer/printed_jobs.h"
 #include "app/printer/queue_state.h"
 #include "app/printer/web_page.h"
 #include "app/support/failure.h"
@@ -109,6 +110,42 @@ void RefillCartridges(const std::string& inks, PrinterService& service, int prin
   if (!inks.empty()) service.AccountOf(printer).Save();
 }
 
+// The printer of the server's folder.
+void SetUpPrinter(pappl_system_t* system, const ServerOptions& options, const std::string& uri) {
+  const std::string head = options.Text("head"),
+                    resource = std::string("/ipp/print/") + kPrinterName;
+  pappl_printer_t* printer = papplSystemFindPrinter(system, resource.c_str(), 0, nullptr);
+  if (printer != nullptr) {
+    const std::string has = papplPrinterGetDriverName(printer);
+    if (head.empty() || head == has) return;
+    throw Failure(fmt::format("head={}: the printer {} has {}; delete it to make it anew", head,
+                              kPrinterName, has));
+  }
+  const char* const made = head.empty() ? "corvane-7" : head.c_str();
+  // The default one may have been another one, that is gone.
+  const bool isDefault = papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr;
+  printer = papplPrinterCreate(system, 0, kPrinterName, made, nullptr, uri.c_str());
+  if (printer == nullptr)
+    throw Failure(fmt::format("{}: no printer with this head can be made", made));
+  if (isDefault) papplSystemSetDefaultPrinterID(system, papplPrinterGetID(printer));
+}
+
+// Jobs that were being printed when the server ended, and are not printed again.
+void EndJobsOf(pappl_printer_t* printer, void* data) {
+  const auto& service = *static_cast<const PrinterService*>(data);
+  const std::string uri = papplPrinterGetDeviceURI(printer);
+  if (!IsFolderDevice(uri)) return;
+  try {
+    EndInterruptedJobs(
+        FolderOfDevice(uri, service.rights), papplPrinterGetName(printer), [&](int job) {
+          pappl_job_t* const waiting = papplPrinterFindJob(printer, job);
+          return waiting != nullptr && papplJobGetState(waiting) < IPP_JSTATE_STOPPED;
+        });
+  } catch (const Failure& failure) {
+    Complain(failure.what());
+  }
+}
+
 pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service) {
   service.stateFolder = StateFolder(options);
   fs::create_directories(service.stateFolder / "spool");
@@ -153,17 +190,8 @@ pappl_system_t* MakeSystem(const ServerOptions& options, PrinterService& service
   if (!papplSystemLoadState(system, queue.state.c_str()) && fs::exists(queue.state)) {
     throw Failure(queue.state.string() + ": cannot be read");
   }
-  if (!folder.empty() && papplSystemFindPrinter(system, "/ipp/print", 0, nullptr) == nullptr) {
-    const std::string head = options.Text("head", "corvane-7");
-    const std::string uri = DeviceOfFolder(service.rights.folder);
-    pappl_printer_t* printer =
-        papplPrinterCreate(system, 0, kPrinterName, head.c_str(), nullptr, uri.c_str());
-    if (printer == nullptr) {
-      throw Failure(head + ": no printer with this head can be made");
-    }
-    // Which may have been another one, that is gone.
-    papplSystemSetDefaultPrinterID(system, papplPrinterGetID(printer));
-  }
+  if (!folder.empty()) SetUpPrinter(system, options, DeviceOfFolder(service.rights.folder));
+  papplSystemIteratePrinters(system, &EndJobsOf, &service);
   RefillCartridges(options.Text("new-cartridges"), service, papplSystemGetDefaultPrinterID(system));
   KeepQueue(system, queue);
   ResumePrinters(system);

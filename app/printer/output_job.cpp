@@ -116,26 +116,43 @@ void OutputJob::Print(PageJob page, PageStream* stream, const std::function<bool
   DeliverCopies(path, sheet, isCancelled);
 }
 
-// Gives each copy of the sheet its own file, or the device each of them.
 void OutputJob::DeliverCopies(const fs::path& path, const PrintedSheet& sheet,
                               const std::function<bool()>& isCancelled) {
+  if (description_.collated && description_.copies > 1) {
+    DeliverSheet(path, sheet, pages_, 1, isCancelled);
+    set_.emplace_back(path, sheet);
+    return;
+  }
   for (int copy = 1; copy <= description_.copies; ++copy) {
-    if (isCancelled()) throw Cancelled{};
-    const std::string name = fmt::format("sheet-{:04}.tif", Sheets() + 1);
-    if (receiver_ != nullptr) {
-      receiver_->Take(path, isCancelled);
-    } else if (copy > 1) {
-      std::error_code error;
-      fs::remove(folder_ / name, error);
-      fs::create_hard_link(path, folder_ / name, error);
-      if (error) throw OutputFailure((folder_ / name).string() + ": " + error.message());
-    }
-    sheets_.push_back({name, pages_, copy, sheet.shape.planes[0].width, sheet.shape.rows});
-    AddUses(sheet.inkUse, inkUse_);
-    AddUses(sheet.inkUse, newInkUse_);
+    DeliverSheet(path, sheet, pages_, copy, isCancelled);
   }
   std::error_code ignored;
   if (receiver_ != nullptr) fs::remove(path, ignored);
+}
+
+void OutputJob::RepeatSet(const std::function<bool()>& isCancelled) {
+  for (int copy = 2; copy <= description_.copies; ++copy) {
+    int page = 0;
+    for (const auto& [path, sheet] : set_) DeliverSheet(path, sheet, ++page, copy, isCancelled);
+  }
+}
+
+// Gives a copy of the sheet its own file, or the device the sheet.
+void OutputJob::DeliverSheet(const fs::path& path, const PrintedSheet& sheet, int page, int copy,
+                             const std::function<bool()>& isCancelled) {
+  if (isCancelled()) throw Cancelled{};
+  const std::string name = fmt::format("sheet-{:04}.tif", Sheets() + 1);
+  if (receiver_ != nullptr) {
+    receiver_->Take(path, isCancelled);
+  } else if (copy > 1) {
+    std::error_code error;
+    fs::remove(folder_ / name, error);
+    fs::create_hard_link(path, folder_ / name, error);
+    if (error) throw OutputFailure((folder_ / name).string() + ": " + error.message());
+  }
+  sheets_.push_back({name, page, copy, sheet.shape.planes[0].width, sheet.shape.rows});
+  AddUses(sheet.inkUse, inkUse_);
+  AddUses(sheet.inkUse, newInkUse_);
 }
 
 void OutputJob::Write(const std::string& state, const std::string& reason) const {

@@ -25,7 +25,8 @@ struct JobDescription {
   std::int64_t created = 0;  // seconds since 1970; tells jobs of one number apart
   std::string name, user, format;
   int copies = 1;
-  int numberUp = 1;                                          // pages on a sheet, of a document
+  bool collated = false;  // set after set; else the copies of a sheet follow it
+  int numberUp = 1;       // pages on a sheet, of a document
   std::vector<std::pair<std::string, std::string>> options;  // that count, by the protocol's names
 };
 
@@ -61,15 +62,18 @@ class OutputJob {
   // How pages are converted; to be said before the first one. Throws Failure.
   void Convert(const PrintOptions& options);
 
-  // Prints a page, once for each copy of the job. `page` has its image or stream, paper and scale;
-  // `isCancelled` is asked between rows and copies, and its yes throws Cancelled. A page that fails
-  // leaves no sheet.
+  // Prints a page, once for each copy of the job that is not collated. `page` has its image or
+  // stream, paper and scale; `isCancelled` is asked between rows and copies, and its yes throws
+  // Cancelled. A page that fails leaves no sheet.
   void Print(PageJob page, PageStream* stream, const std::function<bool()>& isCancelled);
+
+  // Behind the last page: delivers the set as often as collated copies are wanted, in the same way.
+  void RepeatSet(const std::function<bool()>& isCancelled);
 
   // The ink of all copies that were delivered since it was asked last.
   std::vector<InkUse> TakeInkUse() { return std::exchange(newInkUse_, {}); }
 
-  // Behind the last page: has the device take all. Throws as its receiver does.
+  // Behind the last copy: has the device take all. Throws as its receiver does.
   void Deliver(const std::function<bool()>& isCancelled) {
     if (receiver_ != nullptr) receiver_->Finish(isCancelled);
   }
@@ -97,6 +101,8 @@ class OutputJob {
   void Write(const std::string& state, const std::string& reason) const;
   void DeliverCopies(const std::filesystem::path& path, const PrintedSheet& sheet,
                      const std::function<bool()>& isCancelled);
+  void DeliverSheet(const std::filesystem::path& path, const PrintedSheet& sheet, int page,
+                    int copy, const std::function<bool()>& isCancelled);
 
   JobDescription description_;
   SheetReceiver* receiver_;
@@ -105,6 +111,7 @@ class OutputJob {
   std::filesystem::path folder_;
   int attempt_ = 1;
   int pages_ = 0;
+  std::vector<std::pair<std::filesystem::path, PrintedSheet>> set_;  // of a job that is collated
   std::vector<Sheet> sheets_;
   std::vector<InkUse> inkUse_, newInkUse_;
 };

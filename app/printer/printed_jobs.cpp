@@ -11,6 +11,8 @@
 #include "app/support/failure.h"
 #include "app/support/json.h"
 #include "app/support/markup.h"
+#include "app/support/message.h"
+#include "app/support/output_stage.h"
 
 namespace corvane {
 namespace {
@@ -93,6 +95,27 @@ std::vector<PrintedJob> LastJobs(const fs::path& folder, const std::string& prin
     }
   }
   return jobs;
+}
+
+void EndInterruptedJobs(const fs::path& folder, const std::string& printer,
+                        const std::function<bool(int job)>& isWaiting) {
+  constexpr std::size_t kMostLookedAt = 100;  // of any number
+  std::vector<fs::path> folders = JobFolders(folder);
+  folders.resize(std::min(folders.size(), kMostLookedAt));
+  for (const fs::path& path : folders) {
+    try {
+      nlohmann::json told = ReadJsonFile(path / "job.json");
+      if (told.at("printer") != printer || told.at("state") != "processing") continue;
+      if (isWaiting(told.at("job").get<int>())) continue;
+      told["state"] = "aborted";
+      told["reason"] = "the server has ended";
+      WriteOutput(path / "job.json", JsonText(told) + "\n");
+    } catch (const Failure& failure) {
+      Complain(failure.what());
+    } catch (const nlohmann::json::exception&) {
+      // It is somebody else's.
+    }
+  }
 }
 
 std::string JobsAsHtml(const std::vector<PrintedJob>& jobs, const std::string& thumbnails) {

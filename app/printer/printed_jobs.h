@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,11 @@ struct PrintedJob {
 // readable job.json are left out.
 std::vector<PrintedJob> LastJobs(const std::filesystem::path& folder, const std::string& printer,
                                  std::size_t most);
+
+// Of the last jobs of that printer which job.json tells to be printed, ends those that are not
+// waited for, as "aborted": the server has ended with them.
+void EndInterruptedJobs(const std::filesystem::path& folder, const std::string& printer,
+                        const std::function<bool(int job)>& isWaiting);
 
 // Whether this is how job folders are named.
 bool IsJobFolder(std::string_view name);

@@ -148,6 +148,38 @@ std::string ReadState(Descriptor pipe, const std::string& name) {
   return text;
 }
 
+// The framework writes a job's name and its user's as they come, and reads one line of at most 2047
+// bytes after the other: a line's end within a value, or a longer line, would end the queue there.
+std::string WithWholeLines(std::string_view state) {
+  constexpr std::size_t kMostValue = 500;
+  std::string lines;
+  bool isJob = false, isQuoted = false, fits = true;
+  std::size_t valueBytes = 0;
+  for (std::size_t i = 0; i < state.size(); ++i) {
+    if (!isQuoted && (lines.empty() || lines.back() == '\n')) {
+      isJob = state.substr(i).starts_with(kJob);
+    }
+    const bool isEscape = isJob && isQuoted && state[i] == '\\' && i + 1 < state.size();
+    const std::string_view text = state.substr(i, isEscape ? 2 : 1);
+    if (isEscape) ++i;
+    if (isJob && text == "\"") {
+      isQuoted = !isQuoted;
+      valueBytes = 0;
+    } else if (isJob && isQuoted) {
+      const bool goesOn = (static_cast<unsigned char>(text[0]) & 0xC0) == 0x80;  // a character
+      if (!goesOn) fits = valueBytes + 4 <= kMostValue;
+      if (!fits) continue;
+      valueBytes += text.size();
+      if (text == "\n" || text == "\r") {
+        lines += ' ';
+        continue;
+      }
+    }
+    lines += text;
+  }
+  return lines;
+}
+
 // The state as the framework writes it, which does not look whether a disk takes what it writes:
 // what is written into a pipe arrives, or the reading thread says why not.
 std::string StateOf(pappl_system_t* system, const fs::path& file) {
@@ -165,7 +197,7 @@ std::string StateOf(pappl_system_t* system, const fs::path& file) {
     throw Failure(file.string() + ": the framework does not write it");
   }
   text.pop_back();
-  return text;
+  return WithWholeLines(text);
 }
 
 bool Save(pappl_system_t* system, void* data) {

@@ -190,6 +190,10 @@ def test_copies(printer, files):
     count = len(printer.jobs())
     printer.send(files["pdf"], "application/pdf", "ATTR rangeOfInteger page-ranges 2-3")
     check(len(printer.told(printer.last(count + 1))["sheets"]) == 2, "a range of two pages is two sheets")
+    printer.send(files["pdf"], "application/pdf", "ATTR integer copies 2\n"
+                 "ATTR keyword multiple-document-handling separate-documents-collated-copies")
+    told = [(sheet["page"], sheet["copy"]) for sheet in printer.told(printer.last(count + 2))["sheets"]]
+    check(told == [(1, 1), (2, 1), (3, 1), (1, 2), (2, 2), (3, 2)], "collated copies come set by set")
 
 
 def test_number_up(printer, files):
@@ -434,8 +438,8 @@ def send_through_kills(printer, file, count, answered):
 
 def test_cut_options(printer, files):
     count = len(printer.jobs())
-    for _ in range(3):
-        printer.send(files["pdf"], "application/pdf", "ATTR integer copies 2")
+    for name in "two\nlines", "long " * 200, "a job":
+        printer.send(files["pdf"], "application/pdf", "ATTR integer copies 2", name=name)
     printer.kill()
     cut = list((printer.state / "spool").glob("*.ipp"))
     for file in cut:
@@ -444,7 +448,7 @@ def test_cut_options(printer, files):
     while len(jobs := printer.jobs()[count:]) < 3 or any(printer.told(job)["state"] != "completed" for job in jobs):
         time.sleep(0.05)
     check(cut and all(len(printer.told(job)["sheets"]) == 6 for job in jobs),
-          "jobs keep options that were cut short while they were saved")
+          "jobs keep options that were cut short while they were saved, however they are called")
 
 
 def test_kills(printer, files):

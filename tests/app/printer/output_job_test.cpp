@@ -39,7 +39,7 @@ class OutputJobTest : public testing::Test {
 
   OutputJobTest() : photo_(folder_.File("photo.png")) {
     WritePng(photo_, MakeImage(kWidth, kHeight, 3, 8, Level), {.colourType = 2});
-    description_ = {"Corvane", 7, 1000, "a/../name\x1b", "user", "image/png", 1, 1, {}};
+    description_ = {"Corvane", 7, 1000, "a/../name\x1b", "user", "image/png", 1, false, 1, {}};
   }
 
   PageJob Page() const {
