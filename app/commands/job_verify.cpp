@@ -13,6 +13,7 @@
 #include "app/support/failure.h"
 #include "app/support/message.h"
 #include "app/support/output_stage.h"
+#include "app/support/work_folder.h"
 
 namespace corvane {
 namespace {
@@ -49,7 +50,7 @@ class JobVerifier {
       std::error_code problem;
       for (fs::directory_iterator at(folder, problem), end; !problem && at != end;
            at.increment(problem)) {
-        if (!names.contains(at->path().filename())) {
+        if (!names.contains(at->path().filename()) && !WorkFolder::IsNamedAsOne(at->path())) {
           Complain(at->path(), "is of no page of the job");
         }
       }

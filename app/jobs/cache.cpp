@@ -73,9 +73,9 @@ fs::path PageCache::EntryOf(const JobPage& page) const {
 
 std::optional<PageRecord> PageCache::Take(const JobPage& page, const fs::path& output) const {
   const fs::path entry = EntryOf(page);
-  std::optional<PageRecord> record = ReadRecord(WithEnding(entry, ".json"));
-  if (!record) return std::nullopt;
   try {
+    std::optional<PageRecord> record = ReadRecord(WithEnding(entry, ".json"));
+    if (!record) return std::nullopt;
     for (const OutputDigest& file : record->files) {
       if (DigestOfFile(WithEnding(entry, file.name)).sha256 != file.sha256) {
         throw Failure("the cache holds other bytes");

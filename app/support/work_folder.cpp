@@ -201,6 +201,10 @@ bool WorkFolder::TryMake() {
 
 bool WorkFolder::IsLock(const fs::path& file) { return file.filename() == kLockName; }
 
+bool WorkFolder::IsNamedAsOne(const fs::path& folder) {
+  return folder.filename().string().starts_with(kPrefix);
+}
+
 WorkFolder::~WorkFolder() {
   Forget();
   // Closed first: a network file system keeps an open file under another name.

@@ -29,6 +29,8 @@ class WorkFolder : private Cleaner {
   const std::filesystem::path& Path() const { return path_; }
   // Whether a file in it is the one that keeps it.
   static bool IsLock(const std::filesystem::path& file);
+  // Whether a folder is called as one.
+  static bool IsNamedAsOne(const std::filesystem::path& folder);
 
   // A path in it that was not given before.
   std::filesystem::path NextPath() { return path_ / std::to_string(++given_); }
