@@ -57,10 +57,11 @@ class Tokens {
   void SkipBlank() {
     while (at_ < text_.size() && (IsSpace(text_[at_]) || text_[at_] == '#')) {
       if (text_[at_] == '#') {
-        while (at_ < text_.size() && text_[at_] != '\n') ++at_;
+        while (at_ < text_.size() && text_[at_] != '\n' && text_[at_] != '\r') ++at_;
         continue;
       }
-      if (text_[at_] == '\n') {
+      const bool alone = text_[at_] == '\r' && !text_.substr(at_ + 1).starts_with('\n');
+      if (text_[at_] == '\n' || alone) {
         ++line_;
         lineStarts_ = true;
       }
@@ -69,9 +70,8 @@ class Tokens {
   }
 
   void ReadQuoted(Token& token) {
-    const std::size_t end = text_.find('"', at_ + 1);
-    const std::size_t newline = text_.find('\n', at_);
-    if (end == std::string_view::npos || newline < end) {
+    const std::size_t end = text_.find_first_of("\"\r\n", at_ + 1);
+    if (end == std::string_view::npos || text_[end] != '"') {
       Fail(token, "a quotation mark is missing");
     }
     token.text = text_.substr(at_ + 1, end - at_ - 1);

@@ -245,21 +245,33 @@ Columns FindColumns(const CgatsTable& table, const std::string& name) {
   return columns;
 }
 
-// Colours are to be those under D50, seen by the observer of 1931.
-void CheckConditions(const CgatsTable& table, const std::string& name) {
-  const auto refuse = [&](const char* keyword, const std::string& value) {
+// Whether a keyword tells of another light than D50, or of the observer of 1964.
+bool TellsOfOthers(std::string_view keyword, std::string_view value) {
+  constexpr std::string_view kAmong[] = {
+      "D65",   "D55",    "D75",    "ILLUMINANT, A",    "Illumination=A",
+      "10deg", "10_deg", "10 deg", "ObserverAngle=10", "1964"};
+  constexpr std::string_view kLights[] = {"A", "B", "C", "E", "F2", "F7", "F8", "F11"};
+  if (keyword.starts_with("OBSERVER") && (value == "10" || value.starts_with("10\xc2\xb0"))) {
+    return true;
+  }
+  if (keyword.starts_with("ILLUMINA") && std::ranges::find(kLights, value) != std::end(kLights)) {
+    return true;
+  }
+  return std::ranges::any_of(
+      kAmong, [&](std::string_view other) { return value.find(other) != value.npos; });
+}
+
+// Colours are to be those under D50, seen by the observer of 1931. Of spectra they are computed so.
+void CheckConditions(const CgatsTable& table, const Columns& columns, const std::string& name) {
+  constexpr std::string_view kKeywords[] = {
+      "ILLUMINANT",         "ILLUMINATION", "ILLUMINATION_NAME", "WEIGHTING_FUNCTION",
+      "MEASUREMENT_SOURCE", "OBSERVER",     "OBSERVER_ANGLE",    "TARGET_ILLUMINANT"};
+  for (const auto& [keyword, value] : table.keywords) {
+    const bool counts =
+        columns.spectrum.empty() && std::ranges::find(kKeywords, keyword) != std::end(kKeywords);
+    if (!counts || !TellsOfOthers(keyword, value)) continue;
     throw Failure(fmt::format("{}: {} \"{}\": colours are needed under D50 for 2 degrees", name,
                               keyword, value));
-  };
-  for (const char* keyword :
-       {"ILLUMINANT", "ILLUMINATION", "ILLUMINATION_NAME", "WEIGHTING_FUNCTION",
-        "MEASUREMENT_SOURCE", "OBSERVER", "TARGET_ILLUMINANT"}) {
-    const auto value = table.Keyword(keyword);
-    if (!value) continue;
-    for (const char* other : {"D65", "D55", "D75", "ILLUMINANT, A", "Illumination=A", "10deg",
-                              "10_deg", "10 deg", "1964"}) {
-      if (value->find(other) != std::string::npos) refuse(keyword, *value);
-    }
   }
   if (const auto device = table.Keyword("DEVICE_CLASS"); device && *device != "OUTPUT") {
     throw Failure(
@@ -477,7 +489,7 @@ Measurement MeasurementOf(const Cgats& cgats, const std::string& name,
                           std::optional<double> inkLimit) {
   const CgatsTable& table = cgats.tables.front();
   const Columns columns = FindColumns(table, name);
-  CheckConditions(table, name);
+  CheckConditions(table, columns, name);
   const RowReader reader(columns, name);
   std::map<int, ReadPatch> patches;
   for (const CgatsRow& row : table.rows) {

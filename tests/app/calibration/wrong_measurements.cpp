@@ -161,6 +161,12 @@ std::vector<WrongMeasurement> TextsAlone() {
          SetKeyword(t, "MEASUREMENT_SOURCE", "Illumination=D50 ObserverAngle=10deg");
        }),
        "2 degrees"},
+      {"10 degrees said behind D50", Table([](CgatsTable& t) {
+         t.keywords.emplace_back("WEIGHTING_FUNCTION", "ILLUMINANT, D50");
+         t.keywords.emplace_back("WEIGHTING_FUNCTION", "OBSERVER, 10 degree");
+       }),
+       "2 degrees"},
+      {"10 said", Table([](CgatsTable& t) { SetKeyword(t, "OBSERVER_ANGLE", "10"); }), "2 degrees"},
       {"a medium that is none",
        Table([](CgatsTable& t) { SetKeyword(t, "CORVANE_MEDIA", "velvet"); }), "velvet"},
       {"a display", Table([](CgatsTable& t) { SetKeyword(t, "DEVICE_CLASS", "DISPLAY"); }),
