@@ -244,7 +244,9 @@ std::vector<std::uint8_t> TableBuilder::State::BlackCurve(const TableKey& key) {
     const double value = 1.0 - entry / 255.0;
     double linear = LinearFromSrgb({value, value, value})[0];
     if (key.intent == 0) linear = black + (1.0 - black) * linear;
-    const double amount = separator.DyeAmount(Dye::Black, -std::log10(std::max(linear, 1e-6)));
+    const double wanted = separator.DyeAmount(Dye::Black, -std::log10(std::max(linear, 1e-6)));
+    const double amount =
+        std::min({wanted, model.InkLimit(Ink::K), inks.media[key.media].inkLimit});
     InkAmounts amounts{};
     amounts[static_cast<int>(Ink::K)] = amount * kQualityRules[key.quality].blackOnly;
     curve[entry] = Linearized(Rounded(amounts, model), 1.0)[static_cast<int>(Ink::K)];

@@ -36,7 +36,7 @@ double LighterInk(double dye, double strength, const Crossover& crossover) {
 
 // The crossover from a lighter ink of this strength, gone at the dye amount `end`.
 Crossover CrossoverOf(double strength, double end) {
-  return {0.6 * strength, std::min(1.2 * strength, 0.8), 0.85, end};
+  return {0.6 * strength, std::min({1.2 * strength, 0.8, end - 0.1}), 0.85, end};
 }
 
 double TotalInk(const InkAmounts& amounts) {
