@@ -47,6 +47,13 @@ void LeaveOutLostBlack(const PrintMode& mode, std::vector<std::uint8_t>& table) 
               std::uint8_t{0});
 }
 
+// Of a set that does not say on which medium it was measured it is taken for all.
+bool IsMeasuredOn(const InkData& inks, int media) {
+  const bool says = std::any_of(inks.media.begin(), inks.media.end(),
+                                [](const Media& other) { return other.measured; });
+  return inks.measured && (!says || inks.media[media].measured);
+}
+
 }  // namespace
 
 int RunTableProfile(const TableProfileOptions& options) {
@@ -65,7 +72,7 @@ int RunTableProfile(const TableProfileOptions& options) {
   if (!options.quiet) {
     Tell(fmt::format("{}: {} bytes; {}; {}\n", Printable(options.output), profile.size(),
                      Printable(description),
-                     inks.measured ? "measured colours" : "modelled colours"));
+                     IsMeasuredOn(inks, media) ? "measured colours" : "modelled colours"));
   }
   return 0;
 }
