@@ -112,7 +112,8 @@ class Parts {
         }
       }
     }
-    boxes_.Skip(left);
+    // The library would read on where this stops.
+    if (left != 0) Fail();
   }
 
   // What is decoded for a picture, itself included.
