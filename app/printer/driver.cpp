@@ -271,8 +271,10 @@ class DeviceJob {
     } catch (...) {
       reason_ = "the server is ending";
     }
-    if (WasCancelled()) reason_ = kCanceled;
-    if (WasCancelled()) return;
+    if (WasCancelled()) {
+      reason_ = kCanceled;
+      return;
+    }
     if (reason_ == kCanceled) reason_ = "the job's data have ended, or are damaged";
     const std::string line = Printable(reason_);
     papplJobSetMessage(job_, "%s", line.c_str());
